@@ -1,0 +1,219 @@
+#include "device/CHidBase.h"
+
+#include "device/deviceSelection.h"
+
+#include <QDebug>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+constexpr int readTimeoutMs = 64;
+constexpr int waitReadTimeoutMs = 1024;
+constexpr std::size_t wideProductNameSize = 256;
+
+/// Whether the selection flags mean this enumeration record.
+bool isSelected(const hid_device_info &record)
+{
+    if (record.vendor_id != microphoneVendorId)
+        return false;
+    const bool plain = g_selPlain;
+    const bool r5 = g_selR5;
+    const bool r5Otg = g_selR5Otg;
+    if (r5Otg && !r5 && !plain) {
+        return record.product_id == r5OtgProductId || record.product_id == r5OtgAltProductId;
+    }
+    if (!r5Otg && r5 && !plain)
+        return record.product_id == r5ProductId;
+    if (!r5Otg && !r5 && plain)
+        return record.product_id == plainProductId;
+    return false;
+}
+
+/// A device need not tell its strings.
+const wchar_t *orNull(const wchar_t *text)
+{
+    return text != nullptr ? text : L"(null)";
+}
+
+void printFound(const hid_device_info &found)
+{
+    std::printf("Device Found\n  type: %04hx %04hx\n  path: %s\n  serial_number: %ls",
+                microphoneVendorId, found.product_id, found.path, orNull(found.serial_number));
+    std::printf("\n");
+    std::printf("  Manufacturer: %ls\n", orNull(found.manufacturer_string));
+    std::printf("  Product:      %ls\n", orNull(found.product_string));
+    std::printf("  Release:      %hx\n", found.release_number);
+    std::printf("  Interface:    %d\n", found.interface_number);
+    std::printf("  Usage Page:   %04x\n", static_cast<unsigned>(found.usage_page));
+    // One blank less than the labels above, by decision of this system.
+    std::printf("  Usage:       %04x\n", static_cast<unsigned>(found.usage));
+}
+
+} // namespace
+
+CHidBase::CHidBase() = default;
+
+CHidBase::~CHidBase()
+{
+    hid_free_enumeration(foundDevice);
+    if (hidInitialised)
+        hid_exit();
+}
+
+bool CHidBase::init()
+{
+    if (!hidInitialised)
+        hidInitialised = hid_init() == 0;
+    return hidInitialised;
+}
+
+const void *CHidBase::findDevice(std::uint32_t /*vid*/, std::uint32_t /*pid*/,
+                                 std::uint32_t /*option*/)
+{
+    hid_free_enumeration(foundDevice);
+    foundDevice = nullptr;
+
+    searching = true;
+    hid_device_info *const all = hid_enumerate(0, 0);
+    hid_device_info *before = nullptr;
+    hid_device_info *record = all;
+    // A record without a path cannot be opened.
+    while (record != nullptr && !(record->path != nullptr && isSelected(*record))) {
+        before = record;
+        record = record->next;
+    }
+    if (record != nullptr) {
+        if (g_selR5Otg)
+            g_otgAltPid = record->product_id == r5OtgAltProductId;
+        printFound(*record);
+    }
+    // The match is kept with all that follows it; what stands before it goes.
+    if (record != all) {
+        before->next = nullptr;
+        hid_free_enumeration(all);
+    }
+    foundDevice = record;
+    searching = false;
+    return foundDevice;
+}
+
+bool CHidBase::getDeviceInfo(const void *record, char *pathOut, std::uint32_t *vidOut,
+                             std::uint32_t *pidOut)
+{
+    if (record == nullptr)
+        return false;
+    const auto &info = *static_cast<const hid_device_info *>(record);
+    const std::size_t size = std::strlen(info.path) + 1;
+    if (size > pathBufferSize)
+        return false;
+    std::memcpy(pathOut, info.path, size);
+    *vidOut = info.vendor_id;
+    *pidOut = info.product_id;
+    return true;
+}
+
+bool CHidBase::isOpen()
+{
+    return handle != nullptr && vid == g_activeModelCode;
+}
+
+bool CHidBase::open(const char *newPath, std::uint32_t newVid, std::uint32_t newPid,
+                    std::uint32_t /*option*/)
+{
+    if (!hidInitialised || newPath == nullptr)
+        return false;
+    if (handle != nullptr)
+        return true;
+    const std::size_t pathSize = std::strlen(newPath) + 1;
+    if (pathSize > path.size()) {
+        qDebug() << "device path is longer than" << path.size() - 1 << "bytes, not opened";
+        return false;
+    }
+    hid_device *const opened = hid_open_path(newPath);
+    if (opened == nullptr)
+        return false;
+
+    std::array<wchar_t, wideProductNameSize> wide{};
+    if (hid_get_product_string(opened, wide.data(), wide.size() - 1) == 0) {
+        const std::size_t room = productName.size() - 1;
+        const std::size_t length = std::wcstombs(productName.data(), wide.data(), room);
+        // A name with characters that the locale lacks is left out.
+        productName[length <= room ? length : 0] = '\0';
+    }
+    // The caller may hand in what getPath() gave it.
+    std::memmove(path.data(), newPath, pathSize);
+    maxInputReportLen = hid_max_input_report_len(opened);
+    vid = static_cast<int>(newVid);
+    pid = static_cast<int>(newPid);
+    handle = opened;
+    return true;
+}
+
+void CHidBase::close()
+{
+    hid_device *const open = handle;
+    if (open != nullptr) {
+        // First out of sight, then closed: no new call begins on a closed handle.
+        handle = nullptr;
+        hid_close(open);
+    }
+    maxInputReportLen = 0;
+    productName[0] = '\0';
+}
+
+bool CHidBase::write(const std::uint8_t *data, std::size_t length)
+{
+    hid_device *const open = handle;
+    if (open == nullptr)
+        return false;
+    // The outcome is not looked at, by decision of this system: a lost device is
+    // noticed by its reads and by the removal notice.
+    hid_write(open, data, length);
+    return true;
+}
+
+bool CHidBase::waitRead(bool /*flag*/, int /*ignored*/)
+{
+    hid_device *const open = handle;
+    if (open == nullptr)
+        return false;
+    return hid_read_timeout(open, readBuffer.data(), inputReportSize, waitReadTimeoutMs) > 0;
+}
+
+bool CHidBase::read(std::uint8_t *destination, int /*ignored*/)
+{
+    hid_device *const open = handle;
+    if (open == nullptr)
+        return false;
+    if (hid_read_timeout(open, readBuffer.data(), inputReportSize, readTimeoutMs) <= 0)
+        return false;
+    if (destination != nullptr)
+        std::copy_n(readBuffer.begin(), inputReportSize, destination);
+    return true;
+}
+
+void CHidBase::registerNotify(NotifyCallback callback, void *context)
+{
+    if (callback != nullptr)
+        hid_register_device_notification(&CHidBase::relay, this);
+    else
+        hid_register_device_notification(nullptr, nullptr);
+    notifyCallback = callback;
+    notifyContext = context;
+}
+
+void CHidBase::relay(unsigned short vid, unsigned short pid, const char *path, int removal,
+                     void *context)
+{
+    auto *const self = static_cast<CHidBase *>(context);
+    if (self == nullptr || self->searching)
+        return;
+    qDebug() << "testddddddd" << path << removal << vid << pid << self->notifyContext;
+    // The context is tested, not the function: both are set together.
+    if (self->notifyContext != nullptr)
+        self->notifyCallback(path, removal, vid, pid, self->notifyContext);
+}

@@ -1,0 +1,74 @@
+#pragma once
+
+#include "device/ICommunicateDevice.h"
+#include "device/Unguarded.h"
+#include "device/hidapi/hidapi_additions.h"
+
+#include <QObject>
+
+#include <array>
+
+/// The microphone as a USB HID device, reached through hidapi.
+///
+/// It holds no lock, by decision of this system: the operator thread writes, the
+/// worker thread reads, and the main thread opens, closes and receives the
+/// arrival and removal notices.  What that needs of the HID library (a handle
+/// that may be closed while another thread is inside a call) the library that
+/// this project builds gives.
+class CHidBase : public ICommunicateDevice, public QObject
+{
+public:
+    /// An input report as read from the device, in bytes.
+    static constexpr std::size_t inputReportSize = 64;
+
+    CHidBase();
+    ~CHidBase() override;
+    CHidBase(const CHidBase &) = delete;
+    CHidBase &operator=(const CHidBase &) = delete;
+    CHidBase(CHidBase &&) = delete;
+    CHidBase &operator=(CHidBase &&) = delete;
+
+    bool init() override;
+    /// The three arguments are not used: deviceSelection.h says which device is
+    /// meant.  The first match of the enumeration wins.
+    const void *findDevice(std::uint32_t vid, std::uint32_t pid, std::uint32_t option) override;
+    bool getDeviceInfo(const void *record, char *pathOut, std::uint32_t *vidOut,
+                       std::uint32_t *pidOut) override;
+    int getVid() override { return vid; }
+    int getPid() override { return pid; }
+    /// Compares the open device's vendor id with g_activeModelCode, which stays 0
+    /// in the updater, so this is false for every opened microphone.  Kept so by
+    /// decision: the manager relies on open() being harmless when a device is
+    /// open already.
+    bool isOpen() override;
+    const char *getProductName() override { return productName.data(); }
+    bool open(const char *path, std::uint32_t vid, std::uint32_t pid,
+              std::uint32_t option) override;
+    void close() override;
+    bool write(const std::uint8_t *data, std::size_t length) override;
+    bool waitRead(bool flag, int ignored) override;
+    bool read(std::uint8_t *destination, int ignored) override;
+    int getMaxInputReportLen() override { return maxInputReportLen; }
+    const char *getPath() override { return path.data(); }
+    void registerNotify(NotifyCallback callback, void *context) override;
+
+private:
+    static void relay(unsigned short vid, unsigned short pid, const char *path, int removal,
+                      void *context);
+
+    std::array<char, 256> path{};
+    std::array<char, 128> productName{};
+    /// Written by the main thread (open, close); read by all three.
+    Unguarded<hid_device *> handle{nullptr};
+    std::array<std::uint8_t, 65> readBuffer{};
+    int maxInputReportLen = 0;
+    hid_device_info *foundDevice = nullptr;
+    bool hidInitialised = false;
+    NotifyCallback notifyCallback = nullptr;
+    void *notifyContext = nullptr;
+    /// True while findDevice() walks the enumeration: notices that arrive then
+    /// are dropped.
+    bool searching = false;
+    int vid = 0;
+    int pid = 0;
+};

@@ -1,0 +1,3 @@
+#include "device/ICommDeviceMgmt.h"
+
+ICommDeviceMgmt *deviceManager = nullptr;
