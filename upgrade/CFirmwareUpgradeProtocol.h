@@ -1,0 +1,39 @@
+#pragma once
+
+#include "upgrade/CProtocol.h"
+
+#include <array>
+#include <cstddef>
+
+/// The protocol as the upgrade uses it: the supported-device list and thin
+/// forwards to the device manager.  Without a manager they answer as the manager
+/// does without a device.
+class CFirmwareUpgradeProtocol : public CProtocol
+{
+public:
+    /// exchange() offers this many bytes to the device, whatever the command's
+    /// length: a decision of this system.  The type makes sure they are there.
+    static constexpr std::size_t exchangeSize = 500;
+    using ExchangeBuffer = std::array<std::uint8_t, exchangeSize>;
+
+    CFirmwareUpgradeProtocol();
+
+    bool isSupported(const void *ignored, int vid, int pid) override;
+    const SupportedModel *supportedModels() override;
+
+    /// Sends `length` bytes and waits for the answer; `rx` has 64 bytes.  A status
+    /// of the device manager, negative for a failure.
+    int sendCommand(const std::uint8_t *tx, std::uint8_t *rx, std::size_t length);
+    /// Sends a request and ignores what comes back; puts a zero word into `rx`.
+    /// False whenever a manager is there: it never reports success.
+    bool exchange(const ExchangeBuffer &tx, std::uint8_t *rx);
+    /// Sends one 65-byte packet; `rx` has 64 bytes and is zeroed.  `timeout` (ms)
+    /// is not used: the write's own time-out holds.
+    bool sendPacket(const std::uint8_t *tx, std::uint8_t *rx, int keepPending, int timeout);
+    /// Reads one input report into the 64 bytes of `buffer`.
+    bool readReport(std::uint8_t *buffer);
+
+protected:
+    /// Null until the device is opened; not owned.
+    ICommDeviceMgmt *manager = nullptr;
+};

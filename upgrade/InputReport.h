@@ -1,0 +1,102 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+/// One input report of the microphone and what it means.  Pure; no thread of its
+/// own.
+///
+/// Offsets and codes are the device's protocol; bytes that are not named here
+/// are not interpreted.
+class InputReport
+{
+public:
+    /// Bytes of a report as read from the device.
+    static constexpr std::size_t size = 64;
+    using Bytes = std::array<std::uint8_t, size>;
+
+    enum class Kind
+    {
+        /// Byte 8 is the device's upgrade state.
+        DfuState,
+        /// Bytes 8 and 9 are the model code.
+        ModelCode,
+        /// A parameter report, or nothing of the above.
+        Parameter
+    };
+
+    /// What an upgrade status report says; the values are the codes of
+    /// DevOperator::tb210_break_fail_mess(int).
+    enum class Verdict
+    {
+        None = 0,
+        Failed = 1,
+        Succeeded = 2
+    };
+
+    InputReport() = default;
+    explicit InputReport(const Bytes &reportBytes)
+        : bytes(reportBytes)
+    {
+    }
+
+    const Bytes &raw() const { return bytes; }
+    std::uint8_t *data() { return bytes.data(); }
+
+    std::uint8_t group() const { return bytes[5]; }
+    std::uint8_t kindByte() const { return bytes[6]; }
+    /// Status code of a status report, otherwise the sub-kind.
+    std::uint8_t subKind() const { return bytes[7]; }
+    /// Flag of a status report, first model-code byte, or upgrade state.
+    std::uint8_t value() const { return bytes[8]; }
+    std::uint8_t secondValue() const { return bytes[9]; }
+
+    bool isUpgradeStatus() const { return bytes[4] == statusClass; }
+
+    /// Any status but those below leaves the upgrade going; so does every report
+    /// that is no status report.
+    Verdict verdict() const
+    {
+        if (!isUpgradeStatus())
+            return Verdict::None;
+        if (value() == failureFlag || subKind() == 2 || subKind() == 4)
+            return Verdict::Failed;
+        if (subKind() == 5 || subKind() == 6)
+            return Verdict::Succeeded;
+        return Verdict::None;
+    }
+
+    /// Independent of the verdict: a status report has a kind as well.
+    Kind kind() const
+    {
+        if (kindByte() == dfuStateKind)
+            return subKind() == dfuStateSubKind ? Kind::DfuState : Kind::Parameter;
+        if (kindByte() <= lastModelCodeKind && subKind() == 0 && isParameterGroup())
+            return Kind::ModelCode;
+        return Kind::Parameter;
+    }
+
+    bool isLastModelCode() const { return kindByte() == lastModelCodeKind; }
+    bool isParameterGroup() const { return group() == parameterGroup; }
+    bool isStored() const { return isParameterGroup() && kindByte() != unstoredKind; }
+    bool replacesFirst() const { return kindByte() == firstParameterKind; }
+    bool startsParameterSet() const { return replacesFirst() && subKind() == firstParameterSub; }
+    bool endsMainValues() const { return isParameterGroup() && kindByte() == mainValuesEndKind; }
+
+private:
+    static constexpr std::uint8_t statusClass = 0x0B;
+    static constexpr std::uint8_t failureFlag = 1;
+    static constexpr std::uint8_t dfuStateKind = 8;
+    static constexpr std::uint8_t dfuStateSubKind = 0x10;
+    static constexpr std::uint8_t lastModelCodeKind = 2;
+    static constexpr std::uint8_t parameterGroup = 4;
+    static constexpr std::uint8_t unstoredKind = 0x34;
+    static constexpr std::uint8_t firstParameterKind = 0x22;
+    static constexpr std::uint8_t firstParameterSub = 0x20;
+    static constexpr std::uint8_t mainValuesEndKind = 0x12;
+
+    Bytes bytes{};
+};
+
+static_assert(sizeof(InputReport) == InputReport::size);

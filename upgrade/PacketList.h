@@ -1,0 +1,53 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+
+#include <atomic>
+#include <deque>
+
+/// A list of byte arrays that one thread fills, another walks and a third may
+/// empty meanwhile, without a lock.
+///
+/// The toolkit's list itself would not survive that: two threads that empty it
+/// at once release its storage twice.  Here emptying only points to another,
+/// empty list, and a list once filled in stays in memory, unchanged, for as long
+/// as this object lives.  So whoever walks has to expect the list to become
+/// empty between any two calls, and nothing worse.
+class PacketList
+{
+public:
+    using List = QList<QByteArray>;
+
+    PacketList() = default;
+    PacketList(const PacketList &) = delete;
+    PacketList &operator=(const PacketList &) = delete;
+    PacketList(PacketList &&) = delete;
+    PacketList &operator=(PacketList &&) = delete;
+    ~PacketList() = default;
+
+    /// Fills the list; always the same thread for one object.
+    PacketList &operator=(const List &packets)
+    {
+        filled.push_back(packets);
+        current.store(&filled.back(), std::memory_order_release);
+        return *this;
+    }
+
+    /// Any thread.
+    void clear() { current.store(&none, std::memory_order_release); }
+    bool isEmpty() const { return list().isEmpty(); }
+    int size() const { return list().size(); }
+    /// The packet at `index`, or an empty array where there is none.
+    QByteArray value(int index) const { return list().value(index); }
+    /// The packets from `position`; as many as there are, `length` at most.
+    List mid(int position, int length = -1) const { return list().mid(position, length); }
+
+private:
+    const List &list() const { return *current.load(std::memory_order_acquire); }
+
+    const List none;
+    std::atomic<const List *> current{&none};
+    /// A deque does not move its elements; touched by the filling thread only.
+    std::deque<List> filled;
+};

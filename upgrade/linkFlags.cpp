@@ -1,0 +1,4 @@
+#include "upgrade/linkFlags.h"
+
+Unguarded<bool> connectedFlag{false};
+Unguarded<bool> linkReadyFlag{false};
