@@ -1,0 +1,26 @@
+#pragma once
+
+#include <QSharedMemory>
+
+/// Lets one updater run at a time, by a named shared-memory segment that the
+/// running one holds for its whole life.
+///
+/// Main thread.  On Linux the segment's name follows TMPDIR.
+class SingleInstance
+{
+public:
+    SingleInstance();
+
+    /// False when another updater is running.  A segment that cannot be created
+    /// is no reason not to run: the updater then runs unguarded.
+    bool acquire();
+
+    /// Gives the segment back; also done by the destructor.
+    void release();
+
+private:
+    /// Removes what an updater that was killed left behind.
+    void clearAbandoned();
+
+    QSharedMemory segment;
+};

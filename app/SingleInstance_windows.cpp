@@ -1,0 +1,6 @@
+#include "app/SingleInstance.h"
+
+void SingleInstance::clearAbandoned()
+{
+    // The system removes the segment with the last process that held it.
+}

@@ -1,0 +1,26 @@
+#include "app/endProcess.h"
+
+#include "app/SingleInstance.h"
+#include "app/leaveProcess.h"
+
+#include <cstdio>
+
+namespace {
+
+SingleInstance *heldInstance = nullptr;
+
+} // namespace
+
+void setInstanceToRelease(SingleInstance *instance)
+{
+    heldInstance = instance;
+}
+
+void endProcess(int code)
+{
+    if (heldInstance != nullptr)
+        heldInstance->release();
+    std::fflush(stdout);
+    std::fflush(stderr);
+    leaveProcess(code);
+}

@@ -1,0 +1,4 @@
+#pragma once
+
+/// What a platform needs before the application object exists.
+void prepareProcess();

@@ -1,0 +1,3 @@
+#include "app/prepareProcess.h"
+
+void prepareProcess() {}

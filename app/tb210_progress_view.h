@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QWidget>
+
+class QLabel;
+class QProgressBar;
+
+/// The overlay that covers the whole window while an upgrade runs.  Its pictures
+/// are not part of the updater's resources, so their labels show empty.
+class tb210_progress_view : public QWidget
+{
+    Q_OBJECT
+
+public:
+    /// `parent` must have its size already; the view covers it.
+    explicit tb210_progress_view(QWidget *parent);
+
+    QProgressBar *bar() const { return progressBar; }
+    /// Shows the number followed by "%".
+    void setPercent(int percent);
+
+private:
+    QProgressBar *progressBar;
+    QLabel *percentLabel;
+};
