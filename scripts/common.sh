@@ -1,0 +1,50 @@
+# Shared by the scripts of this folder; sourced, not run.
+# shellcheck shell=bash
+
+set -euo pipefail
+
+root=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+cd "$root"
+
+say() { printf '%s\n' "$*"; }
+die() {
+    printf '%s\n' "$*" >&2
+    exit 1
+}
+
+# Debian packages that a build needs.  npm fetches the HID library's sources;
+# where it came from does not matter, so it is looked for by command.
+build_packages=(ca-certificates cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev)
+command -v npm >/dev/null || build_packages+=(npm)
+
+# need_packages NAME...: installs what is missing, or says what is.
+need_packages() {
+    command -v dpkg-query >/dev/null ||
+        die "This is not a Debian system. Needed, under whatever name they have here: $*"
+    local missing=() package
+    for package in "$@"; do
+        dpkg-query -W -f='${db:Status-Abbrev}' "$package" 2>/dev/null | grep -q '^ii' ||
+            missing+=("$package")
+    done
+    ((${#missing[@]})) || return 0
+    if ((EUID != 0)); then
+        die "Packages are missing. Install them and run this again:
+    sudo apt-get install --no-install-recommends ${missing[*]}"
+    fi
+    say "Installing ${missing[*]} ..."
+    apt-get update -qq ||
+        die "The package lists could not be fetched: check this machine's network and /etc/apt."
+    DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
+        -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null ||
+        die "Not all packages could be installed; see above."
+}
+
+# build PRESET [TARGET...]: configures and builds; warnings are errors in CI.
+build() {
+    local preset=$1 output
+    shift
+    local options=()
+    [[ -n ${CI:-} ]] && options+=(-DVELMO_WERROR=ON)
+    output=$(cmake --preset "$preset" "${options[@]}" 2>&1) || die "$output"
+    cmake --build --preset "$preset" ${1:+--target "$@"}
+}
