@@ -22,6 +22,8 @@
 #include <QTextEdit>
 #include <QThread>
 
+#include <utility>
+
 QString versionText;
 
 namespace {
@@ -58,9 +60,9 @@ int percentOf(int value, int total)
 
 } // namespace
 
-DFU_windows::DFU_windows(const QString &path, int argumentCount, QWidget *parent)
+DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     : QMainWindow(parent)
-    , firmwarePath(path)
+    , firmwarePath(std::move(path))
     , argCount(argumentCount)
 {
     selectMicrophoneFor(firmwarePath);

@@ -27,9 +27,9 @@ class DFU_windows : public QMainWindow
     Q_OBJECT
 
 public:
-    /// `argCount` counts the program's name: above 1 the process ends with the
+    /// `argumentCount` counts the program's name: above 1 the process ends with the
     /// upgrade, above 2 the outcome is shown in a box.
-    DFU_windows(const QString &firmwarePath, int argCount, QWidget *parent);
+    DFU_windows(QString path, int argumentCount, QWidget *parent);
 
 signals:
     /// Enters the operator's transfer loop.

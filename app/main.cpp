@@ -23,12 +23,12 @@ int main(int argc, char *argv[])
 
     // Never destroyed: from the window's construction on, threads run that do not
     // stop, and the process ends through endProcess() only.
-    auto *const application = new QApplication(argc, argv);
+    [[maybe_unused]] auto *const application = new QApplication(argc, argv);
     const QStringList arguments = QApplication::arguments();
     qDebug() << arguments;
     auto *const window = new DFU_windows(arguments.value(1), arguments.size(), nullptr);
     window->setWindowTitle(QStringLiteral("Velmo_KVX2 DFU"));
     if (arguments.size() > hiddenArguments)
         window->show();
-    endProcess(application->exec());
+    endProcess(QApplication::exec());
 }

@@ -21,7 +21,7 @@
 /// `waitingReply`: the operator thread sets it and writes the packet, up to three
 /// times; the worker thread, which reads the reports, clears it when one answers.
 template <class Device>
-class CDeviceManager : public ICommDeviceMgmt
+class CDeviceManager final : public ICommDeviceMgmt
 {
 public:
     CDeviceManager() = default;

@@ -18,7 +18,7 @@
 template <typename T>
 class Unguarded
 {
-    static_assert(std::is_trivially_copyable_v<T> && sizeof(T) <= sizeof(void *));
+    static_assert(std::is_trivially_copyable_v<T> && std::atomic<T>::is_always_lock_free);
 
 public:
     Unguarded() = default;

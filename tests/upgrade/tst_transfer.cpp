@@ -178,7 +178,7 @@ void TransferTest::a_verdict_during_a_batch_wait_stops_the_transfer()
     devOperator->pendingPackets = numberedPackets(23);
     const QSignalSpy verdict(devOperator.get(), &DevOperator::tb210_break_fail_mess);
     clock->onTick = [this] {
-        if (log.size() > 0 && log.last() == QLatin1String("7/4")) {
+        if (!log.isEmpty() && log.last() == QLatin1String("7/4")) {
             manager->reports.push_back(statusReport(5));
             devOperator->readDeviceReport();
         }
