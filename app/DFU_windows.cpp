@@ -2,8 +2,10 @@
 
 #include "app/common_funtion.h"
 #include "app/endProcess.h"
+#include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
 #include "device/deviceSelection.h"
+#include "dsp/dfu_0206_view.h"
 #include "upgrade/DFU_thread.h"
 #include "upgrade/DevOperator.h"
 #include "upgrade/FirmwareFile.h"
@@ -11,20 +13,25 @@
 #include "upgrade/linkFlags.h"
 
 #include <QApplication>
+#include <QComboBox>
 #include <QDebug>
 #include <QFile>
+#include <QFileDialog>
 #include <QFontDatabase>
 #include <QIcon>
 #include <QLabel>
 #include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSettings>
 #include <QTextEdit>
 #include <QThread>
 
+#include <initializer_list>
 #include <utility>
 
 QString versionText;
+std::uint8_t englishSelected = 0;
 
 namespace {
 
@@ -32,12 +39,68 @@ constexpr QSize windowSize(500, 200);
 constexpr QRect stateLabelPlace(20, 170, 200, 30);
 constexpr QRect mcuButtonPlace(10, 60, 60, 25);
 constexpr QPoint mcuPathEditPosition(80, 60);
-constexpr QSize mcuPathEditSize(340, 25);
+constexpr QRect dspButtonPlace(10, 70, 60, 25);
+constexpr QPoint dspPathEditPosition(80, 70);
+constexpr QSize pathEditSize(340, 25);
 constexpr int versionLabelDistance = 350;
-constexpr int versionLabelTop = 60;
 constexpr QSize versionLabelSize(50, 30);
 constexpr QSize confirmButtonSize(110, 40);
 constexpr int confirmButtonRise = 80;
+constexpr int dspConfirmButtonLeft = 195;
+constexpr int languageLabelFromRight = 200;
+constexpr QSize languageLabelSize(80, 20);
+constexpr int languageBoxWidth = 100;
+
+/// Indices of the language box.
+enum Language
+{
+    Chinese = 0,
+    English = 1
+};
+
+// The names are crossed over against what the files hold, by decision of this
+// system: "zh" has the English texts, "en" has none, so the Chinese ones show.
+QString englishTranslation()
+{
+    return QStringLiteral(":/tb210_lang/tb210_zh.qm");
+}
+
+QString chineseTranslation()
+{
+    return QStringLiteral(":/tb210_lang/tb210_en.qm");
+}
+
+QString redText()
+{
+    return QStringLiteral("color:red");
+}
+
+QString blackText()
+{
+    return QStringLiteral("color:black");
+}
+
+QString noVersion()
+{
+    return QStringLiteral("V0.0.0");
+}
+
+/// The settings of both path edits: one line, however long.
+void makeSingleLine(QTextEdit *edit)
+{
+    edit->setLineWrapMode(QTextEdit::NoWrap);
+    edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    edit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+}
+
+/// A DSP firmware's version: four characters of its file name, before the last
+/// four ("V1.0" of "...V1.0.bin").
+QString dspVersionOf(const QString &fileName)
+{
+    constexpr int fromEnd = 8;
+    constexpr int length = 4;
+    return fileName.right(fromEnd).left(length);
+}
 
 /// Above this many arguments the outcome is shown in a box.
 constexpr int headlessArguments = 2;
@@ -71,6 +134,7 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/image/images/logo.ico")));
     QFontDatabase::addApplicationFont(QStringLiteral(":/image/ZRX_650/SourceHanSansCN Medium.ttf"));
     setFixedSize(windowSize);
+    loadTranslation(englishTranslation());
     resultFile.prepare();
     buildWidgets();
     startOperator();
@@ -93,23 +157,48 @@ void DFU_windows::buildWidgets()
 {
     stateLabel = new QLabel(tr("请连接设备"), this);
     stateLabel->setGeometry(stateLabelPlace);
-    stateLabel->setStyleSheet(QStringLiteral("color:red"));
+    stateLabel->setStyleSheet(redText());
 
+    buildLanguageSection();
+    buildMcuSection();
+    buildDspSection();
+    progressView = new tb210_progress_view(this);
+}
+
+void DFU_windows::buildLanguageSection()
+{
+    languageLabel = new QLabel(tr("语言切换："), this);
+    languageLabel->setGeometry(
+        QRect(QPoint(width() - languageLabelFromRight, 0), languageLabelSize));
+    languageLabel->setStyleSheet(
+        QStringLiteral("background-color:transparent;color:rgb(158,158,158);text-align:center;"
+                       "font-size:15px;font-family:'Source Han Sans CN Medium'"));
+
+    languageBox = new QComboBox(this);
+    languageBox->setGeometry(languageLabel->x() + languageLabel->width(), 0, languageBoxWidth,
+                             languageLabel->height());
+    languageBox->addItem(tr("简体中文"));
+    languageBox->addItem(tr("English"));
+    languageBox->setCurrentIndex(English); // before it is connected: no switch at the start
+    connect(languageBox, SIGNAL(currentIndexChanged(int)), this, SLOT(change_language(int)));
+}
+
+void DFU_windows::buildMcuSection()
+{
     mcuButton = new QPushButton(tr("MCU固件"), this);
     mcuButton->setGeometry(mcuButtonPlace);
     connect(mcuButton, SIGNAL(clicked()), this, SLOT(dfu_click()));
 
-    mcuPathEdit = new QTextEdit(this);
-    mcuPathEdit->setGeometry(QRect(mcuPathEditPosition, mcuPathEditSize));
+    mcuPathEdit = new myEdit_view(this);
+    mcuPathEdit->setGeometry(QRect(mcuPathEditPosition, pathEditSize));
     mcuPathEdit->setPlaceholderText(tr("请输入MCU固件路径"));
     mcuPathEdit->setAlignment(Qt::AlignBottom);
-    mcuPathEdit->setLineWrapMode(QTextEdit::NoWrap);
-    mcuPathEdit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    mcuPathEdit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    makeSingleLine(mcuPathEdit);
+    connect(mcuPathEdit, SIGNAL(drop_block(QString)), this, SLOT(mcudropClick(QString)));
 
-    mcuVersionLabel = new QLabel(QStringLiteral("V0.0.0"), this);
+    mcuVersionLabel = new QLabel(noVersion(), this);
     mcuVersionLabel->setGeometry(
-        QRect(QPoint(mcuPathEdit->x() + versionLabelDistance, versionLabelTop), versionLabelSize));
+        QRect(mcuPathEditPosition + QPoint(versionLabelDistance, 0), versionLabelSize));
     mcuVersionLabel->hide();
 
     confirmButton = new QPushButton(tr("确认"), this);
@@ -117,8 +206,33 @@ void DFU_windows::buildWidgets()
         QRect(QPoint((width() - confirmButtonSize.width()) / 2, height() - confirmButtonRise),
               confirmButtonSize));
     connect(confirmButton, SIGNAL(clicked()), this, SLOT(update_click()));
+}
 
-    progressView = new tb210_progress_view(this);
+void DFU_windows::buildDspSection()
+{
+    // These texts are never translated.
+    auto *const dspButton = new QPushButton(QStringLiteral("DSP固件"), this);
+    dspButton->setGeometry(dspButtonPlace);
+    connect(dspButton, SIGNAL(clicked()), this, SLOT(dsp_btn_click()));
+
+    dspPathEdit = new QTextEdit(this);
+    dspPathEdit->setGeometry(QRect(dspPathEditPosition, pathEditSize));
+    dspPathEdit->setPlaceholderText(QStringLiteral("请输入DSP固件路径"));
+    makeSingleLine(dspPathEdit);
+
+    dspVersionLabel = new QLabel(noVersion(), this);
+    dspVersionLabel->setGeometry(
+        QRect(dspPathEditPosition + QPoint(versionLabelDistance, 0), versionLabelSize));
+
+    auto *const dspConfirmButton = new QPushButton(QStringLiteral("确认DSP固件升级"), this);
+    dspConfirmButton->setGeometry(
+        QRect(QPoint(dspConfirmButtonLeft, height() - confirmButtonRise), confirmButtonSize));
+    connect(dspConfirmButton, SIGNAL(clicked()), this, SLOT(updatedsp_click()));
+
+    const std::initializer_list<QWidget *> hidden = {dspButton, dspPathEdit, dspVersionLabel,
+                                                     dspConfirmButton};
+    for (QWidget *const widget : hidden)
+        widget->hide();
 }
 
 void DFU_windows::startOperator()
@@ -147,7 +261,18 @@ void DFU_windows::followDevice()
 
 void DFU_windows::dfu_click()
 {
-    mcuPathEdit->setPlainText(firmwarePath);
+    inspectFirmware(firmwarePath);
+}
+
+void DFU_windows::mcudropClick(const QString &path)
+{
+    qDebug().noquote() << "xxkkk99999999999999" << path;
+    inspectFirmware(path);
+}
+
+void DFU_windows::inspectFirmware(const QString &path)
+{
+    mcuPathEdit->setPlainText(path);
     mcuVersionLabel->show();
     upgradeMode = McuUpgrade;
     firmwareRecords.clear();
@@ -201,15 +326,20 @@ void DFU_windows::update_click()
 
 void DFU_windows::progress_value(int value)
 {
-    if (upgradeMode != McuUpgrade)
-        return;
-    const int total = progressView->bar()->maximum();
-    progressView->bar()->setValue(value);
-    const int percent = percentOf(value, total);
-    progressView->setPercent(percent);
-    resultFile.write(QString::number(percent) + QLatin1String("%\n"));
-    if (value >= total)
-        progressView->hide();
+    if (upgradeMode == McuUpgrade) {
+        const int total = progressView->bar()->maximum();
+        progressView->bar()->setValue(value);
+        const int percent = percentOf(value, total);
+        progressView->setPercent(percent);
+        resultFile.write(QString::number(percent) + QLatin1String("%\n"));
+        if (value >= total)
+            progressView->hide();
+    } else if (upgradeMode == DspUpgrade) {
+        progressView->bar()->setValue(value);
+        const int percent = percentOf(value, dspRunner != nullptr ? dspRunner->dspTotal : 0);
+        qDebug() << "dsp" << value << percent;
+        progressView->setPercent(percent);
+    }
 }
 
 void DFU_windows::sendMessage_fail_hand(int status)
@@ -247,12 +377,12 @@ void DFU_windows::OnDisConnectDevice()
     // The flags stay as they are, by decision of this system.
     qDebug().noquote() << QStringLiteral("usb拔出------");
     stateLabel->setText(tr("请连接设备"));
-    stateLabel->setStyleSheet(QStringLiteral("color:red"));
+    stateLabel->setStyleSheet(redText());
 }
 
 void DFU_windows::showConnected()
 {
-    stateLabel->setStyleSheet(QStringLiteral("color:black"));
+    stateLabel->setStyleSheet(blackText());
     stateLabel->setText(tr("已连接设备"));
 }
 
@@ -261,4 +391,80 @@ void DFU_windows::leave()
     QApplication::quit();
     close();
     endProcess(0);
+}
+
+// ---- The DSP section ---------------------------------------------------------
+
+void DFU_windows::dsp_btn_click()
+{
+    const QSettings settings(QStringLiteral("./Setting.ini"), QSettings::IniFormat);
+    const QString folder = settings.value(QStringLiteral("LastFilePath")).toString();
+    const QString file = QFileDialog::getOpenFileName(this, QStringLiteral("选择升级文件"), folder,
+                                                      QStringLiteral("Document files (*.bin)"));
+    if (!file.isEmpty())
+        dspPathEdit->setPlainText(file);
+}
+
+void DFU_windows::updatedsp_click()
+{
+    upgradeMode = DspUpgrade;
+    const QString fileName = common_funtion::fileNameOf(dspPathEdit->toPlainText());
+    qDebug().noquote() << "file_name-----------------" << fileName;
+    if (fileName.isEmpty())
+        return;
+    dspVersionLabel->setText(dspVersionOf(fileName));
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        QMessageBox::information(this, QStringLiteral("Title"), tr("打开错误") + file.errorString(),
+                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
+        return;
+    }
+    if (dspRunner == nullptr) {
+        dspRunner = new dfu_0206_view(nullptr);
+        connect(dspRunner, SIGNAL(dsp_progress_value(int)), this,
+                SLOT(dsp_kt0206_progress_val(int)));
+        connect(dspRunner, SIGNAL(dsp_finish_progress(int)), this, SLOT(dsp_kt0206_finish(int)));
+    }
+    progressView->bar()->setValue(0);
+    progressView->setPercent(0);
+    progressView->show();
+    dspRunner->dspProductId = devOperator->connectedProductId;
+    dspRunner->startDspUpgrade(fileName);
+}
+
+void DFU_windows::dsp_kt0206_progress_val(int value)
+{
+    progressView->bar()->setMaximum(dspRunner->dspTotal);
+    progress_value(value);
+}
+
+void DFU_windows::dsp_kt0206_finish(int result)
+{
+    progressView->hide();
+    QMessageBox::information(this, tr("提示"),
+                             result == 1 ? tr("DSP 升级成功,请重新连接设备") : tr("DSP 升级失败"),
+                             QMessageBox::Yes);
+}
+
+// ---- Languages -----------------------------------------------------------------
+
+bool DFU_windows::loadTranslation(const QString &file)
+{
+    return translator.load(file) && QApplication::installTranslator(&translator);
+}
+
+void DFU_windows::change_language(int index)
+{
+    if (index == English) {
+        loadTranslation(englishTranslation());
+        englishSelected = 1;
+    } else if (index == Chinese) {
+        loadTranslation(chineseTranslation());
+        englishSelected = 0;
+    }
+    mcuButton->setText(tr("MCU固件"));
+    mcuPathEdit->setPlaceholderText(tr("请输入MCU固件路径"));
+    languageLabel->setText(tr("语言切换："));
+    confirmButton->setText(tr("确认"));
+    stateLabel->setText(connectedFlag ? tr("已连接设备") : tr("请连接设备"));
 }

@@ -6,13 +6,19 @@
 #include <QList>
 #include <QMainWindow>
 #include <QString>
+#include <QTranslator>
+
+#include <cstdint>
 
 class DFU_thread;
 class DevOperator;
+class QComboBox;
 class QLabel;
 class QPushButton;
 class QTextEdit;
 class QThread;
+class dfu_0206_view;
+class myEdit_view;
 class tb210_progress_view;
 
 /// The updater's window and its controller.
@@ -22,6 +28,9 @@ class tb210_progress_view;
 /// transfer loop; without a microphone, or without records, it ends the process.
 /// Its slots follow the upgrade and end the process with the verdict.  Main
 /// thread; it lives until the process ends.
+///
+/// Texts are written in Chinese and start out in English.  The section for the DSP
+/// firmware is built and connected, but hidden: nothing shows it.
 class DFU_windows : public QMainWindow
 {
     Q_OBJECT
@@ -43,8 +52,18 @@ public slots:
     void dfu_click();
     /// Loads it again, builds the packets and arms the transfer.
     void update_click();
+    /// Starts a DSP upgrade with the file of the DSP path edit.
+    void updatedsp_click();
+    void dsp_btn_click();
     void progress_value(int value);
     void sendMessage_fail_hand(int status);
+    void dsp_kt0206_progress_val(int value);
+    void dsp_kt0206_finish(int result);
+    /// Inspects a dropped file: its version is shown.  The upgrade always uses the
+    /// file of the command line, by decision of this system.
+    void mcudropClick(const QString &path);
+    /// 0: Chinese, 1: English.
+    void change_language(int index);
 
 private:
     enum UpgradeMode
@@ -54,8 +73,13 @@ private:
     };
 
     void buildWidgets();
+    void buildMcuSection();
+    void buildDspSection();
+    void buildLanguageSection();
+    bool loadTranslation(const QString &file);
     void startOperator();
     void followDevice();
+    void inspectFirmware(const QString &path);
     void loadFirmware();
     void showConnected();
     /// Ends the process with code 0.
@@ -69,16 +93,27 @@ private:
     QThread *workerThread = nullptr;
     /// Only when a microphone was opened at the start; never stopped.
     DFU_thread *upgradeThread = nullptr;
+    /// Null until the first DSP upgrade.
+    dfu_0206_view *dspRunner = nullptr;
     int upgradeMode = McuUpgrade;
-    QTextEdit *mcuPathEdit = nullptr;
+    myEdit_view *mcuPathEdit = nullptr;
+    QTextEdit *dspPathEdit = nullptr;
     QLabel *mcuVersionLabel = nullptr;
+    QLabel *dspVersionLabel = nullptr;
     QList<QByteArray> firmwareRecords;
     QList<QByteArray> packetList;
     QString firmwarePath;
     int argCount;
     ResultFile resultFile;
+    QLabel *languageLabel = nullptr;
+    QComboBox *languageBox = nullptr;
+    /// Reused for every load.
+    QTranslator translator;
     QPushButton *confirmButton = nullptr;
 };
 
 /// The MCU version shown last.  Main thread.
 extern QString versionText;
+
+/// 1 after English was chosen, 0 after Chinese; nothing reads it.  Main thread.
+extern std::uint8_t englishSelected;

@@ -14,7 +14,8 @@ die() {
 
 # Debian packages that a build needs.  npm fetches the HID library's sources;
 # where it came from does not matter, so it is looked for by command.
-build_packages=(ca-certificates cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev)
+build_packages=(ca-certificates cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev
+    qttools5-dev-tools)
 command -v npm >/dev/null || build_packages+=(npm)
 
 # need_packages NAME...: installs what is missing, or says what is.
