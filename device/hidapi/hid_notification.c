@@ -1,0 +1,30 @@
+#include "device/hidapi/hid_notification.h"
+
+#include "device/hidapi/hidapi_additions.h"
+
+#include <stddef.h>
+
+static hid_device_notification_callback s_notifyCallback = NULL;
+static void *s_notifyContext = NULL;
+
+void hid_register_device_notification(hid_device_notification_callback callback, void *context)
+{
+    if (callback == NULL) {
+        /* The receiver stays stored, so that a later registration opens nothing: once
+           unregistered, notification is off for the life of the process.  A decision
+           of this system. */
+        hid_notification_source_close();
+        return;
+    }
+    if (s_notifyCallback == NULL && !hid_notification_source_open())
+        return;
+    s_notifyCallback = callback;
+    s_notifyContext = context;
+}
+
+void hid_notification_deliver(unsigned short vendor_id, unsigned short product_id, const char *path,
+                              int removal)
+{
+    if (s_notifyCallback != NULL)
+        s_notifyCallback(vendor_id, product_id, path, removal, s_notifyContext);
+}
