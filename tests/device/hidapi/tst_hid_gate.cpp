@@ -1,0 +1,264 @@
+#include "device/hidapi/hidapi_additions.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <thread>
+
+namespace {
+
+constexpr std::size_t reportSize = 65;
+using Report = std::array<unsigned char, reportSize>;
+
+/// How often this process has the path open; for "socket:" its sockets.
+int openCount(const QString &path)
+{
+    int count = 0;
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    for (const QString &name : descriptors.entryList(QDir::AllEntries | QDir::System)) {
+        std::array<char, 4096> target{};
+        const QByteArray link = QFile::encodeName(descriptors.filePath(name));
+        if (readlink(link.constData(), target.data(), target.size() - 1) > 0)
+            count += QString::fromLocal8Bit(target.data()).startsWith(path) ? 1 : 0;
+    }
+    return count;
+}
+
+/// A thread that makes one blocking read.
+class BlockedReader
+{
+public:
+    explicit BlockedReader(hid_device *device)
+        : thread([this, device] {
+            threadId = static_cast<pid_t>(syscall(SYS_gettid));
+            Report report{};
+            result = hid_read_timeout(device, report.data(), report.size(), anHourMs);
+        })
+    {
+    }
+
+    /// Whether the thread sleeps, which here it does in the read only.
+    bool isInside() const
+    {
+        const pid_t id = threadId;
+        QFile stat(QStringLiteral("/proc/self/task/%1/stat").arg(id));
+        if (id == 0 || !stat.open(QIODevice::ReadOnly))
+            return false;
+        const QByteArray text = stat.readAll();
+        return text.mid(text.lastIndexOf(')')).startsWith(") S");
+    }
+
+    int join()
+    {
+        thread.join();
+        return result;
+    }
+
+private:
+    static constexpr int anHourMs = 3600 * 1000;
+    std::atomic<pid_t> threadId{0};
+    int result = -2;
+    std::thread thread;
+};
+
+} // namespace
+
+/// The library's thread safety.  /dev/full and a pipe with a name stand in for a
+/// device: the backend opens any path, and they fail, block and answer as one does.
+class tst_hid_gate : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        pipe = directory.filePath(QStringLiteral("pipe"));
+        QCOMPARE(mkfifo(QFile::encodeName(pipe).constData(), S_IRUSR | S_IWUSR), 0);
+    }
+
+    void nullAndClosedHandles()
+    {
+        hid_device *const closed = hid_open_path("/dev/full");
+        QVERIFY(closed != nullptr);
+        hid_close(closed);
+        hid_close(closed);
+        hid_close(nullptr);
+        QCOMPARE(openCount(QStringLiteral("/dev/full")), 0);
+
+        for (hid_device *const handle : {closed, static_cast<hid_device *>(nullptr)}) {
+            Report report{};
+            std::array<wchar_t, 8> text{};
+            QCOMPARE(hid_write(handle, report.data(), report.size()), -1);
+            QCOMPARE(hid_read(handle, report.data(), report.size()), -1);
+            QCOMPARE(hid_read_timeout(handle, report.data(), report.size(), 0), -1);
+            QCOMPARE(hid_set_nonblocking(handle, 1), -1);
+            QCOMPARE(hid_send_feature_report(handle, report.data(), report.size()), -1);
+            QCOMPARE(hid_get_feature_report(handle, report.data(), report.size()), -1);
+            QCOMPARE(hid_get_input_report(handle, report.data(), report.size()), -1);
+            QCOMPARE(hid_get_manufacturer_string(handle, text.data(), text.size()), -1);
+            QCOMPARE(hid_get_product_string(handle, text.data(), text.size()), -1);
+            QCOMPARE(hid_get_serial_number_string(handle, text.data(), text.size()), -1);
+            QCOMPARE(hid_get_indexed_string(handle, 1, text.data(), text.size()), -1);
+            QCOMPARE(hid_max_input_report_len(handle), handle == nullptr ? 0 : -1);
+            QVERIFY(hid_error(handle) != nullptr);
+        }
+        // A new handle never looks like an old one.
+        hid_device *const next = hid_open_path("/dev/full");
+        QVERIFY(next != closed);
+        hid_close(next);
+    }
+
+    void errorBelongsToThread()
+    {
+        QVERIFY(hid_open_path("/nonexistent") == nullptr);
+        QVERIFY(QString::fromWCharArray(hid_error(nullptr)) != QLatin1String("Success"));
+
+        hid_device *const device = hid_open_path("/dev/full");
+        QCOMPARE(QString::fromWCharArray(hid_error(nullptr)), QStringLiteral("Success"));
+        QCOMPARE(hid_set_nonblocking(device, 1), 0);
+        QString other;
+        std::thread([device, &other] {
+            const Report report{};
+            hid_write(device, report.data(), report.size());
+            other = QString::fromWCharArray(hid_error(device));
+        }).join();
+        QVERIFY(other != QLatin1String("Success"));
+        QCOMPARE(QString::fromWCharArray(hid_error(device)), QStringLiteral("Success"));
+        // Not a HID device, so it has no descriptor.
+        QCOMPARE(hid_max_input_report_len(device), -1);
+        QVERIFY(QString::fromWCharArray(hid_error(device)).contains(QLatin1String("GRDESCSIZE")));
+        hid_close(device);
+    }
+
+    void nonblockingRead()
+    {
+        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
+        QCOMPARE(hid_set_nonblocking(device, 1), 0);
+        Report report{};
+        QCOMPARE(hid_read(device, report.data(), report.size()), 0);
+        hid_close(device);
+    }
+
+    // Each of the two hangs, and so fails, where the library waits for the read.
+
+    void writeDoesNotWaitForRead()
+    {
+        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
+        QVERIFY(device != nullptr);
+        BlockedReader reader(device);
+        QTRY_VERIFY(reader.isInside());
+        const Report report{};
+        QCOMPARE(hid_write(device, report.data(), report.size()), int(reportSize));
+        QCOMPARE(reader.join(), int(reportSize));
+        hid_close(device);
+        QCOMPARE(openCount(pipe), 0);
+    }
+
+    void closeDoesNotWaitForRead()
+    {
+        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
+        QVERIFY(device != nullptr);
+        BlockedReader reader(device);
+        QTRY_VERIFY(reader.isInside());
+        hid_close(device);
+        const Report report{};
+        QCOMPARE(hid_write(device, report.data(), report.size()), -1);
+        QCOMPARE(openCount(pipe), 1);
+
+        // Another handle of the same path is not affected, and wakes the reader.
+        hid_device *const again = hid_open_path(QFile::encodeName(pipe).constData());
+        QCOMPARE(hid_write(again, report.data(), report.size()), int(reportSize));
+        QCOMPARE(reader.join(), int(reportSize));
+        QCOMPARE(openCount(pipe), 1);
+        hid_close(again);
+        QCOMPARE(openCount(pipe), 0);
+    }
+
+    /// As the layers above use it: one thread reads, one writes, one closes and opens.
+    /// Every write fails, so each of them replaces an error text.
+    void threeThreads()
+    {
+        constexpr int reopenings = 2000;
+        std::atomic<hid_device *> shared{hid_open_path("/dev/full")};
+        QVERIFY(shared.load() != nullptr);
+        std::atomic<bool> done{false};
+        std::atomic<int> wrongReads{0};
+        std::atomic<int> goodReads{0};
+        std::atomic<int> wrongWrites{0};
+
+        std::thread reader([&] {
+            Report report{};
+            while (!done) {
+                const int got = hid_read_timeout(shared, report.data(), report.size(), 0);
+                goodReads += got == int(reportSize) ? 1 : 0;
+                wrongReads += got != int(reportSize) && got != -1 ? 1 : 0;
+            }
+        });
+        std::thread writer([&] {
+            const Report report{};
+            while (!done)
+                wrongWrites += hid_write(shared, report.data(), report.size()) != -1 ? 1 : 0;
+        });
+        int failedOpens = 0;
+        for (int i = 0; i < reopenings; ++i) {
+            // Some calls inside this handle before it goes.
+            for (const int before = goodReads; goodReads == before;)
+                std::this_thread::yield();
+            hid_close(shared);
+            shared = hid_open_path("/dev/full");
+            failedOpens += shared.load() == nullptr ? 1 : 0;
+            if (failedOpens != 0)
+                break;
+        }
+        done = true;
+        reader.join();
+        writer.join();
+        QCOMPARE(failedOpens, 0);
+        QCOMPARE(wrongReads.load(), 0);
+        QCOMPARE(wrongWrites.load(), 0);
+        QCOMPARE(openCount(QStringLiteral("/dev/full")), 1);
+        hid_close(shared);
+        QCOMPARE(openCount(QStringLiteral("/dev/full")), 0);
+    }
+
+    /// The true source of notices opens with an event loop only, once, and not again.
+    void noticesNeedEventLoop()
+    {
+        const auto ignore = [](unsigned short, unsigned short, const char *, int, void *) {};
+        const QString sockets = QStringLiteral("socket:");
+        const int before = openCount(sockets);
+        hid_register_device_notification(ignore, nullptr);
+        QCOMPARE(openCount(sockets), before);
+
+        int argc = 1;
+        std::array<char, 2> name{"t"};
+        std::array<char *, 2> argv{name.data(), nullptr};
+        const QCoreApplication application(argc, argv.data());
+        hid_register_device_notification(ignore, nullptr);
+        QCOMPARE(openCount(sockets), before + 1);
+        hid_register_device_notification(ignore, this);
+        QCOMPARE(openCount(sockets), before + 1);
+        hid_register_device_notification(nullptr, nullptr);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(openCount(sockets), before);
+        hid_register_device_notification(ignore, nullptr);
+        QCOMPARE(openCount(sockets), before);
+    }
+
+private:
+    QTemporaryDir directory;
+    QString pipe;
+};
+
+QTEST_APPLESS_MAIN(tst_hid_gate)
+#include "tst_hid_gate.moc"
