@@ -1,0 +1,59 @@
+#pragma once
+
+#include "simulator/Crc32.h"
+#include "simulator/wire.h"
+
+#include <optional>
+
+namespace sim {
+
+/// Puts the image's records together again from the packets and judges them.
+///
+/// With a seal (the entry packet of an image that velmo-mkfirmware made) the
+/// judgement is exact: the number of records and the CRC of their bytes.  Without
+/// one it goes by the framing alone.
+class ImageCheck
+{
+public:
+    enum class Result
+    {
+        Incomplete, ///< more packets are needed, or without a seal may come
+        Complete,   ///< all records that the seal tells of are there and right
+        Damaged,    ///< cannot become right any more
+    };
+
+    /// Whether this payload has the form of an entry packet: a record of 11 bytes,
+    /// the rest zero.
+    static bool looksLikeEntry(const Payload &payload);
+    /// The same with the seal's mark in it.
+    static bool looksSealed(const Payload &payload);
+
+    /// Forgets everything, the seal too.
+    void clear();
+    /// An image begins with this entry packet; a seal in it is taken over.
+    void begin(const Payload &entry);
+    void take(const Payload &payload);
+
+    Result result() const { return judgement; }
+    bool isSealed() const { return seal.has_value(); }
+    /// Between two records, or at the beginning.
+    bool atRecordBoundary() const { return missing == 0; }
+    /// What an image without a seal amounts to when no more packets come.
+    bool isWhole() const;
+
+private:
+    struct Seal
+    {
+        std::uint32_t recordCount;
+        std::uint32_t crc;
+    };
+
+    std::optional<Seal> seal;
+    Crc32 crc;
+    /// Bytes that the record under way still needs.
+    std::size_t missing = 0;
+    std::uint32_t wholeRecords = 0;
+    Result judgement = Result::Incomplete;
+};
+
+} // namespace sim

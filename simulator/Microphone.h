@@ -1,0 +1,154 @@
+#pragma once
+
+#include "simulator/ImageCheck.h"
+#include "simulator/MicrophoneSettings.h"
+#include "simulator/wire.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace sim {
+
+/// One microphone, or any other HID device that merely stands on the bus.
+///
+/// No threads and no clock of its own: every call is given the time, and whatever
+/// drives it asks nextDeadline() when to call advance() again.  Times never go
+/// back from call to call.  One thread at a time.
+class Microphone
+{
+public:
+    enum class State
+    {
+        Idle,          ///< takes an entry packet only
+        EntryAccepted, ///< about to restart
+        Restarting,    ///< off the bus meanwhile if it vanishes
+        Upgrading,     ///< takes data packets, or an entry packet that starts over
+        VerdictGiven,  ///< takes nothing until it is plugged in anew
+        Unplugged,
+    };
+
+    /// Why a report was not taken.  All of these are faults of the host.
+    enum class Refusal
+    {
+        None,
+        WrongLength,
+        WrongReportId,
+        NotUpgrading, ///< data before the entry packet
+        Restarting,   ///< anything between the entry packet and upgrade mode
+        Absent,
+        AfterVerdict,
+        Foreign, ///< not one of our microphones
+    };
+
+    struct Event
+    {
+        enum class Kind
+        {
+            Confirmation,
+            Verdict,
+            Departure,
+            Arrival,
+            StateChange
+        };
+        Kind kind;
+        /// When it was due; advance() may have been called later.
+        Time at;
+        /// Of Confirmation and Verdict.
+        InputReport report;
+        /// Of Departure and Arrival.
+        std::uint16_t productId;
+        /// Of StateChange.
+        State state;
+    };
+
+    struct Violation
+    {
+        Time at;
+        Refusal refusal;
+    };
+
+    /// A sealed image that stays incomplete has failed after so many times the
+    /// `quiet` time: the host may pause longer than that between two batches.
+    static constexpr int sealedPatience = 4;
+
+    Microphone(std::uint16_t vendorId, std::uint16_t productId,
+               const MicrophoneSettings &behaviour);
+
+    /// An output report arrives.  Call advance() afterwards: what it sets off may
+    /// be due at once.
+    Refusal receive(const std::uint8_t *report, std::size_t length, Time now);
+    /// A host opens it; the first time starts the clock of `unplugAfter`.
+    void opened(Time now);
+    /// Pulls it out, now, or puts it back under this product id.  Nothing when it
+    /// is out, or in, already.
+    void unplug(Time now);
+    void plug(std::uint16_t productId, bool upgrading, Time now);
+
+    /// When something is due next, if anything is.
+    std::optional<Time> nextDeadline() const;
+    /// What has happened up to now, in order.
+    std::vector<Event> advance(Time now);
+
+    State state() const { return currentState; }
+    bool isOnBus() const { return onBus; }
+    bool isForeign() const { return vendor != microphoneVendor; }
+    std::uint16_t vendorId() const { return vendor; }
+    /// The last one, while it is off the bus.
+    std::uint16_t productId() const { return product; }
+    /// Of the packet taken last: the entry packet is 0, data packets count from 1
+    /// and on over a restarted upgrade.
+    std::optional<std::uint32_t> lastPacket() const { return packet; }
+    const std::vector<Violation> &violations() const { return violationList; }
+
+    /// One line of text, without line end.
+    static const char *describe(Refusal refusal);
+    static const char *describe(State state);
+
+private:
+    enum Timer
+    {
+        Answer,
+        Restart,
+        UpgradeMode,
+        Verdict,
+        Quiet,
+        Unplug,
+        Replug,
+        timerCount
+    };
+
+    Refusal judge(const std::uint8_t *report, std::size_t length) const;
+    void takeEntry(const Payload &payload, Time now);
+    void takeData(const Payload &payload, Time now);
+    bool isRepeatedEntry(const Payload &payload) const;
+    void answer(std::uint8_t code, Time now);
+    void scheduleVerdict(Time now);
+    void fire(Timer timer, Time at);
+    void giveVerdict(Time at);
+    void enter(State next, Time at);
+    void depart(Time at);
+    void arrive(std::uint16_t productId, Time at);
+    void forgetUpgrade();
+    std::optional<Time> &timer(Timer which) { return timers[which]; }
+
+    std::uint16_t vendor;
+    std::uint16_t product;
+    MicrophoneSettings settings;
+    State currentState;
+    bool onBus = true;
+    bool wasOpened = false;
+    std::array<std::optional<Time>, timerCount> timers;
+    ImageCheck check;
+    /// The entry packet of the upgrade under way; none when it was found in
+    /// upgrade mode.
+    std::optional<Payload> entry;
+    std::optional<std::uint32_t> packet;
+    std::uint8_t pendingCode = 0;
+    std::vector<Event> events;
+    std::vector<Violation> violationList;
+};
+
+} // namespace sim

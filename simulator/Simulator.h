@@ -1,0 +1,162 @@
+#pragma once
+
+#include "simulator/Microphone.h"
+#include "simulator/Settings.h"
+#include "simulator/Trace.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+struct hid_device_;
+
+namespace sim {
+
+class NoticeReceiver;
+
+/// The simulated bus with its devices, one in a process, on the real clock.
+///
+/// Every function may be called from any thread.  A thread of its own drives the
+/// devices; it and this object live until the process ends, because they may be in
+/// use until then.  The first call reads VELMO_SIM and VELMO_SIM_TRACE; a mistake
+/// in them ends the process with one line on standard error and `exitBadSettings`.
+class Simulator
+{
+public:
+    /// What sysexits.h calls a configuration error.
+    static constexpr int exitBadSettings = 78;
+    /// Input reports that a handle keeps for its reader, as many as hidraw does.
+    static constexpr std::size_t inputQueueSize = 64;
+
+    static Simulator &instance();
+    Simulator(const Simulator &) = delete;
+    Simulator &operator=(const Simulator &) = delete;
+    Simulator(Simulator &&) = delete;
+    Simulator &operator=(Simulator &&) = delete;
+    /// There is no end to it: a thread may be inside.
+    ~Simulator() = delete;
+
+    /// @name For tests
+    /// @{
+
+    /// Begins anew with these settings, in the grammar of VELMO_SIM: handles are
+    /// closed, records emptied, the registration for notices is forgotten.  The
+    /// text says what is wrong with the settings, in which case nothing has
+    /// changed; empty for none.
+    std::string configure(const std::string &settingsText);
+    void reset() { configure({}); }
+    /// These three concern the microphone that was opened first, or, before that,
+    /// the first one of the list.  Nothing without a microphone.
+    void unplug();
+    /// Under another product id if one is given.
+    void plug(std::optional<std::uint16_t> productId = std::nullopt, bool upgrading = false);
+    /// Makes it send this report now.
+    void inject(const InputReport &report);
+    std::vector<Microphone::Refusal> violations() const;
+    /// The output reports that were taken, in order.
+    std::vector<std::vector<std::uint8_t>> packets() const;
+    /// @}
+
+    /// @name What the HID library's functions come down to
+    /// @{
+
+    struct Listing
+    {
+        std::string path;
+        std::uint16_t vendor = 0;
+        std::uint16_t product = 0;
+    };
+    using NoticeCallback = void (*)(unsigned short vendorId, unsigned short productId,
+                                    const char *path, int removal, void *context);
+
+    void traceCall(const char *event);
+    /// What is on the bus; an id of 0 stands for all.
+    std::vector<Listing> enumerate(std::uint16_t vendor, std::uint16_t product);
+    /// Null when there is no such device.
+    hid_device_ *open(const std::string &path);
+    void close(hid_device_ *handle);
+    /// What the handle is open on; nothing for a stale one.
+    std::optional<Listing> describe(const hid_device_ *handle) const;
+    /// Takes the packet time.  `length`, or -1.
+    int write(hid_device_ *handle, const std::uint8_t *data, std::size_t length);
+    /// The report's size, 0 after `timeoutMs` (negative: none), or -1.
+    int read(hid_device_ *handle, std::uint8_t *data, std::size_t length, int timeoutMs);
+    /// -1 when the handle is non-blocking, otherwise what makes read() wait.
+    int readTimeout(const hid_device_ *handle) const;
+    bool setNonBlocking(const hid_device_ *handle, bool nonBlocking);
+    /// As the HID library's registration: another callback replaces the first one,
+    /// and after an unregistration nothing comes any more.
+    void registerNotices(NoticeCallback callback, void *context);
+    /// Calls the receiver for each notice that waits; on the receiver's thread.
+    void deliverNotices();
+    /// The event loop is about to end: nothing is posted to it any more.
+    void stopNotices();
+    /// @}
+
+private:
+    struct Device
+    {
+        std::string path;
+        Microphone microphone;
+    };
+    struct Notice
+    {
+        Listing device;
+        bool removal = false;
+    };
+
+    Simulator();
+
+    void runDevices();
+    void apply(const Settings &newSettings, const std::string &text);
+    Time now() const;
+    std::string nextPath();
+    /// The device that the settings concern; null when there is none.
+    Device *subject();
+    void becomeSubject(std::size_t index);
+    /// Lets one device do what is due.
+    void advance(std::size_t index);
+    void carryOut(std::size_t index, const Microphone::Event &event);
+    void send(std::size_t index, const InputReport &report);
+    void notify(const Device &device, bool removal);
+    void violate(Microphone::Refusal refusal);
+    hid_device_ *find(const hid_device_ *handle) const;
+    int finishRead(hid_device_ &handle, std::uint8_t *data, std::size_t length);
+    int failRead(hid_device_ &handle, const char *why);
+
+    /// Guards everything below.
+    mutable std::mutex mutex;
+    /// For the devices' thread: something is due earlier than it knows.
+    std::condition_variable wake;
+    /// For readers: a report, a departure or a close.
+    std::condition_variable inputChanged;
+
+    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
+    Trace trace;
+    Settings settings;
+    std::vector<Device> devices;
+    std::optional<std::size_t> subjectIndex;
+    std::vector<std::unique_ptr<hid_device_>> handles;
+    int pathsGiven = 0;
+    std::uint32_t writeCalls = 0;
+    std::uint32_t readCalls = 0;
+    std::uint32_t reportsRead = 0;
+    std::vector<Microphone::Refusal> refusals;
+    std::vector<std::vector<std::uint8_t>> taken;
+
+    NoticeCallback noticeCallback = nullptr;
+    void *noticeContext = nullptr;
+    bool noticesOff = false;
+    bool loopEnded = false;
+    NoticeReceiver *receiver = nullptr;
+    std::deque<Notice> notices;
+};
+
+} // namespace sim

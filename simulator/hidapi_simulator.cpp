@@ -1,0 +1,269 @@
+/// The HID library's C interface over the simulator.  No function ever looks
+/// behind a handle: a closed, null or unknown one answers as a failure.
+
+#include "simulator/Simulator.h"
+
+#include "device/hidapi/hidapi_additions.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <cwchar>
+#include <string>
+
+namespace {
+
+using sim::Simulator;
+
+/// The outcome of the calling thread's last call, as hid_error() tells it.
+struct LastError
+{
+    const hid_device *device = nullptr;
+    const wchar_t *text = nullptr;
+};
+
+thread_local LastError lastError;
+
+/// Notes how a call ended and hands its result on.
+int outcome(const hid_device *device, int result, const wchar_t *failure)
+{
+    lastError = {device, result < 0 ? failure : nullptr};
+    return result;
+}
+
+int unsupported(const hid_device *device)
+{
+    return outcome(device, -1, L"the simulated device has no such thing");
+}
+
+struct Names
+{
+    const wchar_t *manufacturer;
+    const wchar_t *product;
+    const wchar_t *serial;
+};
+
+constexpr Names microphoneNames = {L"Velmo", L"Velmo microphone (simulated)", L"VS0001"};
+constexpr Names foreignNames = {L"Simulator", L"HID device (simulated)", L"FS0001"};
+
+const Names &namesOf(const Simulator::Listing &listing)
+{
+    return listing.vendor == sim::microphoneVendor ? microphoneNames : foreignNames;
+}
+
+int giveString(hid_device *device, wchar_t *string, size_t maxlen, const wchar_t *Names::*name)
+{
+    const auto listing = Simulator::instance().describe(device);
+    if (!listing || string == nullptr || maxlen == 0)
+        return outcome(device, -1, L"the device handle is closed");
+    const std::wstring text = namesOf(*listing).*name;
+    const std::size_t length = std::min(text.size(), maxlen - 1);
+    std::copy_n(text.begin(), length, string);
+    string[length] = L'\0';
+    return outcome(device, 0, nullptr);
+}
+
+// The records of the interface are C memory, as those of the real library.
+// NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
+template <typename Character>
+Character *copied(const Character *text)
+{
+    const std::size_t length = std::char_traits<Character>::length(text) + 1;
+    auto *const copy = static_cast<Character *>(std::calloc(length, sizeof(Character)));
+    if (copy != nullptr)
+        std::copy_n(text, length, copy);
+    return copy;
+}
+
+hid_device_info *makeRecord(const Simulator::Listing &listing)
+{
+    constexpr unsigned short releaseNumber = 0x0100;
+    constexpr unsigned short vendorUsagePage = 0xFF00;
+    constexpr unsigned short usage = 1;
+    auto *const record = static_cast<hid_device_info *>(std::calloc(1, sizeof(hid_device_info)));
+    if (record == nullptr)
+        return nullptr;
+    const Names &names = namesOf(listing);
+    record->path = copied(listing.path.c_str());
+    record->vendor_id = listing.vendor;
+    record->product_id = listing.product;
+    record->serial_number = copied(names.serial);
+    record->release_number = releaseNumber;
+    record->manufacturer_string = copied(names.manufacturer);
+    record->product_string = copied(names.product);
+    record->usage_page = vendorUsagePage;
+    record->usage = usage;
+    return record;
+}
+
+void freeRecord(hid_device_info *record)
+{
+    std::free(record->path);
+    std::free(record->serial_number);
+    std::free(record->manufacturer_string);
+    std::free(record->product_string);
+    std::free(record);
+}
+// NOLINTEND(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
+
+} // namespace
+
+extern "C" {
+
+int HID_API_EXPORT HID_API_CALL hid_init(void)
+{
+    Simulator::instance().traceCall("init");
+    return 0;
+}
+
+int HID_API_EXPORT HID_API_CALL hid_exit(void)
+{
+    Simulator::instance().traceCall("exit");
+    return 0;
+}
+
+hid_device_info HID_API_EXPORT *HID_API_CALL hid_enumerate(unsigned short vendor_id,
+                                                           unsigned short product_id)
+{
+    hid_device_info *first = nullptr;
+    hid_device_info **end = &first;
+    for (const auto &listing : Simulator::instance().enumerate(vendor_id, product_id)) {
+        *end = makeRecord(listing);
+        if (*end == nullptr)
+            break;
+        end = &(*end)->next;
+    }
+    return first;
+}
+
+void HID_API_EXPORT HID_API_CALL hid_free_enumeration(hid_device_info *devs)
+{
+    while (devs != nullptr) {
+        hid_device_info *const next = devs->next;
+        freeRecord(devs);
+        devs = next;
+    }
+}
+
+HID_API_EXPORT hid_device *HID_API_CALL hid_open(unsigned short vendor_id,
+                                                 unsigned short product_id,
+                                                 const wchar_t *serial_number)
+{
+    for (const auto &listing : Simulator::instance().enumerate(vendor_id, product_id)) {
+        if (serial_number == nullptr || std::wcscmp(serial_number, namesOf(listing).serial) == 0)
+            return hid_open_path(listing.path.c_str());
+    }
+    outcome(nullptr, -1, L"no such device");
+    return nullptr;
+}
+
+HID_API_EXPORT hid_device *HID_API_CALL hid_open_path(const char *path)
+{
+    hid_device *const device = path != nullptr ? Simulator::instance().open(path) : nullptr;
+    outcome(nullptr, device != nullptr ? 0 : -1, L"no such device");
+    return device;
+}
+
+int HID_API_EXPORT HID_API_CALL hid_write(hid_device *dev, const unsigned char *data, size_t length)
+{
+    const bool usable = dev != nullptr && data != nullptr && length > 0;
+    return outcome(dev, usable ? Simulator::instance().write(dev, data, length) : -1,
+                   L"the report was not taken");
+}
+
+int HID_API_EXPORT HID_API_CALL hid_read_timeout(hid_device *dev, unsigned char *data,
+                                                 size_t length, int milliseconds)
+{
+    const bool usable = dev != nullptr && data != nullptr && length > 0;
+    return outcome(dev, usable ? Simulator::instance().read(dev, data, length, milliseconds) : -1,
+                   L"the device cannot be read");
+}
+
+int HID_API_EXPORT HID_API_CALL hid_read(hid_device *dev, unsigned char *data, size_t length)
+{
+    return hid_read_timeout(dev, data, length, Simulator::instance().readTimeout(dev));
+}
+
+int HID_API_EXPORT HID_API_CALL hid_set_nonblocking(hid_device *dev, int nonblock)
+{
+    return outcome(dev, Simulator::instance().setNonBlocking(dev, nonblock != 0) ? 0 : -1,
+                   L"the device handle is closed");
+}
+
+int HID_API_EXPORT HID_API_CALL hid_send_feature_report(hid_device *dev,
+                                                        const unsigned char * /*data*/,
+                                                        size_t /*length*/)
+{
+    return unsupported(dev);
+}
+
+int HID_API_EXPORT HID_API_CALL hid_get_feature_report(hid_device *dev, unsigned char * /*data*/,
+                                                       size_t /*length*/)
+{
+    return unsupported(dev);
+}
+
+int HID_API_EXPORT HID_API_CALL hid_get_input_report(hid_device *dev, unsigned char * /*data*/,
+                                                     size_t /*length*/)
+{
+    return unsupported(dev);
+}
+
+void HID_API_EXPORT HID_API_CALL hid_close(hid_device *dev)
+{
+    Simulator::instance().close(dev);
+}
+
+int HID_API_EXPORT_CALL hid_get_manufacturer_string(hid_device *dev, wchar_t *string, size_t maxlen)
+{
+    return giveString(dev, string, maxlen, &Names::manufacturer);
+}
+
+int HID_API_EXPORT_CALL hid_get_product_string(hid_device *dev, wchar_t *string, size_t maxlen)
+{
+    return giveString(dev, string, maxlen, &Names::product);
+}
+
+int HID_API_EXPORT_CALL hid_get_serial_number_string(hid_device *dev, wchar_t *string,
+                                                     size_t maxlen)
+{
+    return giveString(dev, string, maxlen, &Names::serial);
+}
+
+int HID_API_EXPORT_CALL hid_get_indexed_string(hid_device *dev, int /*string_index*/,
+                                               wchar_t * /*string*/, size_t /*maxlen*/)
+{
+    return unsupported(dev);
+}
+
+HID_API_EXPORT const wchar_t *HID_API_CALL hid_error(hid_device *dev)
+{
+    return lastError.device == dev ? lastError.text : nullptr;
+}
+
+HID_API_EXPORT const hid_api_version *HID_API_CALL hid_version(void)
+{
+    static constexpr hid_api_version version = {HID_API_VERSION_MAJOR, HID_API_VERSION_MINOR,
+                                                HID_API_VERSION_PATCH};
+    return &version;
+}
+
+HID_API_EXPORT const char *HID_API_CALL hid_version_str(void)
+{
+    return HID_API_VERSION_STR;
+}
+
+int HID_API_EXPORT_CALL hid_max_input_report_len(hid_device *dev)
+{
+    if (dev == nullptr)
+        return 0;
+    return Simulator::instance().describe(dev) ? static_cast<int>(sim::inputReportSize) : -1;
+}
+
+void HID_API_EXPORT_CALL hid_register_device_notification(hid_device_notification_callback callback,
+                                                          void *context)
+{
+    Simulator::instance().registerNotices(callback, context);
+}
+
+} // extern "C"
