@@ -1,0 +1,133 @@
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QTest>
+
+namespace {
+
+constexpr int toolTimeoutMs = 30000;
+constexpr int killTimeoutMs = 10000;
+constexpr int pollMs = 10;
+
+/// Set by the build; see CMakeLists.txt.
+QString programPath(const char *name)
+{
+    return QDir(QStringLiteral(VELMO_BINARY_DIR)).filePath(QString::fromLatin1(name));
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+} // namespace
+
+UpdaterRun::UpdaterRun()
+{
+    QDir(home.path()).mkdir(QStringLiteral("data"));
+    QDir(home.path()).mkdir(QStringLiteral("tmp"));
+    process.setStandardOutputFile(path("stdout.txt"));
+    process.setStandardErrorFile(path("stderr.txt"));
+}
+
+UpdaterRun::~UpdaterRun()
+{
+    kill();
+}
+
+QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)
+{
+    QProcess tool;
+    tool.start(programPath("bin/velmo-mkfirmware"), options + QStringList{home.filePath(name)});
+    if (!tool.waitForFinished(toolTimeoutMs) || tool.exitCode() != 0)
+        qWarning() << "velmo-mkfirmware:" << tool.errorString() << tool.readAllStandardError();
+    return home.filePath(name);
+}
+
+QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const QString &trace) const
+{
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        environment.remove(QString::fromLatin1(variable));
+    environment.insert(QStringLiteral("HOME"), home.path());
+    environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
+    environment.insert(QStringLiteral("TMPDIR"), path("tmp"));
+    environment.insert(QStringLiteral("LD_LIBRARY_PATH"), programPath("simulator"));
+    environment.insert(QStringLiteral("VELMO_SIM"), QString::fromLatin1(simulator));
+    environment.insert(QStringLiteral("VELMO_SIM_TRACE"), trace);
+    return environment;
+}
+
+void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator)
+{
+    process.setProcessEnvironment(environment(simulator, path("trace.txt")));
+    process.start(programPath("bin/Velmo_KVX2_DFU"), arguments);
+    QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
+}
+
+void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
+                             const QByteArray &simulator) const
+{
+    second->setProcessEnvironment(environment(simulator, path("second-trace.txt")));
+    second->start(programPath("bin/Velmo_KVX2_DFU"), arguments);
+}
+
+bool UpdaterRun::waitForExit(int milliseconds)
+{
+    return process.state() == QProcess::NotRunning || process.waitForFinished(milliseconds);
+}
+
+bool UpdaterRun::waitForResultEnd(const QByteArray &text, int milliseconds)
+{
+    QElapsedTimer timer;
+    timer.start();
+    while (!result().endsWith(text)) {
+        if (timer.elapsed() > milliseconds || process.waitForFinished(pollMs))
+            return result().endsWith(text);
+    }
+    return true;
+}
+
+void UpdaterRun::kill()
+{
+    if (process.state() == QProcess::NotRunning)
+        return;
+    process.kill();
+    process.waitForFinished(killTimeoutMs);
+}
+
+QByteArray UpdaterRun::result() const
+{
+    return contentOf(path("data/CorvoUpgrade/Firmware_bin.txt"));
+}
+
+QList<int> UpdaterRun::percentages() const
+{
+    QList<int> percentages;
+    for (const QByteArray &line : result().split('\n')) {
+        if (line.endsWith('%'))
+            percentages += line.chopped(1).toInt();
+    }
+    return percentages;
+}
+
+QStringList UpdaterRun::traceLines(const QString &text) const
+{
+    return QString::fromUtf8(contentOf(path("trace.txt"))).split(QLatin1Char('\n')).filter(text);
+}
+
+QByteArray UpdaterRun::debugOutput() const
+{
+    return contentOf(path("stderr.txt"));
+}
+
+int UpdaterRun::packetsTaken() const
+{
+    return traceLines(QStringLiteral(" write packet="))
+        .filter(QStringLiteral(" result=65 "))
+        .size();
+}

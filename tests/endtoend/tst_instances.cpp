@@ -1,0 +1,130 @@
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTest>
+
+#include <algorithm>
+#include <memory>
+#include <vector>
+
+namespace {
+
+// Far above what a run takes, for machines under load.
+constexpr int endTimeoutMs = 90000;
+
+const char *const silentMicrophone = "silent=all;enter-time=20";
+const char *const quickMicrophone = "silent=entry;enter-time=20";
+
+QString plainImage(UpdaterRun *run)
+{
+    return run->makeFirmware(QStringLiteral("TB210.bin"),
+                             QStringLiteral("--records 6 --size 100").split(QLatin1Char(' ')));
+}
+
+} // namespace
+
+/// Who may run, and what an updater leaves behind.
+class InstancesTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void a_second_updater_ends_at_once();
+    void a_killed_updater_does_not_lock_out_the_next();
+    void of_many_started_at_once_one_runs();
+    void an_unwritable_result_folder_does_not_stop_the_upgrade();
+    void an_earlier_result_is_gone_before_anything_is_sent();
+};
+
+void InstancesTest::a_second_updater_ends_at_once()
+{
+    UpdaterRun run;
+    const QString image = plainImage(&run);
+    run.start({image}, silentMicrophone);
+    QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+    const QByteArray result = run.result();
+
+    QProcess second;
+    run.startSecond(&second, {image}, quickMicrophone);
+    QVERIFY(second.waitForFinished(endTimeoutMs));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(second.exitCode(), 0);
+    QCOMPARE(second.readAllStandardOutput() + second.readAllStandardError(), QByteArray());
+    QVERIFY(!QFile::exists(run.path("second-trace.txt")));
+    QCOMPARE(run.result(), result);
+    QCOMPARE(run.process.state(), QProcess::Running);
+}
+
+void InstancesTest::a_killed_updater_does_not_lock_out_the_next()
+{
+    UpdaterRun run;
+    const QString image = plainImage(&run);
+    run.start({image}, silentMicrophone);
+    QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+    run.kill();
+
+    run.start({image}, quickMicrophone);
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.process.exitCode(), 0);
+    QVERIFY(run.result().endsWith("success 1"));
+}
+
+void InstancesTest::of_many_started_at_once_one_runs()
+{
+    constexpr int starters = 8;
+    UpdaterRun run;
+    const QString image = plainImage(&run);
+    run.start({image}, silentMicrophone);
+    QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+    run.kill(); // what it leaves behind must not let two of them run, or none
+    QVERIFY(QFile::remove(run.path("data/CorvoUpgrade/Firmware_bin.txt")));
+
+    std::vector<std::unique_ptr<QProcess>> processes;
+    for (int i = 0; i < starters; ++i) {
+        processes.push_back(std::make_unique<QProcess>());
+        run.startSecond(processes.back().get(), {image}, silentMicrophone);
+    }
+    const auto running = [&processes] {
+        return std::count_if(processes.begin(), processes.end(), [](const auto &process) {
+            return process->state() != QProcess::NotRunning;
+        });
+    };
+    QTRY_VERIFY_WITH_TIMEOUT(running() <= 1, endTimeoutMs);
+    QTRY_VERIFY_WITH_TIMEOUT(run.result().endsWith("100%\n"), endTimeoutMs);
+    QCOMPARE(static_cast<int>(running()), 1);
+    for (const auto &process : processes) {
+        process->kill();
+        process->waitForFinished(endTimeoutMs);
+    }
+}
+
+void InstancesTest::an_unwritable_result_folder_does_not_stop_the_upgrade()
+{
+    UpdaterRun run;
+    const QString image = plainImage(&run);
+    // A file where the folder should be: this stops root, too.
+    QFile inTheWay(run.path("data/CorvoUpgrade"));
+    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+    run.start({image}, quickMicrophone);
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.process.exitCode(), 0);
+    QCOMPARE(run.packetsTaken(), 13);
+}
+
+void InstancesTest::an_earlier_result_is_gone_before_anything_is_sent()
+{
+    UpdaterRun run;
+    const QString image = plainImage(&run);
+    QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
+    QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
+    QVERIFY(earlier.open(QIODevice::WriteOnly));
+    earlier.write("100%\nsuccess 1");
+    earlier.close();
+    run.start({image}, "devices=none");
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.result(), QByteArray("success -1"));
+}
+
+QTEST_GUILESS_MAIN(InstancesTest)
+#include "tst_instances.moc"

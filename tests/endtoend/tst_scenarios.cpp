@@ -1,0 +1,73 @@
+#include "tests/endtoend/Scenario.h"
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QTest>
+
+#include <algorithm>
+
+namespace {
+
+// Far above what a run takes, for machines under load.
+constexpr int endTimeoutMs = 90000;
+
+} // namespace
+
+/// The real program, headless, as a launching application starts it: the whole list
+/// of scenarios, or every nth of it (VELMO_SHARD="0/4"), so that they run side by
+/// side.
+class ScenariosTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void headless_run_data();
+    void headless_run();
+};
+
+void ScenariosTest::headless_run_data()
+{
+    const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
+    const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
+    QTest::addColumn<int>("index");
+    const QList<Scenario> all = scenarios();
+    for (int i = shard.first().toInt(); i < all.size(); i += of)
+        QTest::newRow(all.at(i).name) << i;
+}
+
+void ScenariosTest::headless_run()
+{
+    QFETCH(int, index);
+    const Scenario scenario = scenarios().at(index);
+    UpdaterRun run;
+    const QString image = run.makeFirmware(QString::fromLatin1(scenario.firmware), scenario.image);
+    run.start({image}, scenario.simulator);
+
+    if (scenario.ending == Scenario::Ending::Exits) {
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(run.process.exitCode(), 0);
+    } else {
+        QVERIFY(run.waitForResultEnd(scenario.outcome + '\n', endTimeoutMs));
+        QCOMPARE(run.process.state(), QProcess::Running);
+        run.kill();
+    }
+
+    const QList<int> percentages = run.percentages();
+    const int highest = percentages.isEmpty() ? noPercent : percentages.last();
+    if (scenario.highestPercent == belowHundred)
+        QVERIFY(highest >= 0 && highest < 100);
+    else
+        QCOMPARE(highest, scenario.highestPercent);
+    QVERIFY(std::is_sorted(percentages.begin(), percentages.end()));
+    if (scenario.ending == Scenario::Ending::Exits)
+        QCOMPARE(run.result().split('\n').last(), scenario.outcome);
+    if (scenario.packetsTaken >= 0)
+        QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
+    QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(), scenario.violations);
+    // Every refused image is explained; no other run says so.
+    QCOMPARE(run.debugOutput().contains("firmware refused: record "),
+             scenario.packetsTaken == 0 && scenario.outcome.isEmpty());
+}
+
+QTEST_GUILESS_MAIN(ScenariosTest)
+#include "tst_scenarios.moc"
