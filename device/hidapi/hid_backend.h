@@ -39,7 +39,8 @@ void hid_backend_free_view(hid_device *view);
 /** Closes the device itself.  No call may be inside, on any view. */
 void hid_backend_close(hid_device *device);
 
-/** hid_write() that leaves nothing of the transfer behind in the system when it fails. */
+/** hid_write(), on a view of hid_backend_new_view(); what the system still holds of a write
+    that failed is cancelled. */
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length);
 /** As hid_max_input_report_len(), for an open device. */
 int hid_backend_max_input_report_len(hid_device *device);

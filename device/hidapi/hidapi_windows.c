@@ -8,9 +8,16 @@
 
 #include <windows/hid.c> // NOLINT(bugprone-suspicious-include): see above
 
-/* How long a cancelled transfer may take to end.  One that takes longer (a driver
-   that hangs) keeps its memory, so that the system never writes into freed memory. */
-static const DWORD cancel_timeout_ms = 1000;
+/* How long a cancelled transfer may take to end: far longer than it does.  One that takes
+   longer (a driver that ignores the cancelling) keeps its memory, so that the system never
+   writes into freed memory. */
+static const DWORD cancel_timeout_ms = 250;
+
+struct view
+{
+    struct hid_device_ device; /* first: a hid_device of hid_backend_new_view() is a view */
+    BOOL write_stuck;          /* a cancelled write had not ended when last looked at */
+};
 
 /* Ends a transfer that may still be under way.  CancelIo(), which hidapi calls, ends
    only what the calling thread began.  Returns whether the system is done with it. */
@@ -18,23 +25,28 @@ static BOOL end_transfer(HANDLE device, OVERLAPPED *transfer)
 {
     if (HasOverlappedIoCompleted(transfer))
         return TRUE;
-    if (!CancelIoEx(device, transfer) && GetLastError() == ERROR_NOT_FOUND) {
-        /* A transfer that was refused at once is left marked as pending. */
-        transfer->Internal = 0;
+    /* A transfer that was refused at once is left marked as pending. */
+    if (!CancelIoEx(device, transfer) && GetLastError() == ERROR_NOT_FOUND)
         return TRUE;
-    }
     return WaitForSingleObject(transfer->hEvent, cancel_timeout_ms) == WAIT_OBJECT_0 ||
            HasOverlappedIoCompleted(transfer);
 }
 
+static BOOL is_write_stuck(struct view *view)
+{
+    if (view->write_stuck && HasOverlappedIoCompleted(&view->device.write_ol))
+        view->write_stuck = FALSE;
+    return view->write_stuck;
+}
+
 hid_device *hid_backend_new_view(const hid_device *device)
 {
-    hid_device *const view = malloc(sizeof *view);
-    if (view != NULL) {
-        *view = *device;
-        view->last_error_str = NULL;
-    }
-    return view;
+    struct view *const view = calloc(1, sizeof *view);
+    if (view == NULL)
+        return NULL;
+    view->device = *device;
+    view->device.last_error_str = NULL;
+    return &view->device;
 }
 
 void hid_backend_free_view(hid_device *view)
@@ -42,8 +54,7 @@ void hid_backend_free_view(hid_device *view)
     if (view == NULL)
         return;
     LocalFree(view->last_error_str);
-    /* The system still writes the transfer's outcome here: see cancel_timeout_ms. */
-    if (HasOverlappedIoCompleted(&view->write_ol))
+    if (!is_write_stuck((struct view *)view))
         free(view);
 }
 
@@ -58,7 +69,8 @@ void hid_backend_close(hid_device *device)
 
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length)
 {
-    if (!end_transfer(device->device_handle, &device->write_ol)) {
+    struct view *const view = (struct view *)device;
+    if (is_write_stuck(view)) {
         SetLastError(ERROR_BUSY);
         register_error(device, "WriteFile");
         return -1;
@@ -76,7 +88,8 @@ int hid_backend_write(hid_device *device, const unsigned char *data, size_t leng
         length = device->output_report_length;
     }
     const int result = raw_hid_write(device, data, length);
-    if (result >= 0 || end_transfer(device->device_handle, &device->write_ol))
+    view->write_stuck = result < 0 && !end_transfer(device->device_handle, &device->write_ol);
+    if (!view->write_stuck)
         free(padded);
     return result;
 }
