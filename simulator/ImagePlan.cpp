@@ -15,9 +15,9 @@ constexpr std::size_t lengthFieldSize = 2;
 /// Byte 0 of every record; its meaning is the microphone's alone.
 constexpr std::uint8_t recordType = 0x01;
 
-void putLittleEndian(std::uint8_t *bytes, std::size_t size, std::size_t value)
+void putLittleEndian(std::uint8_t *bytes, std::size_t width, std::size_t value)
 {
-    for (std::size_t i = 0; i < size; ++i, value >>= bitsPerByte)
+    for (std::size_t i = 0; i < width; ++i, value >>= bitsPerByte)
         bytes[i] = static_cast<std::uint8_t>(value);
 }
 

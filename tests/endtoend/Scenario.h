@@ -18,6 +18,15 @@ struct Scenario
         Stays
     };
 
+    /// Whether the microphone refused something as out of order.  By the time that
+    /// the updater learns of a verdict or an unplugging, it may have sent more.
+    enum class Violations
+    {
+        None,
+        Some,
+        DependOnTiming
+    };
+
     const char *name;
     /// Name of the image; it decides which microphone is meant.
     const char *firmware;
@@ -32,8 +41,7 @@ struct Scenario
     int highestPercent;
     /// Packets that the microphone took; -1 where it depends on timing.
     int packetsTaken;
-    /// Whether the microphone refused something as out of order.
-    bool violations;
+    Violations violations;
 };
 
 /// The packets of the image that the scenarios are made for: 30 data records.

@@ -63,7 +63,12 @@ void ScenariosTest::headless_run()
         QCOMPARE(run.result().split('\n').last(), scenario.outcome);
     if (scenario.packetsTaken >= 0)
         QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
-    QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(), scenario.violations);
+    if (scenario.violations != Scenario::Violations::DependOnTiming) {
+        QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(),
+                 scenario.violations == Scenario::Violations::Some);
+    }
+    // What a sanitizer has to say does not show in the exit code of a killed run.
+    QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
     // Every refused image is explained; no other run says so.
     QCOMPARE(run.debugOutput().contains("firmware refused: record "),
              scenario.packetsTaken == 0 && scenario.outcome.isEmpty());
