@@ -87,6 +87,7 @@ void ReportsTest::reports_are_classified_data()
     row("dfu state", QByteArray("\0\0\x08\x10\x2A", 5), "dfu 42", 0, true);
     row("kind 8, other sub-kind", QByteArray("\0\4\x08\x11\x2A", 5), "", 1, true);
     row("model code", QByteArray("\0\4\1\0", 4), "", 0, true);
+    row("kind 1, other sub-kind", QByteArray("\0\4\1\1", 4), "", 1, true);
     row("last model code", QByteArray("\0\4\2\0", 4), "model", 0, true);
     row("model code of another group", QByteArray("\0\3\2\0", 4), "", 0, true);
     row("kind 3 is a parameter", QByteArray("\0\4\3\0", 4), "", 1, true);
@@ -148,6 +149,9 @@ void ReportsTest::parameter_reports_are_collected_up_to_the_limit()
     give(report(QByteArray("\0\4\x22\x20", 4)));
     QCOMPARE(devOperator->reportBuffer.size(), 1);
     QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x22});
+    // A first report stands as it is while it is the only one.
+    give(report(QByteArray("\0\5\x22\7", 4)));
+    QCOMPARE(devOperator->reportBuffer.at(0).subKind(), std::uint8_t{0x20});
 }
 
 void ReportsTest::the_worker_reads_only_when_the_link_is_ready()
