@@ -10,8 +10,9 @@ namespace sim {
 using Time = std::chrono::microseconds;
 
 /// The restart begins this long after the entry packet's answer, so that the answer
-/// can still be read from a microphone that leaves the bus.
-constexpr Time restartPause = std::chrono::milliseconds(10);
+/// can still be read, by a host under load too, from a microphone that leaves the
+/// bus.
+constexpr Time restartPause = std::chrono::milliseconds(100);
 
 /// Which answers the microphone keeps to itself.  Its verdict only with `All`.
 enum class Silence

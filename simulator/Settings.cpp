@@ -278,7 +278,7 @@ std::string contradiction(const Settings &settings, const std::set<std::string> 
     if (has("replug-path") && !has("replug-after") && !vanishes)
         return "replug-path: needs replug-after, vanish=yes or return-as";
     if (vanishes && microphone.enterTime <= microphone.answerDelay + restartPause)
-        return "enter-time: must exceed answer-delay by more than 10 for a microphone that "
+        return "enter-time: must exceed answer-delay by more than 100 for a microphone that "
                "vanishes";
     if (has("verdict-at") && microphone.verdict == VerdictKind::None)
         return "verdict-at: not together with verdict=none";

@@ -229,7 +229,7 @@ void SimulatorTest::survivesOpenCloseAndUnplugUnderTraffic()
 
 void SimulatorTest::noticesComeOnTheRegisteringThread()
 {
-    configure("vanish=yes;return-as=0010;enter-time=40;replug-path=new");
+    configure("vanish=yes;return-as=0010;enter-time=140;replug-path=new");
     std::vector<Notice> first;
     std::vector<Notice> notices;
     hid_register_device_notification(receive, &first);
