@@ -1,0 +1,739 @@
+#include "app/DFU_windows.h"
+#include "app/endProcess.h"
+#include "app/myEdit_view.h"
+#include "app/tb210_progress_view.h"
+#include "simulator/Simulator.h"
+#include "upgrade/linkFlags.h"
+
+#include <QApplication>
+#include <QComboBox>
+#include <QDir>
+#include <QDropEvent>
+#include <QFile>
+#include <QFileDialog>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMessageBox>
+#include <QMetaMethod>
+#include <QMimeData>
+#include <QProcess>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QResource>
+#include <QSignalSpy>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+#include <QTranslator>
+#include <QUrl>
+
+#include <array>
+#include <functional>
+
+namespace {
+
+constexpr int pollMs = 10;
+// Far above what it takes, for machines under load.
+constexpr int endTimeoutMs = 60000;
+constexpr int packetCount = 7;
+/// The argument that makes this program show an outcome instead of testing.
+const char *const outcomeMode = "outcome";
+
+// In the progress view's panel the heights are not fixed.
+constexpr int anyY = -1;
+constexpr QRect statePlace(20, 170, 200, 30);
+constexpr QRect languageLabelPlace(300, 0, 80, 20);
+constexpr QRect mcuButtonPlace(10, 60, 60, 25);
+constexpr QRect mcuVersionPlace(430, 60, 50, 30);
+constexpr QRect confirmPlace(195, 120, 110, 40);
+constexpr QRect dspButtonPlace(10, 70, 60, 25);
+constexpr QRect dspEditPlace(80, 70, 340, 25);
+constexpr QRect dspVersionPlace(430, 70, 50, 30);
+
+enum Language
+{
+    Chinese = 0,
+    English = 1
+};
+
+QString text(const char *utf8)
+{
+    return QString::fromUtf8(utf8);
+}
+
+/// Where this process has its image and its data.
+QDir home;
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+void writeFile(const QString &path, const QByteArray &content)
+{
+    QFile::remove(path);
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    QCOMPARE(file.write(content), qint64(content.size()));
+}
+
+QByteArray result()
+{
+    return contentOf(home.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
+}
+
+/// The header's packet and three records of two packets each.
+QByteArray imageOfVersion(char major, char minor, char patch)
+{
+    QByteArray header(11, '\0');
+    header[1] = 11;
+    QByteArray record(100, '\0');
+    record[1] = 100;
+    record[77] = major;
+    record[78] = minor;
+    record[79] = patch;
+    return header + record + record + record;
+}
+
+/// Answers every message box that comes up during the action, after telling what
+/// it shows: "icon|title|text|buttons|default button".
+void answerBoxes(const std::function<void()> &action, const std::function<void(QString)> &tell)
+{
+    const auto plain = [](const QAbstractButton *button) {
+        return button == nullptr ? text("none") : button->text().remove(QLatin1Char('&'));
+    };
+    QTimer timer;
+    QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
+        auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
+        if (box == nullptr)
+            return;
+        QStringList buttons;
+        for (const QAbstractButton *const button : box->buttons())
+            buttons += plain(button);
+        tell(QStringList{box->icon() == QMessageBox::Information ? text("i") : text("?"),
+                         box->windowTitle(), box->text(), buttons.join(QLatin1Char(' ')),
+                         plain(box->defaultButton())}
+                 .join(QLatin1Char('|')));
+        box->button(QMessageBox::Yes)->click();
+    });
+    timer.start(pollMs);
+    action();
+}
+
+QString boxesDuring(const std::function<void()> &action)
+{
+    QStringList seen;
+    answerBoxes(action, [&seen](const QString &box) { seen += box; });
+    return seen.join(QLatin1Char('\n'));
+}
+
+DFU_windows *makeWindow(int argumentCount)
+{
+    // It answers the transfer and never gives a verdict.
+    sim::Simulator::instance().configure("silent=entry;verdict=none;enter-time=20");
+    writeFile(home.filePath(text("TB210.bin")), imageOfVersion(1, 2, 3));
+    return new DFU_windows(home.filePath(text("TB210.bin")), argumentCount, nullptr);
+}
+
+/// The outcome ends the process, so a process of its own shows it and notes what
+/// the box says.
+[[noreturn]] void showOutcome(int argumentCount, int language, int status)
+{
+    DFU_windows *const window = makeWindow(argumentCount);
+    window->findChild<QComboBox *>()->setCurrentIndex(language);
+    answerBoxes(
+        [&] { window->sendMessage_fail_hand(status); },
+        [](const QString &box) { writeFile(home.filePath(text("box.txt")), box.toUtf8()); });
+    endProcess(1); // not reached
+}
+
+} // namespace
+
+/// The window, met as a person meets it.  There is one for all tests, because its
+/// threads never stop.
+class WindowTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    DFU_windows *window = nullptr;
+    tb210_progress_view *progressView = nullptr;
+    QComboBox *languageBox = nullptr;
+    myEdit_view *mcuEdit = nullptr;
+
+    /// The one built first where two share a place.
+    template <typename Widget>
+    Widget *at(const QRect &place) const
+    {
+        for (Widget *const widget : window->findChildren<Widget *>()) {
+            if (widget->geometry() == place)
+                return widget;
+        }
+        qFatal("no such widget");
+    }
+    QString labelAt(const QRect &place) const { return at<QLabel>(place)->text(); }
+    QPushButton *buttonAt(const QRect &place) const { return at<QPushButton>(place); }
+    QString percent() const
+    {
+        for (const QLabel *const label : progressView->findChildren<QLabel *>()) {
+            if (label->styleSheet().contains(text("font-size:13px")))
+                return label->text();
+        }
+        return {};
+    }
+    /// Through the box itself, as a person does.
+    void chooseLanguage(int language) const
+    {
+        QTest::keyClick(languageBox, language == Chinese ? Qt::Key_Up : Qt::Key_Down);
+        QCOMPARE(languageBox->currentIndex(), language);
+    }
+    static QString tool()
+    {
+        return QDir(QCoreApplication::applicationDirPath()).filePath(text("ktTool.exe"));
+    }
+
+private slots:
+    void initTestCase();
+    void init();
+
+    void a_widget_stands_where_it_should_data();
+    void a_widget_stands_where_it_should();
+    void the_window_and_its_edits_are_set_up();
+    void signals_and_slots_have_their_indices();
+    void resources_are_complete();
+    void a_text_is_translated_data();
+    void a_text_is_translated();
+    void the_language_box_switches_the_texts();
+    void progress_is_shown_and_reported_data();
+    void progress_is_shown_and_reported();
+    void a_dropped_file_is_only_inspected_data();
+    void a_dropped_file_is_only_inspected();
+    void confirm_arms_the_transfer_again();
+    void an_outcome_is_shown_and_ends_the_process_data();
+    void an_outcome_is_shown_and_ends_the_process();
+    void an_unknown_status_is_shown();
+    void a_dsp_file_that_cannot_be_used_starts_nothing_data();
+    void a_dsp_file_that_cannot_be_used_starts_nothing();
+    void a_dsp_run_is_followed_data();
+    void a_dsp_run_is_followed();
+    void the_dsp_file_is_chosen_in_a_dialog_data();
+    void the_dsp_file_is_chosen_in_a_dialog();
+    void unplugging_is_shown();
+};
+
+void WindowTest::initTestCase()
+{
+    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+    QVERIFY(QDir::setCurrent(home.path()));
+    window = makeWindow(3);
+    progressView = window->findChild<tb210_progress_view *>();
+    languageBox = window->findChild<QComboBox *>();
+    mcuEdit = window->findChild<myEdit_view *>();
+}
+
+void WindowTest::init()
+{
+    if (qstrcmp(QTest::currentTestFunction(), "a_widget_stands_where_it_should") == 0)
+        return; // no event was processed yet
+    window->show();
+    QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+    languageBox->setCurrentIndex(English);
+    connectedFlag = true;
+    buttonAt(mcuButtonPlace)->click();
+}
+
+void WindowTest::a_widget_stands_where_it_should_data()
+{
+    QTest::addColumn<QByteArray>("type");
+    QTest::addColumn<QRect>("place");
+    QTest::addColumn<QString>("shows");
+    QTest::addColumn<QString>("style");
+    QTest::addColumn<bool>("shown");
+
+    const auto row = [](const char *name, const char *type, const QRect &place, const char *shows,
+                        const char *style, bool shown) {
+        QTest::newRow(name) << QByteArray(type) << place << text(shows) << text(style) << shown;
+    };
+    row("state", "QLabel", statePlace, "Connected device", "color:black", true);
+    row("language label", "QLabel", languageLabelPlace, "Language:",
+        "background-color:transparent;color:rgb(158,158,158);text-align:center;"
+        "font-size:15px;font-family:'Source Han Sans CN Medium'",
+        true);
+    row("language box", "QComboBox", {380, 0, 100, 20}, "English", "", true);
+    row("MCU button", "QPushButton", mcuButtonPlace, "Firmware", "", true);
+    row("MCU path", "myEdit_view", {80, 60, 340, 25}, "Please enter the MCU firmware path", "",
+        true);
+    // The load at the start has shown it.
+    row("MCU version", "QLabel", mcuVersionPlace, "V1.2.3", "", true);
+    row("confirm", "QPushButton", confirmPlace, "Confirm", "", true);
+    row("DSP button", "QPushButton", dspButtonPlace, "DSP固件", "", false);
+    row("DSP path", "QTextEdit", dspEditPlace, "请输入DSP固件路径", "", false);
+    row("DSP version", "QLabel", dspVersionPlace, "V0.0.0", "", false);
+    row("DSP confirm", "QPushButton", confirmPlace, "确认DSP固件升级", "", false);
+    // The upgrade that started has shown it.
+    row("progress view", "tb210_progress_view", {0, 0, 500, 200}, "", "", true);
+    row("background", "QLabel", {0, 0, 500, 200}, "", "", true);
+    row("panel", "QLabel", {90, anyY, 320, 100}, "", "", true);
+    row("loading", "QLabel", {12, anyY, 266, 20}, "Loading...",
+        "color:white;background-color:transparent;font-size:15px;"
+        "font-family:'Source Han Sans CN Medium'",
+        true);
+    row("bar", "QProgressBar", {12, anyY, 266, 16}, "0%",
+        "QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
+        "QProgressBar::chunk{background-color:rgb(255,171,33);}",
+        true);
+    row("bar picture", "QLabel", {10, anyY, 270, 16}, "", "", true);
+    row("percent", "QLabel", {12, anyY, 266, 20}, "",
+        "color:white;background-color:transparent;font-size:13px;"
+        "font-family:'Source Han Sans CN Medium'",
+        true);
+}
+
+void WindowTest::a_widget_stands_where_it_should()
+{
+    QFETCH(QByteArray, type);
+    QFETCH(QRect, place);
+    QFETCH(QString, shows);
+    QFETCH(QString, style);
+    QFETCH(bool, shown);
+    QStringList others;
+    for (const QWidget *const widget : window->findChildren<QWidget *>()) {
+        QRect found = widget->geometry();
+        if (place.y() == anyY)
+            found.moveTop(anyY);
+        if (widget->metaObject()->className() != type || found != place)
+            continue;
+        QString content;
+        for (const char *const property : {"text", "placeholderText", "currentText"})
+            content += widget->property(property).toString();
+        if (content == shows && widget->styleSheet() == style &&
+            widget->isVisibleTo(window) == shown)
+            return;
+        others += content + QLatin1Char('|') + widget->styleSheet();
+    }
+    QFAIL(qPrintable(text("there: ") + others.join(QLatin1Char('\n'))));
+}
+
+void WindowTest::the_window_and_its_edits_are_set_up()
+{
+    QCOMPARE(window->minimumSize(), QSize(500, 200));
+    QCOMPARE(window->maximumSize(), QSize(500, 200));
+    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+    QVERIFY(!progressView->bar()->isTextVisible());
+    const std::initializer_list<QTextEdit *> edits = {mcuEdit, at<QTextEdit>(dspEditPlace)};
+    for (const QTextEdit *const edit : edits) {
+        QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
+        QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+        QCOMPARE(edit->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    }
+}
+
+void WindowTest::signals_and_slots_have_their_indices()
+{
+    const QMetaObject &meta = DFU_windows::staticMetaObject;
+    QStringList names;
+    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+        names += QString::fromLatin1(meta.method(i).methodSignature());
+    QCOMPARE(names.join(QLatin1Char(' ')),
+             text("sendMsgSignals() OnConnectDevice() OnDisConnectDevice() dfu_click() "
+                  "update_click() updatedsp_click() dsp_btn_click() progress_value(int) "
+                  "sendMessage_fail_hand(int) dsp_kt0206_progress_val(int) dsp_kt0206_finish(int) "
+                  "mcudropClick(QString) change_language(int)"));
+}
+
+void WindowTest::resources_are_complete()
+{
+    QCOMPARE(contentOf(text(":/qt/etc/qt.conf")),
+             QByteArray("[Platforms]\r\nWindowsArguments = dpiawareness=0\r\n"));
+    for (const char *const source : {":/tb210_lang/tb210_zh.ts", ":/tb210_lang/tb210_en.ts"}) {
+        QCOMPARE(QResource(text(source)).compressionAlgorithm(), QResource::ZlibCompression);
+        QVERIFY(contentOf(text(source)).contains("<TS "));
+    }
+    QVERIFY(QTranslator().load(text(":/tb210_lang/tb210_en.qm")));
+    QVERIFY(!QFile::exists(text(":/image"))); // pictures and font are not part of it
+}
+
+void WindowTest::a_text_is_translated_data()
+{
+    QTest::addColumn<QString>("english");
+    const auto row = [](const char *source, const char *english) {
+        QTest::newRow(source) << text(english);
+    };
+    row("MCU固件", "Firmware");
+    row("请输入MCU固件路径", "Please enter the MCU firmware path");
+    row("语言切换：", "Language:");
+    row("确认", "Confirm");
+    row("已连接设备", "Connected device");
+    row("请连接设备", "Please connect the device");
+    row("提示", "Tips");
+    row("升级成功", "Upgrade Successful");
+    row("升级失败", "Upgrade failed");
+    row("打开错误", "Open Error");
+    // These have no entry.
+    row("简体中文", "");
+    row("English", "");
+    row("DSP 升级成功,请重新连接设备", "");
+    row("DSP 升级失败", "");
+}
+
+void WindowTest::a_text_is_translated()
+{
+    const char *const source = QTest::currentDataTag();
+    QTranslator zh;
+    QVERIFY(zh.load(text(":/tb210_lang/tb210_zh.qm")));
+    QTEST(zh.translate("DFU_windows", source), "english");
+    QTranslator en;
+    QVERIFY(en.load(text(":/tb210_lang/tb210_en.qm")));
+    QCOMPARE(en.translate("DFU_windows", source), QString());
+}
+
+void WindowTest::the_language_box_switches_the_texts()
+{
+    const std::array<QStringList, 2> expected = {
+        text("MCU固件|请输入MCU固件路径|语言切换：|确认|请连接设备|已连接设备")
+            .split(QLatin1Char('|')),
+        text("Firmware|Please enter the MCU firmware path|Language:|Confirm|"
+             "Please connect the device|Connected device")
+            .split(QLatin1Char('|'))};
+    const QString colour = at<QLabel>(statePlace)->styleSheet();
+    for (const bool connected : {false, true}) {
+        connectedFlag = connected;
+        for (const int language : {Chinese, English}) {
+            const QStringList &texts = expected.at(static_cast<std::size_t>(language));
+            chooseLanguage(language);
+            QCOMPARE(buttonAt(mcuButtonPlace)->text(), texts.at(0));
+            QCOMPARE(mcuEdit->placeholderText(), texts.at(1));
+            QCOMPARE(labelAt(languageLabelPlace), texts.at(2));
+            QCOMPARE(buttonAt(confirmPlace)->text(), texts.at(3));
+            QCOMPARE(labelAt(statePlace), texts.at(connected ? 5 : 4));
+            QCOMPARE(at<QLabel>(statePlace)->styleSheet(), colour);
+            QCOMPARE(int(englishSelected), language);
+            // What is not refreshed.
+            QCOMPARE(languageBox->itemText(Chinese), text("简体中文"));
+            QCOMPARE(languageBox->itemText(English), text("English"));
+            QCOMPARE(buttonAt(dspButtonPlace)->text(), text("DSP固件"));
+            QCOMPARE(at<QTextEdit>(dspEditPlace)->placeholderText(), text("请输入DSP固件路径"));
+        }
+    }
+}
+
+void WindowTest::progress_is_shown_and_reported_data()
+{
+    QTest::addColumn<int>("total");
+    QTest::addColumn<int>("value");
+    QTest::addColumn<QString>("percent");
+    QTest::addColumn<bool>("goesOn");
+    QTest::newRow("cut off, not rounded") << packetCount << 3 << text("42%") << true;
+    QTest::newRow("all") << packetCount << packetCount << text("100%") << false;
+    QTest::newRow("no packets") << 0 << 0 << text("0%") << false;
+}
+
+void WindowTest::progress_is_shown_and_reported()
+{
+    QFETCH(int, total);
+    QFETCH(int, value);
+    QFETCH(QString, percent);
+    QFETCH(bool, goesOn);
+    progressView->show();
+    progressView->bar()->setMaximum(total);
+    const QByteArray before = result();
+    window->progress_value(value);
+    QCOMPARE(this->percent(), percent);
+    if (total > 0)
+        QCOMPARE(progressView->bar()->value(), value);
+    QCOMPARE(result(), before + percent.toLatin1() + '\n');
+    QCOMPARE(progressView->isVisible(), goesOn);
+    progressView->hide();
+}
+
+void WindowTest::a_dropped_file_is_only_inspected_data()
+{
+    QTest::addColumn<QStringList>("urls");
+    QTest::addColumn<QString>("edit");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<QString>("boxes");
+    const auto row = [](const char *name, const QStringList &urls, const QString &edit,
+                        const char *version, int language, const char *boxes) {
+        QTest::newRow(name) << urls << edit << text(version) << language << text(boxes);
+    };
+    const QString other = home.filePath(text("other.bin"));
+    const QString missing = home.filePath(text("missing.bin"));
+    const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
+    writeFile(other, imageOfVersion(4, 5, 6));
+    row("one file", {other}, other, "V4.5.6", English, "");
+    row("two files", {other, missing}, other, "V4.5.6", English, "");
+    row("plain text", {}, text("a word"), "V1.2.3", English, "");
+    row("no such file", {missing}, missing, "V1.2.3", English, box);
+    row("no such file, Chinese", {missing}, missing, "V1.2.3", Chinese, box);
+}
+
+void WindowTest::a_dropped_file_is_only_inspected()
+{
+    QFETCH(QStringList, urls);
+    QFETCH(int, language);
+    languageBox->setCurrentIndex(language);
+    QMimeData data;
+    QList<QUrl> list;
+    for (const QString &path : urls)
+        list += QUrl::fromLocalFile(path);
+    if (list.isEmpty())
+        data.setText(text("a word"));
+    else
+        data.setUrls(list);
+    mcuEdit->clear();
+    QSignalSpy told(mcuEdit, &myEdit_view::drop_block);
+
+    const QString boxes = boxesDuring([&] {
+        const QPoint place = mcuEdit->viewport()->rect().center();
+        QDragEnterEvent enter(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        qApp->notify(mcuEdit->viewport(), &enter);
+        QDropEvent drop(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+        qApp->notify(mcuEdit->viewport(), &drop);
+    });
+    QTEST(boxes, "boxes");
+    QCOMPARE(told.size(), urls.isEmpty() ? 0 : 1);
+    QTEST(mcuEdit->toPlainText(), "edit");
+    QTEST(labelAt(mcuVersionPlace), "version");
+
+    // The upgrade goes by the command line all the same.
+    QTest::mouseClick(buttonAt(mcuButtonPlace), Qt::LeftButton);
+    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+    QCOMPARE(labelAt(mcuVersionPlace), text("V1.2.3"));
+}
+
+void WindowTest::confirm_arms_the_transfer_again()
+{
+    const auto sent = [] { return sim::Simulator::instance().packets().size(); };
+    const std::size_t before = sent();
+    mcuEdit->setPlainText(home.filePath(text("other.bin")));
+    QTest::mouseClick(buttonAt(confirmPlace), Qt::LeftButton);
+    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+    QVERIFY(progressView->isVisible());
+    QCOMPARE(progressView->bar()->maximum(), packetCount);
+    QCOMPARE(progressView->bar()->value(), 0);
+    QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+    QVERIFY(sent() > before);
+}
+
+void WindowTest::an_outcome_is_shown_and_ends_the_process_data()
+{
+    QTest::addColumn<int>("argumentCount");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<int>("status");
+    QTest::addColumn<QString>("box");
+    const auto row = [](const char *name, int argumentCount, int language, int status,
+                        const char *box) {
+        QTest::newRow(name) << argumentCount << language << status << text(box);
+    };
+    row("failure", 3, English, 1, "i|Tips|Upgrade failed|Yes No|none");
+    row("failure, Chinese", 3, Chinese, 1, "i|提示|升级失败|Yes No|none");
+    row("failure, hidden", 2, English, 1, "");
+    row("success", 3, English, 2, "i|Tips|Upgrade Successful|Yes|none");
+    row("success, Chinese", 3, Chinese, 2, "i|提示|升级成功|Yes|none");
+    row("success, hidden", 2, English, 2, "");
+}
+
+void WindowTest::an_outcome_is_shown_and_ends_the_process()
+{
+    QFETCH(int, argumentCount);
+    QFETCH(int, language);
+    QFETCH(int, status);
+    const QTemporaryDir ownHome;
+    QProcess process;
+    process.start(QCoreApplication::applicationFilePath(),
+                  {text(outcomeMode), ownHome.path(), QString::number(argumentCount),
+                   QString::number(language), QString::number(status)});
+    QVERIFY(process.waitForFinished(endTimeoutMs));
+    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(process.exitCode(), 0);
+    QTEST(QString::fromUtf8(contentOf(ownHome.filePath(text("box.txt")))), "box");
+    const QByteArray told = contentOf(ownHome.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
+    QCOMPARE(told.split('\n').last(), // behind the percentages
+             QByteArray(status == 1 ? "success -1" : "success 1"));
+}
+
+void WindowTest::an_unknown_status_is_shown()
+{
+    const QByteArray before = result();
+    progressView->show();
+    QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(7); }), text("i|Tips|7|Yes|none"));
+    QVERIFY(!progressView->isVisible());
+    languageBox->setCurrentIndex(Chinese);
+    QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(-1); }),
+             text("i|提示|-1|Yes|none"));
+    QCOMPARE(result(), before);
+}
+
+void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing_data()
+{
+    QTest::addColumn<QString>("path");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<QString>("version");
+    QTest::addColumn<QString>("boxes");
+    const auto row = [](const char *name, const char *path, int language, const char *version,
+                        const char *boxes) {
+        QTest::newRow(name) << text(path) << language << text(version) << text(boxes);
+    };
+    row("none", "", English, "as it was", "");
+    row("missing", "missing_V1.0.bin", English, "V1.0",
+        "i|Title|Open ErrorNo such file or directory|Yes No|Yes");
+    row("missing, Chinese, as a URL", "file:///missing_V2.1.bin", Chinese, "V2.1",
+        "i|Title|打开错误No such file or directory|Yes No|Yes");
+}
+
+void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing()
+{
+    QFETCH(QString, path);
+    QFETCH(int, language);
+    languageBox->setCurrentIndex(language);
+    at<QLabel>(dspVersionPlace)->setText(text("as it was"));
+    at<QTextEdit>(dspEditPlace)->setPlainText(path);
+    QTEST(boxesDuring([&] { window->updatedsp_click(); }), "boxes");
+    QTEST(labelAt(dspVersionPlace), "version");
+    QVERIFY(!progressView->isVisible());
+
+    // From here on progress is the DSP's: without a total it is 0, and unreported.
+    const QByteArray before = result();
+    window->progress_value(3);
+    QCOMPARE(percent(), text("0%"));
+    QCOMPARE(result(), before);
+}
+
+void WindowTest::a_dsp_run_is_followed_data()
+{
+    // The total of a run stays for the runs behind it, so the order matters.
+    QTest::addColumn<QByteArray>("record");
+    QTest::addColumn<int>("language");
+    QTest::addColumn<QString>("percent");
+    QTest::addColumn<QString>("boxes");
+    const auto row = [](const char *name, const char *record, int language, const char *percent,
+                        const char *boxes) {
+        QTest::newRow(name) << QByteArray(record) << language << text(percent) << text(boxes);
+    };
+    row("total 0", "x3/0xx", English, "0%", "i|Tips|DSP 升级失败|Yes|none");
+    row("total 10", "x6/10xx", Chinese, "60%", "i|提示|DSP 升级失败|Yes|none");
+    row("total 20", "x7/20xx", Chinese, "35%", "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
+    row("total 30", "x1/30xx", English, "3%", "i|Tips|DSP 升级成功,请重新连接设备|Yes|none");
+}
+
+void WindowTest::a_dsp_run_is_followed()
+{
+    QFETCH(QByteArray, record);
+    QFETCH(int, language);
+    QFETCH(QString, percent);
+    languageBox->setCurrentIndex(language);
+    const QString file = home.filePath(text("dsp_V1.0.bin"));
+    const QString go = home.filePath(text("go"));
+    writeFile(file, "firmware");
+    QFile::remove(go);
+    // It ends when it is told to.
+    writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + record + "\\r" +
+                          record + "\\r\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
+    QVERIFY(QFile::setPermissions(tool(), QFile::ReadOwner | QFile::ExeOwner));
+    at<QTextEdit>(dspEditPlace)->setPlainText(file);
+    progressView->bar()->setValue(1);
+    const QByteArray before = result();
+
+    window->updatedsp_click();
+    QVERIFY(progressView->isVisible());
+    QCOMPARE(this->percent(), text("0%"));
+    QTRY_COMPARE_WITH_TIMEOUT(this->percent(), percent, endTimeoutMs);
+    const QString boxes = boxesDuring([&] {
+        writeFile(go, "");
+        QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+    });
+    QTEST(boxes, "boxes");
+    QCOMPARE(contentOf(home.filePath(text("arguments.txt"))),
+             "0x3C9E b -s -b " + file.toUtf8() + ' ');
+    QCOMPARE(result(), before);
+    QVERIFY(QFile::remove(tool()));
+}
+
+void WindowTest::the_dsp_file_is_chosen_in_a_dialog_data()
+{
+    // The dialog remembers where it was, so the row without a setting goes first.
+    QTest::addColumn<QByteArray>("setting");
+    QTest::addColumn<QString>("folder");
+    QTest::addColumn<bool>("chosen");
+    const auto row = [](const char *name, const char *setting, const QString &folder, bool chosen) {
+        QTest::newRow(name) << QByteArray(setting) << folder << chosen;
+    };
+    const QString sub = home.filePath(text("sub"));
+    row("no settings file", "", home.path(), true);
+    row("a folder", "[General]\nLastFilePath=sub\n", sub, true);
+    row("given up", "[General]\nLastFilePath=sub\n", sub, false);
+    row("a missing folder", "[General]\nLastFilePath=./nowhere/here\n", {}, true);
+}
+
+void WindowTest::the_dsp_file_is_chosen_in_a_dialog()
+{
+    QFETCH(QByteArray, setting);
+    QFETCH(QString, folder);
+    QFETCH(bool, chosen);
+    const QString settingsFile = home.filePath(text("Setting.ini"));
+    const QString file = home.filePath(text("sub/chosen.bin"));
+    QVERIFY(home.mkpath(text("sub")));
+    writeFile(file, "firmware");
+    QFile::remove(settingsFile);
+    if (!setting.isEmpty())
+        writeFile(settingsFile, setting);
+    at<QTextEdit>(dspEditPlace)->setPlainText(text("before"));
+
+    QString seen;
+    QTimer timer;
+    connect(&timer, &QTimer::timeout, this, [&] {
+        auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+        if (dialog == nullptr)
+            return;
+        seen =
+            dialog->windowTitle() + QLatin1Char('|') + dialog->nameFilters().join(QLatin1Char(' '));
+        if (!folder.isEmpty())
+            QCOMPARE(dialog->directory().path(), folder);
+        dialog->findChild<QLineEdit *>()->setText(file);
+        QMetaObject::invokeMethod(dialog, chosen ? "accept" : "reject");
+    });
+    timer.start(pollMs);
+    buttonAt(dspButtonPlace)->click();
+    QCOMPARE(seen, text("选择升级文件|Document files (*.bin)"));
+    QCOMPARE(at<QTextEdit>(dspEditPlace)->toPlainText(), chosen ? file : text("before"));
+    QCOMPARE(contentOf(settingsFile), setting); // only read
+}
+
+void WindowTest::unplugging_is_shown()
+{
+    const auto state = [this] {
+        return labelAt(statePlace) + QLatin1Char('|') + at<QLabel>(statePlace)->styleSheet();
+    };
+    QCOMPARE(state(), text("Connected device|color:black"));
+    sim::Simulator::instance().unplug();
+    QTRY_COMPARE_WITH_TIMEOUT(state(), text("Please connect the device|color:red"), endTimeoutMs);
+    QVERIFY(connectedFlag && linkReadyFlag); // they stay as they are
+    connectedFlag = false;
+    linkReadyFlag = false;
+    sim::Simulator::instance().plug();
+    QTRY_COMPARE_WITH_TIMEOUT(state(), text("Connected device|color:black"), endTimeoutMs);
+    QVERIFY(connectedFlag && linkReadyFlag);
+}
+
+int main(int argc, char *argv[])
+{
+    constexpr int outcomeArguments = 6;
+    const bool outcome = argc == outcomeArguments && qstrcmp(argv[1], outcomeMode) == 0;
+    QTemporaryDir ownHome;
+    home.setPath(outcome ? QString::fromLocal8Bit(argv[2]) : ownHome.path());
+    qputenv("XDG_DATA_HOME", home.path().toLocal8Bit());
+    // Never destroyed, as in the program itself: the window's threads do not stop.
+    [[maybe_unused]] auto *const application = new QApplication(argc, argv);
+    if (outcome) {
+        const QStringList arguments = QApplication::arguments();
+        showOutcome(arguments.at(3).toInt(), arguments.at(4).toInt(), arguments.at(5).toInt());
+    }
+    WindowTest test;
+    const int code = QTest::qExec(&test, argc, argv);
+    ownHome.remove();
+    endProcess(code);
+}
+
+#include "tst_window.moc"
