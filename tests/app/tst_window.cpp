@@ -39,8 +39,9 @@ constexpr int packetCount = 7;
 /// The argument that makes this program show an outcome instead of testing.
 const char *const outcomeMode = "outcome";
 
-// In the progress view's panel the heights are not fixed.
+// In the progress view's panel not every place is fixed.
 constexpr int anyY = -1;
+constexpr QRect anywhere;
 constexpr QRect statePlace(20, 170, 200, 30);
 constexpr QRect languageLabelPlace(300, 0, 80, 20);
 constexpr QRect mcuButtonPlace(10, 60, 60, 25);
@@ -275,7 +276,7 @@ void WindowTest::a_widget_stands_where_it_should_data()
     row("progress view", "tb210_progress_view", {0, 0, 500, 200}, "", "", true);
     row("background", "QLabel", {0, 0, 500, 200}, "", "", true);
     row("panel", "QLabel", {90, anyY, 320, 100}, "", "", true);
-    row("loading", "QLabel", {12, anyY, 266, 20}, "Loading...",
+    row("loading", "QLabel", anywhere, "Loading...",
         "color:white;background-color:transparent;font-size:15px;"
         "font-family:'Source Han Sans CN Medium'",
         true);
@@ -284,7 +285,7 @@ void WindowTest::a_widget_stands_where_it_should_data()
         "QProgressBar::chunk{background-color:rgb(255,171,33);}",
         true);
     row("bar picture", "QLabel", {10, anyY, 270, 16}, "", "", true);
-    row("percent", "QLabel", {12, anyY, 266, 20}, "",
+    row("percent", "QLabel", anywhere, "",
         "color:white;background-color:transparent;font-size:13px;"
         "font-family:'Source Han Sans CN Medium'",
         true);
@@ -297,12 +298,12 @@ void WindowTest::a_widget_stands_where_it_should()
     QFETCH(QString, shows);
     QFETCH(QString, style);
     QFETCH(bool, shown);
-    QStringList others;
+    QString others;
     for (const QWidget *const widget : window->findChildren<QWidget *>()) {
         QRect found = widget->geometry();
         if (place.y() == anyY)
             found.moveTop(anyY);
-        if (widget->metaObject()->className() != type || found != place)
+        if (widget->metaObject()->className() != type || (place != anywhere && found != place))
             continue;
         QString content;
         for (const char *const property : {"text", "placeholderText", "currentText"})
@@ -310,9 +311,9 @@ void WindowTest::a_widget_stands_where_it_should()
         if (content == shows && widget->styleSheet() == style &&
             widget->isVisibleTo(window) == shown)
             return;
-        others += content + QLatin1Char('|') + widget->styleSheet();
+        others += content + QLatin1Char('|') + widget->styleSheet() + QLatin1Char('\n');
     }
-    QFAIL(qPrintable(text("there: ") + others.join(QLatin1Char('\n'))));
+    QFAIL(qPrintable(text("there:\n") + others));
 }
 
 void WindowTest::the_window_and_its_edits_are_set_up()
