@@ -44,6 +44,8 @@ public:
     QByteArray debugOutput() const;
 
     QProcess process;
+    /// The X display to show windows on; empty: the program runs without any.
+    QString display;
 
 private:
     QProcessEnvironment environment(const QByteArray &simulator, const QString &trace) const;

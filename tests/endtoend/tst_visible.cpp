@@ -1,0 +1,173 @@
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QTemporaryDir>
+#include <QTest>
+
+namespace {
+
+// Far above what a run takes, for machines under load.
+constexpr int endTimeoutMs = 90000;
+
+QString text(const char *latin1)
+{
+    return QString::fromLatin1(latin1);
+}
+
+} // namespace
+
+/// The real program on a screen, with a window manager and real key presses.
+class VisibleTest : public QObject
+{
+    Q_OBJECT
+
+private:
+    QTemporaryDir home;
+    QString display;
+    QProcess server;
+    QProcess windowManager;
+
+    /// What an X tool prints.
+    QString ask(const char *tool, const char *arguments) const;
+    /// The window that has the keyboard; empty without one.
+    QString activeWindow() const { return ask("xdotool", "getactivewindow getwindowname"); }
+    void press(const char *key) const { ask("xdotool", key); }
+
+private slots:
+    void initTestCase();
+    void cleanupTestCase();
+
+    void a_key_closes_the_outcome_and_ends_the_program_data();
+    void a_key_closes_the_outcome_and_ends_the_program();
+    void a_window_closed_during_the_transfer_ends_the_program_data();
+    void a_window_closed_during_the_transfer_ends_the_program();
+    void a_missing_file_is_shown_and_ends_the_program_data();
+    void a_missing_file_is_shown_and_ends_the_program();
+};
+
+QString VisibleTest::ask(const char *tool, const char *arguments) const
+{
+    QProcess process;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(text("DISPLAY"), display);
+    process.setProcessEnvironment(environment);
+    process.start(text(tool), text(arguments).split(QLatin1Char(' ')));
+    if (!process.waitForFinished(endTimeoutMs))
+        qWarning() << tool << process.errorString();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+void VisibleTest::initTestCase()
+{
+    server.start(text("Xvfb"), {text("-displayfd"), text("1"), text("-nolisten"), text("tcp"),
+                                text("-screen"), text("0"), text("800x600x24")});
+    QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
+    QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
+    display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
+
+    // A home without settings, so that its own keys are in force.
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert(text("DISPLAY"), display);
+    environment.insert(text("HOME"), home.path());
+    environment.remove(text("XDG_CONFIG_HOME"));
+    windowManager.setProcessEnvironment(environment);
+    windowManager.start(text("openbox"), {text("--sm-disable")});
+    QVERIFY2(windowManager.waitForStarted(), "openbox is needed; scripts/test installs it");
+    QTRY_VERIFY_WITH_TIMEOUT(
+        ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")), endTimeoutMs);
+}
+
+void VisibleTest::cleanupTestCase()
+{
+    for (QProcess *const process : {&windowManager, &server}) {
+        process->terminate();
+        process->waitForFinished();
+    }
+}
+
+void VisibleTest::a_key_closes_the_outcome_and_ends_the_program_data()
+{
+    QTest::addColumn<QByteArray>("verdict");
+    QTest::addColumn<QByteArray>("key");
+    QTest::addColumn<QByteArray>("outcome");
+    QTest::newRow("success") << QByteArray("by-image") << QByteArray("key Return")
+                             << QByteArray("success 1");
+    QTest::newRow("success, Escape")
+        << QByteArray("by-image") << QByteArray("key Escape") << QByteArray("success 1");
+    QTest::newRow("failure") << QByteArray("failure2") << QByteArray("key Return")
+                             << QByteArray("success -1");
+    QTest::newRow("failure, No") << QByteArray("failure2") << QByteArray("key alt+n")
+                                 << QByteArray("success -1");
+}
+
+void VisibleTest::a_key_closes_the_outcome_and_ends_the_program()
+{
+    QFETCH(QByteArray, verdict);
+    QFETCH(QByteArray, key);
+    UpdaterRun run;
+    run.display = display;
+    const QString image = run.makeFirmware(text("TB210.bin"), {});
+    run.start({image, text("any")}, "silent=entry;enter-time=20;verdict=" + verdict);
+    QTRY_VERIFY_WITH_TIMEOUT(
+        !ask("xdotool", "search --onlyvisible --name ^Velmo_KVX2.DFU$").isEmpty(), endTimeoutMs);
+    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Tips"), endTimeoutMs);
+    QCOMPARE(run.process.state(), QProcess::Running);
+    QVERIFY(!run.result().contains("success")); // that comes when the box is closed
+    press(key);
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 0);
+    QTEST(run.result().split('\n').last(), "outcome");
+}
+
+void VisibleTest::a_window_closed_during_the_transfer_ends_the_program_data()
+{
+    QTest::addColumn<int>("percent");
+    for (const int percent : {0, 15, 30, 45, 60})
+        QTest::addRow("at %d%%", percent) << percent;
+}
+
+void VisibleTest::a_window_closed_during_the_transfer_ends_the_program()
+{
+    QFETCH(int, percent);
+    UpdaterRun run;
+    run.display = display;
+    const QString image = run.makeFirmware(
+        text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
+    run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20");
+    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
+    const auto far = [&] { return run.percentages().isEmpty() ? -1 : run.percentages().last(); };
+    QTRY_VERIFY_WITH_TIMEOUT(far() >= percent, endTimeoutMs);
+    press("key alt+F4");
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 0);
+    QVERIFY(far() < 100);
+    QVERIFY(!run.result().contains("success"));
+    QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+}
+
+void VisibleTest::a_missing_file_is_shown_and_ends_the_program_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::newRow("headless") << QStringList{text("missing.bin")};
+    QTest::newRow("visible") << QStringList{text("missing.bin"), text("any")};
+}
+
+void VisibleTest::a_missing_file_is_shown_and_ends_the_program()
+{
+    QFETCH(QStringList, arguments);
+    UpdaterRun run;
+    run.display = display;
+    run.start(arguments, "");
+    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Title"), endTimeoutMs);
+    QCOMPARE(run.process.state(), QProcess::Running);
+    press("key Return");
+    QVERIFY(run.waitForExit(endTimeoutMs));
+    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(run.process.exitCode(), 0);
+    QCOMPARE(run.result(), QByteArray());
+    QCOMPARE(run.packetsTaken(), 0);
+}
+
+QTEST_GUILESS_MAIN(VisibleTest)
+#include "tst_visible.moc"
