@@ -2,6 +2,7 @@
 
 #include "app/common_funtion.h"
 #include "app/endProcess.h"
+#include "app/inform.h"
 #include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
 #include "device/deviceSelection.h"
@@ -20,14 +21,15 @@
 #include <QFontDatabase>
 #include <QIcon>
 #include <QLabel>
-#include <QMessageBox>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QSettings>
 #include <QTextEdit>
 #include <QThread>
 
+#include <algorithm>
 #include <initializer_list>
+#include <limits>
 #include <utility>
 
 QString versionText;
@@ -118,7 +120,12 @@ enum OutcomeStatus
 int percentOf(int value, int total)
 {
     constexpr double hundred = 100.0;
-    return total == 0 ? 0 : static_cast<int>(static_cast<double>(value) / total * hundred);
+    if (total == 0)
+        return 0;
+    // The vendor's tool may tell any numbers; what no int holds becomes the nearest.
+    const double percent = static_cast<double>(value) / total * hundred;
+    return static_cast<int>(std::clamp<double>(percent, std::numeric_limits<int>::min(),
+                                               std::numeric_limits<int>::max()));
 }
 
 } // namespace
@@ -288,14 +295,14 @@ void DFU_windows::loadFirmware()
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
         // Shown in hidden mode as well, by decision of this system.
-        QMessageBox::information(this, QStringLiteral("Title"),
-                                 QStringLiteral("打开错误+") + file.errorString(),
-                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
+        inform(this, QStringLiteral("Title"), QStringLiteral("打开错误+") + file.errorString(),
+               QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
         return;
     }
     const FirmwareFile firmware = FirmwareFile::parse(file.readAll());
     if (!firmware.isValid()) {
         qDebug().noquote() << "firmware refused:" << firmware.fault().text();
+        mcuVersionLabel->setText(noVersion());
         return;
     }
     firmwareRecords = firmware.records();
@@ -347,16 +354,15 @@ void DFU_windows::sendMessage_fail_hand(int status)
     progressView->hide();
     if (status != StatusFailed && status != StatusSucceeded) {
         // Shown in hidden mode as well; nothing is written and nothing ends.
-        QMessageBox::information(this, tr("提示"), QString::number(status), QMessageBox::Yes);
+        inform(this, tr("提示"), QString::number(status), QMessageBox::Yes);
         return;
     }
     const bool succeeded = status == StatusSucceeded;
     if (argCount > headlessArguments) {
         if (succeeded) {
-            QMessageBox::information(this, tr("提示"), tr("升级成功"), QMessageBox::Yes);
+            inform(this, tr("提示"), tr("升级成功"), QMessageBox::Yes);
         } else {
-            QMessageBox::information(this, tr("提示"), tr("升级失败"),
-                                     QMessageBox::Yes | QMessageBox::No);
+            inform(this, tr("提示"), tr("升级失败"), QMessageBox::Yes | QMessageBox::No);
         }
     }
     resultFile.write(succeeded ? QStringLiteral("success 1") : QStringLiteral("success -1"));
@@ -415,8 +421,8 @@ void DFU_windows::updatedsp_click()
     dspVersionLabel->setText(dspVersionOf(fileName));
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        QMessageBox::information(this, QStringLiteral("Title"), tr("打开错误") + file.errorString(),
-                                 QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
+        inform(this, QStringLiteral("Title"), tr("打开错误") + file.errorString(),
+               QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
         return;
     }
     if (dspRunner == nullptr) {
@@ -434,16 +440,15 @@ void DFU_windows::updatedsp_click()
 
 void DFU_windows::dsp_kt0206_progress_val(int value)
 {
-    progressView->bar()->setMaximum(dspRunner->dspTotal);
+    progressView->bar()->setMaximum(std::max(0, dspRunner->dspTotal));
     progress_value(value);
 }
 
 void DFU_windows::dsp_kt0206_finish(int result)
 {
     progressView->hide();
-    QMessageBox::information(this, tr("提示"),
-                             result == 1 ? tr("DSP 升级成功,请重新连接设备") : tr("DSP 升级失败"),
-                             QMessageBox::Yes);
+    inform(this, tr("提示"), result == 1 ? tr("DSP 升级成功,请重新连接设备") : tr("DSP 升级失败"),
+           QMessageBox::Yes);
 }
 
 // ---- Languages -----------------------------------------------------------------

@@ -3,8 +3,6 @@
 #include "app/SingleInstance.h"
 #include "app/leaveProcess.h"
 
-#include <cstdio>
-
 namespace {
 
 SingleInstance *heldInstance = nullptr;
@@ -20,7 +18,5 @@ void endProcess(int code)
 {
     if (heldInstance != nullptr)
         heldInstance->release();
-    std::fflush(stdout);
-    std::fflush(stderr);
     leaveProcess(code);
 }

@@ -1,4 +1,5 @@
 #pragma once
 
-/// Leaves at once: no destructor, no exit handler, no library clean-up runs.
+/// Writes out what the standard streams hold, then leaves at once: no destructor,
+/// no exit handler, no library clean-up runs.
 [[noreturn]] void leaveProcess(int code);

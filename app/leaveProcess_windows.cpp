@@ -2,10 +2,13 @@
 
 #include <windows.h>
 
+#include <cstdio>
 #include <cstdlib>
 
 void leaveProcess(int code)
 {
+    std::fflush(stdout);
+    std::fflush(stderr);
     // ExitProcess would stop the other threads wherever they are and then run the
     // libraries' clean-up, which may wait for what they held.
     TerminateProcess(GetCurrentProcess(), static_cast<UINT>(code));

@@ -1,6 +1,7 @@
 #include "app/DFU_windows.h"
 #include "app/SingleInstance.h"
 #include "app/endProcess.h"
+#include "app/inform.h"
 #include "app/prepareProcess.h"
 
 #include <QApplication>
@@ -26,9 +27,13 @@ int main(int argc, char *argv[])
     [[maybe_unused]] auto *const application = new QApplication(argc, argv);
     const QStringList arguments = QApplication::arguments();
     qDebug() << arguments;
+    const bool visible = arguments.size() > hiddenArguments;
+    // A box is the only window that a hidden updater has; closing it ends nothing.
+    QApplication::setQuitOnLastWindowClosed(visible);
+    setNobodyWatching(QApplication::platformName() == QLatin1String("offscreen"));
     auto *const window = new DFU_windows(arguments.value(1), arguments.size(), nullptr);
     window->setWindowTitle(QStringLiteral("Velmo_KVX2 DFU"));
-    if (arguments.size() > hiddenArguments)
+    if (visible)
         window->show();
     endProcess(QApplication::exec());
 }

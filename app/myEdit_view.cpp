@@ -6,8 +6,8 @@
 
 void myEdit_view::dropEvent(QDropEvent *event)
 {
-    const QList<QUrl> urls = event->mimeData()->urls();
     QTextEdit::dropEvent(event);
+    const QList<QUrl> urls = event->mimeData()->urls();
     if (!urls.isEmpty())
         emit drop_block(urls.first().toLocalFile());
 }

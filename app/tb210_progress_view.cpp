@@ -7,10 +7,12 @@
 namespace {
 
 constexpr QSize panelSize(320, 100);
-constexpr QRect loadingPlace(12, 14, 266, 20);
-constexpr QRect barPlace(12, 44, 266, 16);
-constexpr QRect picturePlace(10, 44, 270, 16);
-constexpr QRect percentPlace(12, 68, 266, 20);
+constexpr QRect barPlace(12, 42, 266, 16);
+constexpr QRect picturePlace(10, 42, 270, 16);
+// Both texts are white, so they stand on the bar, the one dark place there is
+// without the pictures; above and below it they could not be read.
+constexpr QRect loadingPlace = barPlace.adjusted(8, 0, -8, 0);
+constexpr QRect percentPlace = loadingPlace;
 constexpr int barEnd = 100;
 
 QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture)
@@ -43,9 +45,6 @@ tb210_progress_view::tb210_progress_view(QWidget *parent)
     QLabel *const panel =
         pictureLabel(this, panelPlace, QStringLiteral(":/image/images/tb210_progress_bgimg.png"));
 
-    QLabel *const loading = textLabel(panel, loadingPlace, QStringLiteral("15px"));
-    loading->setText(QStringLiteral("Loading..."));
-
     progressBar = new QProgressBar(panel);
     progressBar->setGeometry(barPlace);
     progressBar->setRange(0, barEnd);
@@ -55,7 +54,10 @@ tb210_progress_view::tb210_progress_view(QWidget *parent)
                        "QProgressBar::chunk{background-color:rgb(255,171,33);}"));
 
     pictureLabel(panel, picturePlace, QStringLiteral(":/image/images/tb210_progress_image.png"));
+    QLabel *const loading = textLabel(panel, loadingPlace, QStringLiteral("15px"));
+    loading->setText(QStringLiteral("Loading..."));
     percentLabel = textLabel(panel, percentPlace, QStringLiteral("13px"));
+    percentLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     hide();
 }
 

@@ -81,6 +81,8 @@ private:
     void closeAndTell();
     void matchReply(const std::uint8_t *report);
 
+    // Written by the main thread before it sets the link flags, and not after; so
+    // whoever sees a flag sees them.
     std::unique_ptr<ICommunicateDevice> device;
     ICommProtocol *protocol = nullptr;
     int openOption = 0;

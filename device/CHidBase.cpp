@@ -146,7 +146,8 @@ bool CHidBase::open(const char *newPath, std::uint32_t newVid, std::uint32_t new
     }
     // The caller may hand in what getPath() gave it.
     std::memmove(path.data(), newPath, pathSize);
-    maxInputReportLen = hid_max_input_report_len(opened);
+    // A device whose descriptor cannot be read tells no length.
+    maxInputReportLen = std::max(0, hid_max_input_report_len(opened));
     vid = static_cast<int>(newVid);
     pid = static_cast<int>(newPid);
     handle = opened;
@@ -181,6 +182,7 @@ bool CHidBase::waitRead(bool /*flag*/, int /*ignored*/)
     hid_device *const open = handle;
     if (open == nullptr)
         return false;
+    readBuffer.fill(0);
     return hid_read_timeout(open, readBuffer.data(), inputReportSize, waitReadTimeoutMs) > 0;
 }
 
@@ -189,6 +191,8 @@ bool CHidBase::read(std::uint8_t *destination, int /*ignored*/)
     hid_device *const open = handle;
     if (open == nullptr)
         return false;
+    // A report that comes short must not end in the bytes of the one before.
+    readBuffer.fill(0);
     if (hid_read_timeout(open, readBuffer.data(), inputReportSize, readTimeoutMs) <= 0)
         return false;
     if (destination != nullptr)
@@ -213,7 +217,8 @@ void CHidBase::relay(unsigned short vid, unsigned short pid, const char *path, i
     if (self == nullptr || self->searching)
         return;
     qDebug() << "testddddddd" << path << removal << vid << pid << self->notifyContext;
-    // The context is tested, not the function: both are set together.
+    // The context is tested, not the function.  Without a function nothing is
+    // registered, so nothing arrives here.
     if (self->notifyContext != nullptr)
         self->notifyCallback(path, removal, vid, pid, self->notifyContext);
 }

@@ -60,14 +60,16 @@ private:
     std::array<char, 128> productName{};
     /// Written by the main thread (open, close); read by all three.
     Unguarded<hid_device *> handle{nullptr};
+    /// Worker thread; the operator thread too, in waitRead(), which no loop of the
+    /// updater calls.
     std::array<std::uint8_t, 65> readBuffer{};
     int maxInputReportLen = 0;
     hid_device_info *foundDevice = nullptr;
     bool hidInitialised = false;
     NotifyCallback notifyCallback = nullptr;
     void *notifyContext = nullptr;
-    /// True while findDevice() walks the enumeration: notices that arrive then
-    /// are dropped.
+    /// True while findDevice() walks the enumeration: notices delivered meanwhile
+    /// are dropped.  (On Linux none are: they wait for the thread's event loop.)
     bool searching = false;
     int vid = 0;
     int pid = 0;

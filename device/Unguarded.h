@@ -12,9 +12,9 @@
 /// is two steps, and another thread may come between them.  Every place where
 /// that matters is part of the design and says so.
 ///
-/// Each declaration names its writers and readers.  Together these declarations
-/// are the whole list of what the three threads share, so ThreadSanitizer runs
-/// without a suppression of our own.
+/// Each declaration names its writers and readers.  With PacketList and ReportBuffer,
+/// which are made for the same, these declarations are the whole list of what the
+/// three threads share while they run, so ThreadSanitizer needs no suppression.
 template <typename T>
 class Unguarded
 {
@@ -33,7 +33,7 @@ public:
     Unguarded &operator=(Unguarded &&) = delete;
     ~Unguarded() = default;
 
-    operator T() const { return value.load(std::memory_order_acquire); } // NOLINT
+    operator T() const { return value.load(std::memory_order_acquire); }
 
     Unguarded &operator=(T next)
     {

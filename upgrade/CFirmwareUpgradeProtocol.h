@@ -25,7 +25,7 @@ public:
     /// of the device manager, negative for a failure.
     int sendCommand(const std::uint8_t *tx, std::uint8_t *rx, std::size_t length);
     /// Sends a request and ignores what comes back; puts a zero word into `rx`.
-    /// False whenever a manager is there: it never reports success.
+    /// The manager's answer, which is always false.
     bool exchange(const ExchangeBuffer &tx, std::uint8_t *rx);
     /// Sends one 65-byte packet; `rx` has 64 bytes and is zeroed.  `timeout` (ms)
     /// is not used: the write's own time-out holds.
@@ -34,6 +34,7 @@ public:
     bool readReport(std::uint8_t *buffer);
 
 protected:
-    /// Null until the device is opened; not owned.
+    /// Null until the device is opened; not owned.  Written by the main thread before
+    /// it sets the link flags, so whoever sees a flag sees it.
     ICommDeviceMgmt *manager = nullptr;
 };

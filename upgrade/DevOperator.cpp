@@ -195,14 +195,20 @@ void DevOperator::sendBatch()
 void DevOperator::sendTail()
 {
     awaitingConfirmation = true;
-    const int total = pendingPackets.size();
+    const PacketList::List packets = pendingPackets.mid(0);
+    const int total = packets.size();
     // Negative for fewer than three packets; then nothing lies behind the position
     // and nothing is sent.
     const int rest = (total - firstBatchIndex) % batchSize;
-    inFlightBatch = rest != 0 ? pendingPackets.mid(total - rest)
-                              : pendingPackets.mid(total - batchSize, batchSize);
+    const PacketList::List tail =
+        rest != 0 ? packets.mid(total - rest) : packets.mid(total - batchSize, batchSize);
+    inFlightBatch = tail;
+    // Three packets are all tail, packet 0 among them; it is counted once more, but a
+    // microphone that is in its upgrade mode already never gets it.
+    const bool leavesOutFirst = g_otgAltPid && tail.size() == total;
     for (int k = 0; k < inFlightBatch.size(); ++k) {
-        sendOne(inFlightBatch.value(k), k);
+        if (k > 0 || !leavesOutFirst)
+            sendOne(inFlightBatch.value(k), k);
         sentCount += 1;
         const std::uint32_t sent = sentCount;
         emit tb210_progress_current_value(static_cast<int>(sent));

@@ -6,6 +6,7 @@ namespace {
 
 constexpr int lengthLowOffset = 1;
 constexpr int lengthHighOffset = 2;
+constexpr int byteValues = 256;
 constexpr int versionOffset = 77;
 constexpr int versionParts = 3;
 
@@ -13,7 +14,7 @@ int recordLength(const QByteArray &image, int offset)
 {
     const auto low = static_cast<unsigned char>(image.at(offset + lengthLowOffset));
     const auto high = static_cast<unsigned char>(image.at(offset + lengthHighOffset));
-    return low + 256 * high;
+    return low + byteValues * high;
 }
 
 QByteArray packetOf(const QByteArray &record, int begin)
@@ -81,7 +82,7 @@ FirmwareFile FirmwareFile::parse(const QByteArray &image)
         offset += length;
     }
     if (packets < leastPackets) {
-        return refused(file.recordList.size(), image.size(),
+        return refused(1, entryRecordSize,
                        QStringLiteral("the image makes %1 packets, at least %2 are needed")
                            .arg(packets)
                            .arg(leastPackets));

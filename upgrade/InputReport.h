@@ -60,9 +60,10 @@ public:
     {
         if (!isUpgradeStatus())
             return Verdict::None;
-        if (value() == failureFlag || subKind() == 2 || subKind() == 4)
+        const std::uint8_t code = subKind();
+        if (value() == failureFlag || code == failureCode || code == otherFailureCode)
             return Verdict::Failed;
-        if (subKind() == 5 || subKind() == 6)
+        if (code == successCode || code == otherSuccessCode)
             return Verdict::Succeeded;
         return Verdict::None;
     }
@@ -85,8 +86,19 @@ public:
     bool endsMainValues() const { return isParameterGroup() && kindByte() == mainValuesEndKind; }
 
 private:
+    static constexpr std::size_t classOffset = 4;
+    static constexpr std::size_t groupOffset = 5;
+    static constexpr std::size_t kindOffset = 6;
+    static constexpr std::size_t subKindOffset = 7;
+    static constexpr std::size_t valueOffset = 8;
+    static constexpr std::size_t secondValueOffset = 9;
+
     static constexpr std::uint8_t statusClass = 0x0B;
     static constexpr std::uint8_t failureFlag = 1;
+    static constexpr std::uint8_t failureCode = 2;
+    static constexpr std::uint8_t otherFailureCode = 4;
+    static constexpr std::uint8_t successCode = 5;
+    static constexpr std::uint8_t otherSuccessCode = 6;
     static constexpr std::uint8_t dfuStateKind = 8;
     static constexpr std::uint8_t dfuStateSubKind = 0x10;
     static constexpr std::uint8_t lastModelCodeKind = 2;

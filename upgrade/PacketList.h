@@ -11,9 +11,9 @@
 ///
 /// The toolkit's list itself would not survive that: two threads that empty it
 /// at once release its storage twice.  Here emptying only points to another,
-/// empty list, and a list once filled in stays in memory, unchanged, for as long
-/// as this object lives.  So whoever walks has to expect the list to become
-/// empty between any two calls, and nothing worse.
+/// empty list, and a list once filled in stays in memory, unchanged, until many more
+/// have been filled in.  So whoever walks has to expect the list to become empty or
+/// another one between any two calls, and nothing worse.
 class PacketList
 {
 public:
@@ -31,6 +31,8 @@ public:
     {
         filled.push_back(packets);
         current.store(&filled.back(), std::memory_order_release);
+        if (filled.size() > keptLists)
+            filled.pop_front();
         return *this;
     }
 
@@ -44,10 +46,15 @@ public:
     List mid(int position, int length = -1) const { return list().mid(position, length); }
 
 private:
+    /// A reader is inside a list for less than the shortest of its calls; the filling
+    /// thread needs a batch's whole exchange, or a person's press, for each new one.
+    static constexpr std::size_t keptLists = 64;
+
     const List &list() const { return *current.load(std::memory_order_acquire); }
 
     const List none;
     std::atomic<const List *> current{&none};
-    /// A deque does not move its elements; touched by the filling thread only.
+    /// A deque does not move its elements; touched by the filling thread only.  The
+    /// last one is the current one, or the list has been emptied.
     std::deque<List> filled;
 };

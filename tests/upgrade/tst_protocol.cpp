@@ -195,7 +195,7 @@ void ProtocolTest::a_malformed_image_is_refused_whole_data()
     QTest::newRow("two trailing bytes") << good + QByteArray(2, '\3') << 3 << 175;
     QTest::newRow("three trailing zeros") << good + QByteArray(3, '\0') << 3 << 175;
     QTest::newRow("no data record") << record(11) << 1 << 11;
-    QTest::newRow("one data packet") << record(11) + record(64) << 2 << 75;
+    QTest::newRow("one data packet") << record(11) + record(64) << 1 << 11;
 }
 
 void ProtocolTest::a_malformed_image_is_refused_whole()
