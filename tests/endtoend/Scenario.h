@@ -46,6 +46,8 @@ struct Scenario
 
 /// The packets of the image that the scenarios are made for: 30 data records.
 constexpr int scenarioPackets = 61;
+/// How many of them go out behind the last batch.
+constexpr int scenarioTail = 3;
 
 /// Of Scenario::highestPercent: there is no percentage at all; there are some, and
 /// which is the last depends on timing, but the transfer did not come to its end.

@@ -30,6 +30,7 @@ UpdaterRun::UpdaterRun()
 {
     QDir(home.path()).mkdir(QStringLiteral("data"));
     QDir(home.path()).mkdir(QStringLiteral("tmp"));
+    process.setWorkingDirectory(home.path());
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
 }
@@ -45,7 +46,9 @@ QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options
     tool.start(programPath("bin/velmo-mkfirmware"), options + QStringList{home.filePath(name)});
     if (!tool.waitForFinished(toolTimeoutMs) || tool.exitCode() != 0)
         qWarning() << "velmo-mkfirmware:" << tool.errorString() << tool.readAllStandardError();
-    return home.filePath(name);
+    // The path decides which microphone is meant, and the home's own has random
+    // letters in it.
+    return QLatin1String("./") + name;
 }
 
 QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const QString &trace) const
@@ -57,6 +60,7 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
         environment.insert(QStringLiteral("DISPLAY"), display);
         environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
     }
+    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     environment.insert(QStringLiteral("HOME"), home.path());
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
     environment.insert(QStringLiteral("TMPDIR"), path("tmp"));
@@ -73,9 +77,21 @@ void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator
     QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
 }
 
+void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arguments,
+                              const QByteArray &simulator)
+{
+    process.setProcessEnvironment(environment(simulator, path("trace.txt")));
+    process.start(QStringLiteral("sh"),
+                  QStringList{QStringLiteral("-c"), QString::fromLatin1(commands),
+                              programPath("bin/Velmo_KVX2_DFU")} +
+                      arguments);
+    QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
+}
+
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
                              const QByteArray &simulator) const
 {
+    second->setWorkingDirectory(home.path());
     second->setProcessEnvironment(environment(simulator, path("second-trace.txt")));
     second->start(programPath("bin/Velmo_KVX2_DFU"), arguments);
 }
@@ -134,4 +150,9 @@ int UpdaterRun::packetsTaken() const
     return traceLines(QStringLiteral(" write packet="))
         .filter(QStringLiteral(" result=65 "))
         .size();
+}
+
+QByteArray UpdaterRun::standardOutput() const
+{
+    return contentOf(path("stdout.txt"));
 }

@@ -18,11 +18,16 @@ public:
     UpdaterRun(UpdaterRun &&) = delete;
     UpdaterRun &operator=(UpdaterRun &&) = delete;
 
-    /// Makes an image with velmo-mkfirmware; its path.
+    /// Makes an image with velmo-mkfirmware; its path, from the home on, where the
+    /// program is started.
     QString makeFirmware(const QString &name, const QStringList &options);
 
     /// Starts the program on a simulated microphone with these settings.
     void start(const QStringList &arguments, const QByteArray &simulator);
+    /// The same, with a shell around it that runs these commands: "$0" is the program,
+    /// "$@" its arguments.
+    void startInShell(const QByteArray &commands, const QStringList &arguments,
+                      const QByteArray &simulator);
     /// Starts another one in the same home.
     void startSecond(QProcess *second, const QStringList &arguments,
                      const QByteArray &simulator) const;
@@ -42,6 +47,7 @@ public:
     /// Reports that the microphone took.
     int packetsTaken() const;
     QByteArray debugOutput() const;
+    QByteArray standardOutput() const;
 
     QProcess process;
     /// The X display to show windows on; empty: the program runs without any.

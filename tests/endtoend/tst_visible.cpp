@@ -58,8 +58,10 @@ QString VisibleTest::ask(const char *tool, const char *arguments) const
 
 void VisibleTest::initTestCase()
 {
-    server.start(text("Xvfb"), {text("-displayfd"), text("1"), text("-nolisten"), text("tcp"),
-                                text("-screen"), text("0"), text("800x600x24")});
+    // Without -noreset it starts anew, and drops its clients, when the first leaves.
+    server.start(
+        text("Xvfb"),
+        text("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24").split(QLatin1Char(' ')));
     QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
     QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
     display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
@@ -73,7 +75,10 @@ void VisibleTest::initTestCase()
     windowManager.start(text("openbox"), {text("--sm-disable")});
     QVERIFY2(windowManager.waitForStarted(), "openbox is needed; scripts/test installs it");
     QTRY_VERIFY_WITH_TIMEOUT(
-        ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")), endTimeoutMs);
+        windowManager.state() != QProcess::Running ||
+            ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")),
+        endTimeoutMs);
+    QCOMPARE(windowManager.state(), QProcess::Running);
 }
 
 void VisibleTest::cleanupTestCase()
