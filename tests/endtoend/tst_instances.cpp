@@ -194,12 +194,14 @@ void InstancesTest::closed_descriptors_do_not_become_the_debug_output()
 {
     UpdaterRun run;
     const QString image = plainImage(&run);
-    run.startInShell("exec \"$0\" \"$@\" 0<&- 1>&- 2>&-", {image}, quickMicrophone);
-    QVERIFY(run.waitForExit(endTimeoutMs));
-    QCOMPARE(run.process.exitCode(), 0);
-    QVERIFY(run.result().endsWith("success 1"));
-    // Nothing but whole packets went anywhere.
-    QCOMPARE(run.traceLines(QStringLiteral("violation")), QStringList());
+    run.startInShell("exec \"$0\" \"$@\" 0<&- 1>&- 2>&-", {image}, silentMicrophone);
+    QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+    // The next thing opened would have been the debug output: a microphone, perhaps.
+    for (int descriptor = 0; descriptor < 3; ++descriptor) {
+        QCOMPARE(QFile::symLinkTarget(
+                     QStringLiteral("/proc/%1/fd/%2").arg(run.process.processId()).arg(descriptor)),
+                 QStringLiteral("/dev/null"));
+    }
 }
 
 void InstancesTest::a_display_that_does_not_answer_is_done_without()
