@@ -463,6 +463,9 @@ void WindowTest::a_dropped_file_is_only_inspected_data()
     const QString missing = home.filePath(text("missing.bin"));
     const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
     writeFile(other, imageOfVersion(4, 5, 6));
+    const QString damaged = home.filePath(text("damaged.bin"));
+    writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
+    row("damaged file", {damaged}, damaged, "V0.0.0", English, "");
     row("one file", {other}, other, "V4.5.6", English, "");
     row("two files", {other, missing}, other, "V4.5.6", English, "");
     row("plain text", {}, text("a word"), "V1.2.3", English, "");
