@@ -229,7 +229,7 @@ void HidDeviceTest::reads_wait_for_their_time()
     timer.start();
     QVERIFY(!device->read(report.data(), 10));
     QVERIFY(timer.elapsed() >= 63);
-    QVERIFY(timer.restart() < 1000);
+    QVERIFY(timer.restart() < 500);
     QVERIFY(!device->waitRead(false, 0));
     QVERIFY(timer.elapsed() >= 1023);
 }
@@ -258,6 +258,7 @@ void HidDeviceTest::notices_are_passed_on()
     QTRY_COMPARE(notices, (QStringList{QStringLiteral("/dev/velmo-sim0 1 3c9e:000b 7"),
                                        QStringLiteral("/dev/velmo-sim0 0 3c9e:000b 7")}));
     device->registerNotify(nullptr, nullptr);
+    device->registerNotify(&note, &context); // stays off after an unregistration
     sim::Simulator::instance().unplug();
     QCoreApplication::processEvents();
     QCOMPARE(notices.size(), 2);

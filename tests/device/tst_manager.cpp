@@ -175,7 +175,10 @@ void ManagerTest::a_command_without_answer_is_written_three_times()
     device->canWrite = true;
     buffer.fill(9);
     const auto packet = command(keyedKind, 1, 2);
+    QElapsedTimer timer;
+    timer.start();
     QCOMPARE(manager->sendAndWait(packet.data(), buffer.data(), 3, 12), -100);
+    QVERIFY(timer.elapsed() >= 1200); // 3 x 400 ms
     QCOMPARE(device->writes.size(), 3);
     QCOMPARE(device->writes.last().size(), 12);
     QCOMPARE(*std::max_element(buffer.begin(), buffer.end()), std::uint8_t{0});
@@ -239,7 +242,10 @@ void ManagerTest::a_disconnect_ends_the_wait_as_answered()
         [&] { status = manager->sendAndWait(packet.data(), buffer.data(), 3, packet.size()); });
     while (device->writeCount == 0)
         std::this_thread::yield();
+    QElapsedTimer timer;
+    timer.start();
     manager->disconnect();
+    QVERIFY(timer.elapsed() >= 500);
     sender.join();
     QCOMPARE(status, 1);
     QCOMPARE(device->closes, 1);
@@ -261,6 +267,10 @@ void ManagerTest::packets_go_out_once_and_never_report_success()
     device->canWrite = false;
     QVERIFY(!manager->sendAndReadOnce(packet.data(), &result, 3, packet.size()));
     QCOMPARE(device->waitReads, 1); // nothing to wait for
+    QElapsedTimer timer;
+    timer.start();
+    QVERIFY(!manager->sendNoWait(packet.data(), buffer.data(), 0));
+    QVERIFY(timer.elapsed() >= 200);
 }
 
 void ManagerTest::a_frame_is_completed_before_it_is_written()
@@ -300,6 +310,8 @@ void ManagerTest::arrivals_and_removals()
     device->openResult = true;
     QVERIFY(manager->connect("/dev/Mic", 0x3C9E, 0x000B));
 
+    device->notify(path.constData(), removal, static_cast<std::uint16_t>(vid), 1, nullptr);
+    QCOMPARE(protocol->disconnects, 0); // for nobody
     announce(path.constData(), removal, static_cast<std::uint16_t>(vid));
     QCOMPARE(static_cast<int>(protocol->connects), connects);
     QCOMPARE(device->closes, closes);

@@ -45,6 +45,8 @@ public:
                     std::size_t length) override
     {
         commands.push_back({copyOf(packet, length), retries});
+        if (onCommand)
+            onCommand();
         return commandResult;
     }
 
@@ -73,6 +75,7 @@ public:
     bool exchangeResult = true;
     std::deque<QByteArray> reports;
     std::deque<Command> commands;
+    std::function<void()> onCommand;
     std::function<void(const QByteArray &, int)> onPacket;
 
 private:

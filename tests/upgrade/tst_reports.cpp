@@ -103,7 +103,9 @@ void ReportsTest::reports_are_classified()
     devOperator->pendingPackets = QList<QByteArray>{QByteArray(65, 'K')};
     devOperator->inFlightBatch = QList<QByteArray>{QByteArray(65, 'K')};
     devOperator->awaitingConfirmation = true;
+    const int statusReports = statusReportCount;
     give(report(bytes));
+    QCOMPARE(statusReportCount - statusReports, bytes.at(0) == 0x0B ? 1 : 0);
     QTEST(raised.join(QLatin1Char(' ')), "signalsRaised");
     QTEST(devOperator->reportBuffer.size(), "stored");
     QTEST(!devOperator->pendingPackets.isEmpty(), "packetsLeft");
@@ -126,6 +128,7 @@ void ReportsTest::model_codes_are_collected_when_both_bytes_change()
 {
     give(report(QByteArray("\0\4\0\0\x11\x22", 6)));
     give(report(QByteArray("\0\4\1\0\x11\x33", 6))); // first byte as before
+    give(report(QByteArray("\0\4\1\0\x66\x33", 6))); // second byte as before
     give(report(QByteArray("\0\4\2\0\x44\x55", 6)));
     QCOMPARE(modelCodes, (QVector<std::uint8_t>{0x11, 0x22, 0x44, 0x55}));
 }
@@ -143,12 +146,16 @@ void ReportsTest::parameter_reports_are_collected_up_to_the_limit()
     give(report(QByteArray("\0\4\x22\x20", 4)));
     QCOMPARE(devOperator->reportBuffer.size(), 33);
     QCOMPARE(devOperator->reportBuffer.at(0).kindByte(), std::uint8_t{0x22});
+    give(report(QByteArray("\0\4\x22\x21", 4)));
+    QCOMPARE(devOperator->reportBuffer.at(0).subKind(), std::uint8_t{0x21});
     // ... and begins the set otherwise.
     devOperator->reportBuffer.clear();
     give(report(QByteArray("\0\4\x50", 3)));
     give(report(QByteArray("\0\4\x22\x20", 4)));
     QCOMPARE(devOperator->reportBuffer.size(), 1);
     QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x22});
+    give(report(QByteArray("\0\4\x34", 3))); // not stored, but the latest
+    QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x34});
     // A first report stands as it is while it is the only one.
     give(report(QByteArray("\0\5\x22\7", 4)));
     QCOMPARE(devOperator->reportBuffer.at(0).subKind(), std::uint8_t{0x20});

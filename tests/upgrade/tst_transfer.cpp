@@ -49,6 +49,8 @@ private:
     /// Packets as "number/index in batch"; "w" stands for a wait that ran out,
     /// "7000" for a sleep.
     QStringList log;
+    /// Whether a confirmation was awaited as each packet went out.
+    QString flagsAtPackets;
     std::unique_ptr<FakeClock> clock;
     std::unique_ptr<RecordingManager> manager;
     std::unique_ptr<DevOperator> devOperator;
@@ -58,6 +60,7 @@ private slots:
     void init()
     {
         log.clear();
+        flagsAtPackets.clear();
         clock = std::make_unique<FakeClock>();
         manager = std::make_unique<RecordingManager>();
         devOperator = std::make_unique<DevOperator>(nullptr);
@@ -83,6 +86,8 @@ private slots:
         };
         manager->onPacket = [this, noteWait](const QByteArray &packet, int indexInBatch) {
             noteWait();
+            flagsAtPackets +=
+                devOperator->awaitingConfirmation ? QLatin1Char('1') : QLatin1Char('0');
             log += QStringLiteral("%1/%2").arg(int{packet.at(64)}).arg(indexInBatch);
             // What the worker collected meanwhile is dropped before each packet.
             QCOMPARE(devOperator->reportBuffer.size(), 0);
@@ -104,6 +109,7 @@ private slots:
     void nothing_is_sent_while_disconnected();
     void a_list_walked_again_starts_from_packet_0();
     void an_unanswered_batch_starts_the_confirmation_timer();
+    void the_flag_is_set_before_some_packets_and_behind_others();
     void queued_commands_are_served_data();
     void queued_commands_are_served();
     void the_queues_are_served_while_disconnected();
@@ -140,6 +146,8 @@ void TransferTest::the_schedule_depends_on_the_number_of_packets_data()
     // Shorter lists than any image makes: the schedule's arithmetic as it stands.
     QTest::newRow("3") << 3 << plain << false << false << "0/0 w 0/0 1/1 2/2"
                        << "0 0 0 1 2 3" << true;
+    QTest::newRow("3, alternate id") << 3 << otg << true << false << "w 1/1 2/2"
+                                     << "0 0 1 2 3" << true;
     QTest::newRow("1") << 1 << plain << false << false << "0/0"
                        << "0" << false;
     QTest::newRow("0") << 0 << plain << false << false << ""
@@ -178,17 +186,18 @@ void TransferTest::a_verdict_during_a_batch_wait_stops_the_transfer()
     devOperator->pendingPackets = numberedPackets(23);
     const QSignalSpy verdict(devOperator.get(), &DevOperator::tb210_break_fail_mess);
     clock->onTick = [this] {
-        if (!log.isEmpty() && log.last() == QLatin1String("7/4")) {
+        // The last packet of the second batch is out, and its wait has begun.
+        if (!log.isEmpty() && log.last() == QLatin1String("7/4") &&
+            !devOperator->pendingPackets.isEmpty()) {
             manager->reports.push_back(statusReport(5));
             devOperator->readDeviceReport();
         }
-        devOperator->awaitingConfirmation = log.last() == QLatin1String("7/4");
     };
 
     devOperator->transferPass();
 
     QCOMPARE(log.last(), QStringLiteral("7/4"));
-    QCOMPARE(verdict.first().first().toInt(), 2);
+    QCOMPARE(valuesOf(verdict), QStringLiteral("2"));
     QVERIFY(devOperator->pendingPackets.isEmpty());
     QVERIFY(devOperator->inFlightBatch.isEmpty());
     // The report found no packets left, so it did not count as a confirmation.
@@ -223,6 +232,17 @@ void TransferTest::an_unanswered_batch_starts_the_confirmation_timer()
     QCOMPARE(devOperator->confirmTimer->interval(), 3000);
 }
 
+void TransferTest::the_flag_is_set_before_some_packets_and_behind_others()
+{
+    answered = true;
+    devOperator->awaitingConfirmation = false;
+    devOperator->pendingPackets = numberedPackets(10);
+    devOperator->transferPass();
+    // Packets 1 and 2 and the tail go out behind it, the batch before it.
+    QCOMPARE(flagsAtPackets, QStringLiteral("0110000011"));
+    QVERIFY(!devOperator->confirmTimer->isActive());
+}
+
 void TransferTest::queued_commands_are_served_data()
 {
     QTest::addColumn<int>("result");
@@ -230,25 +250,32 @@ void TransferTest::queued_commands_are_served_data()
     QTest::addColumn<int>("commands");
     QTest::addColumn<QString>("left");
     QTest::addColumn<QString>("failures");
-    // A control command ends the pass; one pass later setting and report request
-    // follow.  Each queue is given two commands and each test makes two passes.
-    QTest::newRow("answered") << 1 << "5 5" << 2 << "0 2 2"
-                              << "";
+    QTest::addColumn<bool>("staysConnected");
+    // A control command ends the pass; then setting and report request follow.  Each
+    // queue is given two commands, and each row makes three passes.
+    QTest::newRow("answered") << 1 << "5 5 5 30" << 4 << "0 1 1"
+                              << "" << true;
     QTest::newRow("refused") << -201 << "5 5 30" << 3 << "0 0 0"
-                             << "-201 -201";
+                             << "-201 -201" << true;
+    // The microphone goes while the first command is out: its queue is emptied, and
+    // the next passes are those without a microphone.
+    QTest::newRow("answered, but gone") << 1 << "5 5 5" << 3 << "0 0 0"
+                                        << "1" << false;
 }
 
 void TransferTest::queued_commands_are_served()
 {
     QFETCH(int, result);
+    QFETCH(bool, staysConnected);
     manager->commandResult = result;
+    manager->onCommand = [staysConnected] { connectedFlag = staysConnected; };
     controlCommandQueue = {ControlCommand{1}, ControlCommand{2}};
     settingQueue = {ReportCommand{3, 9, 9, 9, 9, 9, 9, 9, 9, 9}, ReportCommand{4}};
     reportCommandQueue = {ReportCommand{5}, ReportCommand{6}};
     const QSignalSpy failures(devOperator.get(), &DevOperator::tb210_break_fail_mess);
 
-    devOperator->transferPass();
-    devOperator->transferPass();
+    for (int pass = 0; pass < 3; ++pass)
+        devOperator->transferPass();
 
     QTEST(log.join(QLatin1Char(' ')), "pauses");
     QTEST(static_cast<int>(manager->commands.size()), "commands");
