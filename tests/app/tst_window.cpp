@@ -1,5 +1,6 @@
 #include "app/DFU_windows.h"
 #include "app/endProcess.h"
+#include "app/leaveProcess.h"
 #include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
 #include "simulator/Simulator.h"
@@ -28,6 +29,8 @@
 #include <QUrl>
 
 #include <array>
+#include <cstdio>
+#include <cstdlib>
 #include <functional>
 
 namespace {
@@ -61,6 +64,36 @@ QString text(const char *utf8)
 {
     return QString::fromUtf8(utf8);
 }
+
+/// Columns of a table of cases, by their types and names.
+template <typename... Types>
+void columns(std::initializer_list<const char *> names)
+{
+    const char *const *name = names.begin();
+    (QTest::addColumn<Types>(*name++), ...);
+}
+
+QString cell(const char *utf8)
+{
+    return text(utf8);
+}
+int cell(Language language)
+{
+    return language;
+}
+template <typename Value>
+Value cell(const Value &value)
+{
+    return value;
+}
+
+template <typename... Values>
+void row(const char *name, const Values &...values)
+{
+    (QTest::newRow(name) << ... << cell(values));
+}
+
+bool testsRun = false;
 
 /// Where this process has its image and its data.
 QDir home;
@@ -150,6 +183,14 @@ DFU_windows *makeWindow(int argumentCount)
 }
 
 } // namespace
+
+/// In the program's one's place: a window that ends the process in the middle of the
+/// tests must not look like success.
+void leaveProcess(int code)
+{
+    std::fflush(stdout);
+    std::_Exit(testsRun ? EXIT_FAILURE : code);
+}
 
 /// The window, met as a person meets it.  There is one for all tests, because its
 /// threads never stop.
@@ -246,24 +287,15 @@ void WindowTest::init()
 
 void WindowTest::a_widget_stands_where_it_should_data()
 {
-    QTest::addColumn<QByteArray>("type");
-    QTest::addColumn<QRect>("place");
-    QTest::addColumn<QString>("shows");
-    QTest::addColumn<QString>("style");
-    QTest::addColumn<bool>("shown");
-
-    const auto row = [](const char *name, const char *type, const QRect &place, const char *shows,
-                        const char *style, bool shown) {
-        QTest::newRow(name) << QByteArray(type) << place << text(shows) << text(style) << shown;
-    };
+    columns<QString, QRect, QString, QString, bool>({"type", "place", "shows", "style", "shown"});
     row("state", "QLabel", statePlace, "Connected device", "color:black", true);
     row("language label", "QLabel", languageLabelPlace, "Language:",
         "background-color:transparent;color:rgb(158,158,158);text-align:center;"
         "font-size:15px;font-family:'Source Han Sans CN Medium'",
         true);
-    row("language box", "QComboBox", {380, 0, 100, 20}, "English", "", true);
+    row("language box", "QComboBox", QRect(380, 0, 100, 20), "English", "", true);
     row("MCU button", "QPushButton", mcuButtonPlace, "Firmware", "", true);
-    row("MCU path", "myEdit_view", {80, 60, 340, 25}, "Please enter the MCU firmware path", "",
+    row("MCU path", "myEdit_view", QRect(80, 60, 340, 25), "Please enter the MCU firmware path", "",
         true);
     // The load at the start has shown it.
     row("MCU version", "QLabel", mcuVersionPlace, "V1.2.3", "", true);
@@ -273,18 +305,18 @@ void WindowTest::a_widget_stands_where_it_should_data()
     row("DSP version", "QLabel", dspVersionPlace, "V0.0.0", "", false);
     row("DSP confirm", "QPushButton", confirmPlace, "确认DSP固件升级", "", false);
     // The upgrade that started has shown it.
-    row("progress view", "tb210_progress_view", {0, 0, 500, 200}, "", "", true);
-    row("background", "QLabel", {0, 0, 500, 200}, "", "", true);
-    row("panel", "QLabel", {90, anyY, 320, 100}, "", "", true);
+    row("progress view", "tb210_progress_view", QRect(0, 0, 500, 200), "", "", true);
+    row("background", "QLabel", QRect(0, 0, 500, 200), "", "", true);
+    row("panel", "QLabel", QRect(90, anyY, 320, 100), "", "", true);
     row("loading", "QLabel", anywhere, "Loading...",
         "color:white;background-color:transparent;font-size:15px;"
         "font-family:'Source Han Sans CN Medium'",
         true);
-    row("bar", "QProgressBar", {12, anyY, 266, 16}, "0%",
+    row("bar", "QProgressBar", QRect(12, anyY, 266, 16), "0%",
         "QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
         "QProgressBar::chunk{background-color:rgb(255,171,33);}",
         true);
-    row("bar picture", "QLabel", {10, anyY, 270, 16}, "", "", true);
+    row("bar picture", "QLabel", QRect(10, anyY, 270, 16), "", "", true);
     row("percent", "QLabel", anywhere, "",
         "color:white;background-color:transparent;font-size:13px;"
         "font-family:'Source Han Sans CN Medium'",
@@ -293,7 +325,7 @@ void WindowTest::a_widget_stands_where_it_should_data()
 
 void WindowTest::a_widget_stands_where_it_should()
 {
-    QFETCH(QByteArray, type);
+    QFETCH(QString, type);
     QFETCH(QRect, place);
     QFETCH(QString, shows);
     QFETCH(QString, style);
@@ -303,7 +335,8 @@ void WindowTest::a_widget_stands_where_it_should()
         QRect found = widget->geometry();
         if (place.y() == anyY)
             found.moveTop(anyY);
-        if (widget->metaObject()->className() != type || (place != anywhere && found != place))
+        if (text(widget->metaObject()->className()) != type ||
+            (place != anywhere && found != place))
             continue;
         QString content;
         for (const char *const property : {"text", "placeholderText", "currentText"})
@@ -357,10 +390,7 @@ void WindowTest::resources_are_complete()
 
 void WindowTest::a_text_is_translated_data()
 {
-    QTest::addColumn<QString>("english");
-    const auto row = [](const char *source, const char *english) {
-        QTest::newRow(source) << text(english);
-    };
+    columns<QString>({"english"});
     row("MCU固件", "Firmware");
     row("请输入MCU固件路径", "Please enter the MCU firmware path");
     row("语言切换：", "Language:");
@@ -421,13 +451,10 @@ void WindowTest::the_language_box_switches_the_texts()
 
 void WindowTest::progress_is_shown_and_reported_data()
 {
-    QTest::addColumn<int>("total");
-    QTest::addColumn<int>("value");
-    QTest::addColumn<QString>("percent");
-    QTest::addColumn<bool>("goesOn");
-    QTest::newRow("cut off, not rounded") << packetCount << 3 << text("42%") << true;
-    QTest::newRow("all") << packetCount << packetCount << text("100%") << false;
-    QTest::newRow("no packets") << 0 << 0 << text("0%") << false;
+    columns<int, int, QString, bool>({"total", "value", "percent", "goesOn"});
+    row("cut off, not rounded", packetCount, 3, "42%", true);
+    row("all", packetCount, packetCount, "100%", false);
+    row("no packets", 0, 0, "0%", false);
 }
 
 void WindowTest::progress_is_shown_and_reported()
@@ -450,27 +477,20 @@ void WindowTest::progress_is_shown_and_reported()
 
 void WindowTest::a_dropped_file_is_only_inspected_data()
 {
-    QTest::addColumn<QStringList>("urls");
-    QTest::addColumn<QString>("edit");
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<int>("language");
-    QTest::addColumn<QString>("boxes");
-    const auto row = [](const char *name, const QStringList &urls, const QString &edit,
-                        const char *version, int language, const char *boxes) {
-        QTest::newRow(name) << urls << edit << text(version) << language << text(boxes);
-    };
+    columns<QStringList, QString, QString, int, QString>(
+        {"urls", "edit", "version", "language", "boxes"});
     const QString other = home.filePath(text("other.bin"));
     const QString missing = home.filePath(text("missing.bin"));
     const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
     writeFile(other, imageOfVersion(4, 5, 6));
     const QString damaged = home.filePath(text("damaged.bin"));
     writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
-    row("damaged file", {damaged}, damaged, "V0.0.0", English, "");
-    row("one file", {other}, other, "V4.5.6", English, "");
-    row("two files", {other, missing}, other, "V4.5.6", English, "");
-    row("plain text", {}, text("a word"), "V1.2.3", English, "");
-    row("no such file", {missing}, missing, "V1.2.3", English, box);
-    row("no such file, Chinese", {missing}, missing, "V1.2.3", Chinese, box);
+    row("damaged file", QStringList{damaged}, damaged, "V0.0.0", English, "");
+    row("one file", QStringList{other}, other, "V4.5.6", English, "");
+    row("two files", QStringList{other, missing}, other, "V4.5.6", English, "");
+    row("plain text", QStringList{}, text("a word"), "V1.2.3", English, "");
+    row("no such file", QStringList{missing}, missing, "V1.2.3", English, box);
+    row("no such file, Chinese", QStringList{missing}, missing, "V1.2.3", Chinese, box);
 }
 
 void WindowTest::a_dropped_file_is_only_inspected()
@@ -523,14 +543,7 @@ void WindowTest::confirm_arms_the_transfer_again()
 
 void WindowTest::an_outcome_is_shown_and_ends_the_process_data()
 {
-    QTest::addColumn<int>("argumentCount");
-    QTest::addColumn<int>("language");
-    QTest::addColumn<int>("status");
-    QTest::addColumn<QString>("box");
-    const auto row = [](const char *name, int argumentCount, int language, int status,
-                        const char *box) {
-        QTest::newRow(name) << argumentCount << language << status << text(box);
-    };
+    columns<int, int, int, QString>({"argumentCount", "language", "status", "box"});
     row("failure", 3, English, 1, "i|Tips|Upgrade failed|Yes No|none");
     row("failure, Chinese", 3, Chinese, 1, "i|提示|升级失败|Yes No|none");
     row("failure, hidden", 2, English, 1, "");
@@ -572,14 +585,7 @@ void WindowTest::an_unknown_status_is_shown()
 
 void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing_data()
 {
-    QTest::addColumn<QString>("path");
-    QTest::addColumn<int>("language");
-    QTest::addColumn<QString>("version");
-    QTest::addColumn<QString>("boxes");
-    const auto row = [](const char *name, const char *path, int language, const char *version,
-                        const char *boxes) {
-        QTest::newRow(name) << text(path) << language << text(version) << text(boxes);
-    };
+    columns<QString, int, QString, QString>({"path", "language", "version", "boxes"});
     row("none", "", English, "as it was", "");
     row("missing", "missing_V1.0.bin", English, "V1.0",
         "i|Title|Open ErrorNo such file or directory|Yes No|Yes");
@@ -608,14 +614,7 @@ void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing()
 void WindowTest::a_dsp_run_is_followed_data()
 {
     // The total of a run stays for the runs behind it, so the order matters.
-    QTest::addColumn<QByteArray>("record");
-    QTest::addColumn<int>("language");
-    QTest::addColumn<QString>("percent");
-    QTest::addColumn<QString>("boxes");
-    const auto row = [](const char *name, const char *record, int language, const char *percent,
-                        const char *boxes) {
-        QTest::newRow(name) << QByteArray(record) << language << text(percent) << text(boxes);
-    };
+    columns<QString, int, QString, QString>({"record", "language", "percent", "boxes"});
     row("total 0", "x3/0xx", English, "0%", "i|Tips|DSP 升级失败|Yes|none");
     row("total 10", "x6/10xx", Chinese, "60%", "i|提示|DSP 升级失败|Yes|none");
     row("total 20", "x7/20xx", Chinese, "35%", "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
@@ -624,7 +623,7 @@ void WindowTest::a_dsp_run_is_followed_data()
 
 void WindowTest::a_dsp_run_is_followed()
 {
-    QFETCH(QByteArray, record);
+    QFETCH(QString, record);
     QFETCH(int, language);
     QFETCH(QString, percent);
     languageBox->setCurrentIndex(language);
@@ -633,8 +632,9 @@ void WindowTest::a_dsp_run_is_followed()
     writeFile(file, "firmware");
     QFile::remove(go);
     // It ends when it is told to.
-    writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + record + "\\r" +
-                          record + "\\r\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
+    const QByteArray said = record.toLatin1() + "\\r";
+    writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + said + said +
+                          "\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
     QVERIFY(QFile::setPermissions(tool(), QFile::ReadOwner | QFile::ExeOwner));
     at<QTextEdit>(dspEditPlace)->setPlainText(file);
     progressView->bar()->setValue(1);
@@ -658,22 +658,17 @@ void WindowTest::a_dsp_run_is_followed()
 void WindowTest::the_dsp_file_is_chosen_in_a_dialog_data()
 {
     // The dialog remembers where it was, so the row without a setting goes first.
-    QTest::addColumn<QByteArray>("setting");
-    QTest::addColumn<QString>("folder");
-    QTest::addColumn<bool>("chosen");
-    const auto row = [](const char *name, const char *setting, const QString &folder, bool chosen) {
-        QTest::newRow(name) << QByteArray(setting) << folder << chosen;
-    };
+    columns<QString, QString, bool>({"setting", "folder", "chosen"});
     const QString sub = home.filePath(text("sub"));
     row("no settings file", "", home.path(), true);
     row("a folder", "[General]\nLastFilePath=sub\n", sub, true);
     row("given up", "[General]\nLastFilePath=sub\n", sub, false);
-    row("a missing folder", "[General]\nLastFilePath=./nowhere/here\n", {}, true);
+    row("a missing folder", "[General]\nLastFilePath=./nowhere/here\n", "", true);
 }
 
 void WindowTest::the_dsp_file_is_chosen_in_a_dialog()
 {
-    QFETCH(QByteArray, setting);
+    QFETCH(QString, setting);
     QFETCH(QString, folder);
     QFETCH(bool, chosen);
     const QString settingsFile = home.filePath(text("Setting.ini"));
@@ -682,7 +677,7 @@ void WindowTest::the_dsp_file_is_chosen_in_a_dialog()
     writeFile(file, "firmware");
     QFile::remove(settingsFile);
     if (!setting.isEmpty())
-        writeFile(settingsFile, setting);
+        writeFile(settingsFile, setting.toLatin1());
     at<QTextEdit>(dspEditPlace)->setPlainText(text("before"));
 
     QString seen;
@@ -702,7 +697,7 @@ void WindowTest::the_dsp_file_is_chosen_in_a_dialog()
     buttonAt(dspButtonPlace)->click();
     QCOMPARE(seen, text("选择升级文件|Document files (*.bin)"));
     QCOMPARE(at<QTextEdit>(dspEditPlace)->toPlainText(), chosen ? file : text("before"));
-    QCOMPARE(contentOf(settingsFile), setting); // only read
+    QCOMPARE(contentOf(settingsFile), setting.toLatin1()); // only read
 }
 
 void WindowTest::unplugging_is_shown()
@@ -735,7 +730,9 @@ int main(int argc, char *argv[])
         showOutcome(arguments.at(3).toInt(), arguments.at(4).toInt(), arguments.at(5).toInt());
     }
     WindowTest test;
+    testsRun = true;
     const int code = QTest::qExec(&test, argc, argv);
+    testsRun = false;
     ownHome.remove();
     endProcess(code);
 }
