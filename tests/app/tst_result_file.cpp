@@ -31,74 +31,68 @@ private slots:
         qputenv("XDG_DATA_HOME", home->path().toLocal8Bit());
     }
 
-    void a_run_empties_the_file_and_appends();
-    void the_folder_is_made_again_when_it_has_gone();
-    void what_cannot_be_written_is_left_out();
-    void a_url_loses_its_prefix_data();
-    void a_url_loses_its_prefix();
+    void a_run_empties_the_file_and_appends()
+    {
+        QDir(home->path()).mkdir(QStringLiteral("CorvoUpgrade"));
+        QFile earlier(path());
+        QVERIFY(earlier.open(QIODevice::WriteOnly));
+        earlier.write("100%\nsuccess 1");
+        earlier.close();
+
+        ResultFile file;
+        file.prepare();
+        QCOMPARE(content(), QByteArray());
+        QVERIFY(file.write(QStringLiteral("42%\n")));
+        QCOMPARE(content(), QByteArray("42%\n")); // on the disk at once
+        QVERIFY(file.write(QStringLiteral("success -1")));
+        QCOMPARE(content(), QByteArray("42%\nsuccess -1"));
+    }
+
+    void the_folder_is_made_again_when_it_has_gone()
+    {
+        ResultFile file;
+        file.prepare();
+        QVERIFY(QDir(home->filePath(QStringLiteral("CorvoUpgrade"))).removeRecursively());
+        QVERIFY(file.write(QStringLiteral("success 1")));
+        QCOMPARE(content(), QByteArray("success 1"));
+    }
+
+    void what_cannot_be_written_is_left_out()
+    {
+        // A file where the folder should be; permissions do not stop root.
+        QFile inTheWay(home->filePath(QStringLiteral("CorvoUpgrade")));
+        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
+        ResultFile file;
+        file.prepare();
+        QVERIFY(!file.write(QStringLiteral("success 1")));
+        // One level only: a data folder that is missing is not made.
+        qputenv("XDG_DATA_HOME", home->filePath(QStringLiteral("missing")).toLocal8Bit());
+        QVERIFY(!file.write(QStringLiteral("success 1")));
+        QVERIFY(!QDir(home->filePath(QStringLiteral("missing"))).exists());
+    }
+
+    void a_url_loses_its_prefix_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("path") << "/a/file.bin"
+                              << "/a/file.bin";
+        QTest::newRow("url") << "file:///C:/a.bin"
+                             << "C:/a.bin";
+        QTest::newRow("name that begins so") << "filename.bin"
+                                             << ".bin";
+        QTest::newRow("too short") << "file"
+                                   << "";
+        QTest::newRow("other letter case") << "File:///a"
+                                           << "File:///a";
+    }
+
+    void a_url_loses_its_prefix()
+    {
+        QFETCH(QString, text);
+        QTEST(common_funtion::fileNameOf(text), "name");
+    }
 };
-
-void ResultFileTest::a_run_empties_the_file_and_appends()
-{
-    QDir(home->path()).mkdir(QStringLiteral("CorvoUpgrade"));
-    QFile earlier(path());
-    QVERIFY(earlier.open(QIODevice::WriteOnly));
-    earlier.write("100%\nsuccess 1");
-    earlier.close();
-
-    ResultFile file;
-    file.prepare();
-    QCOMPARE(content(), QByteArray());
-    QVERIFY(file.write(QStringLiteral("42%\n")));
-    QCOMPARE(content(), QByteArray("42%\n")); // on the disk at once
-    QVERIFY(file.write(QStringLiteral("success -1")));
-    QCOMPARE(content(), QByteArray("42%\nsuccess -1"));
-}
-
-void ResultFileTest::the_folder_is_made_again_when_it_has_gone()
-{
-    ResultFile file;
-    file.prepare();
-    QVERIFY(QDir(home->filePath(QStringLiteral("CorvoUpgrade"))).removeRecursively());
-    QVERIFY(file.write(QStringLiteral("success 1")));
-    QCOMPARE(content(), QByteArray("success 1"));
-}
-
-void ResultFileTest::what_cannot_be_written_is_left_out()
-{
-    // A file where the folder should be; permissions do not stop root.
-    QFile inTheWay(home->filePath(QStringLiteral("CorvoUpgrade")));
-    QVERIFY(inTheWay.open(QIODevice::WriteOnly));
-    ResultFile file;
-    file.prepare();
-    QVERIFY(!file.write(QStringLiteral("success 1")));
-    // One level only: a data folder that is missing is not made.
-    qputenv("XDG_DATA_HOME", home->filePath(QStringLiteral("missing")).toLocal8Bit());
-    QVERIFY(!file.write(QStringLiteral("success 1")));
-    QVERIFY(!QDir(home->filePath(QStringLiteral("missing"))).exists());
-}
-
-void ResultFileTest::a_url_loses_its_prefix_data()
-{
-    QTest::addColumn<QString>("text");
-    QTest::addColumn<QString>("name");
-    QTest::newRow("path") << "/a/file.bin"
-                          << "/a/file.bin";
-    QTest::newRow("url") << "file:///C:/a.bin"
-                         << "C:/a.bin";
-    QTest::newRow("name that begins so") << "filename.bin"
-                                         << ".bin";
-    QTest::newRow("too short") << "file"
-                               << "";
-    QTest::newRow("other letter case") << "File:///a"
-                                       << "File:///a";
-}
-
-void ResultFileTest::a_url_loses_its_prefix()
-{
-    QFETCH(QString, text);
-    QTEST(common_funtion::fileNameOf(text), "name");
-}
 
 QTEST_GUILESS_MAIN(ResultFileTest)
 #include "tst_result_file.moc"

@@ -43,138 +43,130 @@ private slots:
         QFile::remove(beside("arguments.txt"));
     }
 
-    void the_tool_gets_ids_and_file();
-    void output_is_turned_into_progress_data();
-    void output_is_turned_into_progress();
-    void a_record_split_over_two_chunks_is_passed_over();
-    void a_finish_goes_by_the_last_total_seen();
-    void a_tool_that_does_not_start_raises_nothing_data();
-    void a_tool_that_does_not_start_raises_nothing();
-    void signals_and_slots_have_their_indices();
-};
-
-void DspTest::the_tool_gets_ids_and_file()
-{
-    installTool("for a in \"$@\"; do echo \"$a\"; done >\"${0%/*}/arguments.txt\"");
-    runner->dspProductId = 0x0A2B;
-    const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
-    runner->startDspUpgrade(QStringLiteral("C:/a b/x'y.bin"));
-    QTRY_COMPARE(finished.size(), 1);
-    QFile arguments(beside("arguments.txt"));
-    QVERIFY(arguments.open(QIODevice::ReadOnly));
-    QCOMPARE(arguments.readAll(), QByteArray("0x3C9E\na2b\n-s\n-b\nC:/a b/x'y.bin\n"));
-}
-
-void DspTest::output_is_turned_into_progress_data()
-{
-    QTest::addColumn<QByteArray>("commands");
-    QTest::addColumn<QString>("progress");
-    QTest::addColumn<int>("total");
-    QTest::addColumn<int>("result");
-
-    const auto row = [](const char *name, const char *commands, const char *progress, int total,
-                        int result) {
-        QTest::newRow(name) << QByteArray(commands) << QString::fromLatin1(progress) << total
-                            << result;
-    };
-    row("third from the end", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'", "6", 20, 1);
-    // Two characters are cut off the total: 100% becomes 10.
-    row("total cut to 10", "printf '5/100%%\\r\\n6/100%%\\r\\n7/100%%\\r\\n'", "6", 10, -1);
-    row("total cut to 11", "printf '5/11xx\\r\\n6/11xx\\r\\n7/11xx\\r\\n'", "6", 11, 1);
-    row("one big chunk", "awk 'BEGIN { for (i = 1; i <= 300; i++) printf \"%d/300%%\\r\\n\", i }'",
-        "299", 30, 1);
-    row("too few records", "printf '5/200%%\\r\\n6/200%%\\r\\n'", "", 0, -1);
-    row("nothing", ":", "", 0, -1);
-    row("no slash", "printf 'a\\rb\\rc\\rd\\r'", "", 0, -1);
-    row("not numbers", "printf 'a/b\\rc/d\\re/f\\rg/h\\r'", "0", 0, -1);
-    row("empty fields", "printf '/\\r/\\r/\\r/\\r'", "0", 0, -1);
-    row("negative total", "printf 'x1/-50xx\\rx1/-50xx\\rx1/-50xx\\r\\r'", "1", 0, -1);
-    row("huge total", "printf 'x1/4294967295xx\\rx1/4294967295xx\\rx1/4294967295xx\\r\\r'", "1", -1,
-        -1);
-    row("rubbish without end", "head -c 300000 /dev/urandom | tr -d '\\r'", "", 0, -1);
-    row("exit code plays no part", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; exit 1", "6",
-        20, 1);
-    row("crash", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; kill -SEGV $$", "6", 20, 1);
-    row("crash without a word", "kill -SEGV $$", "", 0, -1);
-}
-
-void DspTest::output_is_turned_into_progress()
-{
-    QFETCH(QByteArray, commands);
-    installTool(commands);
-    QStringList values;
-    connect(runner.get(), &dfu_0206_view::dsp_progress_value, this,
-            [&values](int value) { values += QString::number(value); });
-    const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
-    runner->startDspUpgrade(QStringLiteral("f.bin"));
-    QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 1, 20000);
-    QTEST(values.isEmpty() ? QString() : values.last(), "progress");
-    QTEST(runner->dspTotal, "total");
-    QTEST(finished.first().first().toInt(), "result");
-}
-
-void DspTest::a_record_split_over_two_chunks_is_passed_over()
-{
-    // The second chunk comes when the first has been read: the tool waits for it.
-    installTool("printf '1/200%%\\r\\n2/200%%\\r\\n3/200%%\\r\\n4/2'\n"
-                "while [ ! -e \"${0%/*}/arguments.txt\" ]; do sleep 0.01; done\n"
-                "printf '00%%\\r\\n5/200%%\\r\\n6/200%%\\r\\n'");
-    QStringList values;
-    connect(runner.get(), &dfu_0206_view::dsp_progress_value, this, [&values](int value) {
-        values += QString::number(value);
-        QFile go(beside("arguments.txt"));
-        QVERIFY(go.open(QIODevice::WriteOnly));
-    });
-    const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
-    runner->startDspUpgrade(QStringLiteral("f.bin"));
-    QTRY_COMPARE(finished.size(), 1);
-    QCOMPARE(values, (QStringList{QStringLiteral("2"), QStringLiteral("5")}));
-}
-
-void DspTest::a_finish_goes_by_the_last_total_seen()
-{
-    installTool("printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'");
-    const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
-    runner->startDspUpgrade(QStringLiteral("f.bin"));
-    QTRY_COMPARE(finished.size(), 1);
-    installTool(":");
-    runner->startDspUpgrade(QStringLiteral("f.bin"));
-    QTRY_COMPARE(finished.size(), 2);
-    QCOMPARE(finished.last().first().toInt(), 1); // from the run before
-    QCOMPARE(runner->findChildren<QProcess *>().size(), 2);
-}
-
-void DspTest::a_tool_that_does_not_start_raises_nothing_data()
-{
-    QTest::addColumn<bool>("present");
-    QTest::newRow("missing") << false;
-    QTest::newRow("not executable") << true;
-}
-
-void DspTest::a_tool_that_does_not_start_raises_nothing()
-{
-    QFETCH(bool, present);
-    if (present) {
-        installTool(":");
-        QFile::setPermissions(beside("ktTool.exe"), QFile::ReadOwner);
+    void the_tool_gets_ids_and_file()
+    {
+        installTool("for a in \"$@\"; do echo \"$a\"; done >\"${0%/*}/arguments.txt\"");
+        runner->dspProductId = 0x0A2B;
+        const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
+        runner->startDspUpgrade(QStringLiteral("C:/a b/x'y.bin"));
+        QTRY_COMPARE(finished.size(), 1);
+        QFile arguments(beside("arguments.txt"));
+        QVERIFY(arguments.open(QIODevice::ReadOnly));
+        QCOMPARE(arguments.readAll(), QByteArray("0x3C9E\na2b\n-s\n-b\nC:/a b/x'y.bin\n"));
     }
-    const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
-    runner->startDspUpgrade(QStringLiteral("f.bin"));
-    QCOMPARE(runner->dspProcess->error(), QProcess::FailedToStart);
-    QCoreApplication::processEvents();
-    QCOMPARE(finished.size(), 0);
-}
 
-void DspTest::signals_and_slots_have_their_indices()
-{
-    const QMetaObject &meta = dfu_0206_view::staticMetaObject;
-    QStringList names;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        names += QString::fromLatin1(meta.method(i).methodSignature());
-    QCOMPARE(names.join(QLatin1Char(' ')),
-             QStringLiteral("dsp_progress_value(int) dsp_finish_progress(int) readResult(int) "
-                            "onReadData()"));
-}
+    void output_is_turned_into_progress_data()
+    {
+        QTest::addColumn<QByteArray>("commands");
+        QTest::addColumn<QString>("progress");
+        QTest::addColumn<int>("total");
+        QTest::addColumn<int>("result");
+
+        const auto row = [](const char *name, const char *commands, const char *progress, int total,
+                            int result) {
+            QTest::newRow(name) << QByteArray(commands) << QString::fromLatin1(progress) << total
+                                << result;
+        };
+        row("third from the end", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'", "6", 20, 1);
+        // Two characters are cut off the total: 100% becomes 10.
+        row("total cut to 10", "printf '5/100%%\\r\\n6/100%%\\r\\n7/100%%\\r\\n'", "6", 10, -1);
+        row("total cut to 11", "printf '5/11xx\\r\\n6/11xx\\r\\n7/11xx\\r\\n'", "6", 11, 1);
+        row("one big chunk",
+            "awk 'BEGIN { for (i = 1; i <= 300; i++) printf \"%d/300%%\\r\\n\", i }'", "299", 30,
+            1);
+        row("too few records", "printf '5/200%%\\r\\n6/200%%\\r\\n'", "", 0, -1);
+        row("nothing", ":", "", 0, -1);
+        row("no slash", "printf 'a\\rb\\rc\\rd\\r'", "", 0, -1);
+        row("not numbers", "printf 'a/b\\rc/d\\re/f\\rg/h\\r'", "0", 0, -1);
+        row("empty fields", "printf '/\\r/\\r/\\r/\\r'", "0", 0, -1);
+        row("negative total", "printf 'x1/-50xx\\rx1/-50xx\\rx1/-50xx\\r\\r'", "1", 0, -1);
+        row("huge total", "printf 'x1/4294967295xx\\rx1/4294967295xx\\rx1/4294967295xx\\r\\r'", "1",
+            -1, -1);
+        row("rubbish without end", "head -c 300000 /dev/urandom | tr -d '\\r'", "", 0, -1);
+        row("exit code plays no part", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; exit 1",
+            "6", 20, 1);
+        row("crash", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; kill -SEGV $$", "6", 20, 1);
+        row("crash without a word", "kill -SEGV $$", "", 0, -1);
+    }
+
+    void output_is_turned_into_progress()
+    {
+        QFETCH(QByteArray, commands);
+        installTool(commands);
+        QStringList values;
+        connect(runner.get(), &dfu_0206_view::dsp_progress_value, this,
+                [&values](int value) { values += QString::number(value); });
+        const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
+        runner->startDspUpgrade(QStringLiteral("f.bin"));
+        QTRY_COMPARE_WITH_TIMEOUT(finished.size(), 1, 20000);
+        QTEST(values.isEmpty() ? QString() : values.last(), "progress");
+        QTEST(runner->dspTotal, "total");
+        QTEST(finished.first().first().toInt(), "result");
+    }
+
+    void a_record_split_over_two_chunks_is_passed_over()
+    {
+        // The second chunk comes when the first has been read: the tool waits for it.
+        installTool("printf '1/200%%\\r\\n2/200%%\\r\\n3/200%%\\r\\n4/2'\n"
+                    "while [ ! -e \"${0%/*}/arguments.txt\" ]; do sleep 0.01; done\n"
+                    "printf '00%%\\r\\n5/200%%\\r\\n6/200%%\\r\\n'");
+        QStringList values;
+        connect(runner.get(), &dfu_0206_view::dsp_progress_value, this, [&values](int value) {
+            values += QString::number(value);
+            QFile go(beside("arguments.txt"));
+            QVERIFY(go.open(QIODevice::WriteOnly));
+        });
+        const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
+        runner->startDspUpgrade(QStringLiteral("f.bin"));
+        QTRY_COMPARE(finished.size(), 1);
+        QCOMPARE(values, (QStringList{QStringLiteral("2"), QStringLiteral("5")}));
+    }
+
+    void a_finish_goes_by_the_last_total_seen()
+    {
+        installTool("printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'");
+        const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
+        runner->startDspUpgrade(QStringLiteral("f.bin"));
+        QTRY_COMPARE(finished.size(), 1);
+        installTool(":");
+        runner->startDspUpgrade(QStringLiteral("f.bin"));
+        QTRY_COMPARE(finished.size(), 2);
+        QCOMPARE(finished.last().first().toInt(), 1); // from the run before
+        QCOMPARE(runner->findChildren<QProcess *>().size(), 2);
+    }
+
+    void a_tool_that_does_not_start_raises_nothing_data()
+    {
+        QTest::addColumn<bool>("present");
+        QTest::newRow("missing") << false;
+        QTest::newRow("not executable") << true;
+    }
+
+    void a_tool_that_does_not_start_raises_nothing()
+    {
+        QFETCH(bool, present);
+        if (present) {
+            installTool(":");
+            QFile::setPermissions(beside("ktTool.exe"), QFile::ReadOwner);
+        }
+        const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
+        runner->startDspUpgrade(QStringLiteral("f.bin"));
+        QCOMPARE(runner->dspProcess->error(), QProcess::FailedToStart);
+        QCoreApplication::processEvents();
+        QCOMPARE(finished.size(), 0);
+    }
+
+    void signals_and_slots_have_their_indices()
+    {
+        const QMetaObject &meta = dfu_0206_view::staticMetaObject;
+        QStringList names;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            names += QString::fromLatin1(meta.method(i).methodSignature());
+        QCOMPARE(names.join(QLatin1Char(' ')),
+                 QStringLiteral("dsp_progress_value(int) dsp_finish_progress(int) readResult(int) "
+                                "onReadData()"));
+    }
+};
 
 QTEST_MAIN(DspTest)
 #include "tst_dsp.moc"

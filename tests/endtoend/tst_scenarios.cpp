@@ -20,63 +20,61 @@ class ScenariosTest : public QObject
     Q_OBJECT
 
 private slots:
-    void headless_run_data();
-    void headless_run();
+    void headless_run_data()
+    {
+        const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
+        const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
+        QTest::addColumn<int>("index");
+        const QList<Scenario> all = scenarios();
+        for (int i = shard.first().toInt(); i < all.size(); i += of)
+            QTest::newRow(all.at(i).name) << i;
+    }
+
+    void headless_run()
+    {
+        QFETCH(int, index);
+        const Scenario scenario = scenarios().at(index);
+        UpdaterRun run;
+        const QString image =
+            run.makeFirmware(QString::fromLatin1(scenario.firmware), scenario.image);
+        run.start({image}, scenario.simulator);
+
+        if (scenario.ending == Scenario::Ending::Exits) {
+            QVERIFY(run.waitForExit(endTimeoutMs));
+            QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+            QCOMPARE(run.process.exitCode(), 0);
+        } else {
+            QVERIFY(run.waitForResultEnd(scenario.outcome + '\n', endTimeoutMs));
+            QCOMPARE(run.process.state(), QProcess::Running);
+            run.kill();
+        }
+
+        const QList<int> percentages = run.percentages();
+        const int highest = percentages.isEmpty() ? noPercent : percentages.last();
+        if (scenario.highestPercent == belowHundred)
+            QVERIFY(highest >= 0 && highest < 100);
+        else
+            QCOMPARE(highest, scenario.highestPercent);
+        QVERIFY(std::is_sorted(percentages.begin(), percentages.end()));
+        // One line a step: each index of the walk and each packet of the tail.  The very
+        // first may come before the window listens.
+        if (highest == 100)
+            QVERIFY(percentages.size() >= scenarioPackets + scenarioTail - 1);
+        if (scenario.ending == Scenario::Ending::Exits)
+            QCOMPARE(run.result().split('\n').last(), scenario.outcome);
+        if (scenario.packetsTaken >= 0)
+            QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
+        if (scenario.violations != Scenario::Violations::DependOnTiming) {
+            QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(),
+                     scenario.violations == Scenario::Violations::Some);
+        }
+        // What a sanitizer has to say does not show in the exit code of a killed run.
+        QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+        // Every refused image is explained; no other run says so.
+        QCOMPARE(run.debugOutput().contains("firmware refused: record "),
+                 scenario.packetsTaken == 0 && scenario.outcome.isEmpty());
+    }
 };
-
-void ScenariosTest::headless_run_data()
-{
-    const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
-    const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
-    QTest::addColumn<int>("index");
-    const QList<Scenario> all = scenarios();
-    for (int i = shard.first().toInt(); i < all.size(); i += of)
-        QTest::newRow(all.at(i).name) << i;
-}
-
-void ScenariosTest::headless_run()
-{
-    QFETCH(int, index);
-    const Scenario scenario = scenarios().at(index);
-    UpdaterRun run;
-    const QString image = run.makeFirmware(QString::fromLatin1(scenario.firmware), scenario.image);
-    run.start({image}, scenario.simulator);
-
-    if (scenario.ending == Scenario::Ending::Exits) {
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.process.exitCode(), 0);
-    } else {
-        QVERIFY(run.waitForResultEnd(scenario.outcome + '\n', endTimeoutMs));
-        QCOMPARE(run.process.state(), QProcess::Running);
-        run.kill();
-    }
-
-    const QList<int> percentages = run.percentages();
-    const int highest = percentages.isEmpty() ? noPercent : percentages.last();
-    if (scenario.highestPercent == belowHundred)
-        QVERIFY(highest >= 0 && highest < 100);
-    else
-        QCOMPARE(highest, scenario.highestPercent);
-    QVERIFY(std::is_sorted(percentages.begin(), percentages.end()));
-    // One line a step: each index of the walk and each packet of the tail.  The very
-    // first may come before the window listens.
-    if (highest == 100)
-        QVERIFY(percentages.size() >= scenarioPackets + scenarioTail - 1);
-    if (scenario.ending == Scenario::Ending::Exits)
-        QCOMPARE(run.result().split('\n').last(), scenario.outcome);
-    if (scenario.packetsTaken >= 0)
-        QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
-    if (scenario.violations != Scenario::Violations::DependOnTiming) {
-        QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(),
-                 scenario.violations == Scenario::Violations::Some);
-    }
-    // What a sanitizer has to say does not show in the exit code of a killed run.
-    QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
-    // Every refused image is explained; no other run says so.
-    QCOMPARE(run.debugOutput().contains("firmware refused: record "),
-             scenario.packetsTaken == 0 && scenario.outcome.isEmpty());
-}
 
 QTEST_GUILESS_MAIN(ScenariosTest)
 #include "tst_scenarios.moc"
