@@ -236,486 +236,463 @@ private:
     }
 
 private slots:
-    void initTestCase();
-    void init();
-
-    void a_widget_stands_where_it_should_data();
-    void a_widget_stands_where_it_should();
-    void the_window_and_its_edits_are_set_up();
-    void signals_and_slots_have_their_indices();
-    void resources_are_complete();
-    void a_text_is_translated_data();
-    void a_text_is_translated();
-    void the_language_box_switches_the_texts();
-    void progress_is_shown_and_reported_data();
-    void progress_is_shown_and_reported();
-    void a_dropped_file_is_only_inspected_data();
-    void a_dropped_file_is_only_inspected();
-    void confirm_arms_the_transfer_again();
-    void an_outcome_is_shown_and_ends_the_process_data();
-    void an_outcome_is_shown_and_ends_the_process();
-    void an_unknown_status_is_shown();
-    void a_dsp_file_that_cannot_be_used_starts_nothing_data();
-    void a_dsp_file_that_cannot_be_used_starts_nothing();
-    void a_dsp_run_is_followed_data();
-    void a_dsp_run_is_followed();
-    void the_dsp_file_is_chosen_in_a_dialog_data();
-    void the_dsp_file_is_chosen_in_a_dialog();
-    void unplugging_is_shown();
-};
-
-void WindowTest::initTestCase()
-{
-    QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
-    QVERIFY(QDir::setCurrent(home.path()));
-    window = makeWindow(3);
-    progressView = window->findChild<tb210_progress_view *>();
-    languageBox = window->findChild<QComboBox *>();
-    mcuEdit = window->findChild<myEdit_view *>();
-}
-
-void WindowTest::init()
-{
-    if (qstrcmp(QTest::currentTestFunction(), "a_widget_stands_where_it_should") == 0)
-        return; // no event was processed yet
-    window->show();
-    QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
-    languageBox->setCurrentIndex(English);
-    connectedFlag = true;
-    buttonAt(mcuButtonPlace)->click();
-}
-
-void WindowTest::a_widget_stands_where_it_should_data()
-{
-    columns<QString, QRect, QString, QString, bool>({"type", "place", "shows", "style", "shown"});
-    row("state", "QLabel", statePlace, "Connected device", "color:black", true);
-    row("language label", "QLabel", languageLabelPlace, "Language:",
-        "background-color:transparent;color:rgb(158,158,158);text-align:center;"
-        "font-size:15px;font-family:'Source Han Sans CN Medium'",
-        true);
-    row("language box", "QComboBox", QRect(380, 0, 100, 20), "English", "", true);
-    row("MCU button", "QPushButton", mcuButtonPlace, "Firmware", "", true);
-    row("MCU path", "myEdit_view", QRect(80, 60, 340, 25), "Please enter the MCU firmware path", "",
-        true);
-    // The load at the start has shown it.
-    row("MCU version", "QLabel", mcuVersionPlace, "V1.2.3", "", true);
-    row("confirm", "QPushButton", confirmPlace, "Confirm", "", true);
-    row("DSP button", "QPushButton", dspButtonPlace, "DSP固件", "", false);
-    row("DSP path", "QTextEdit", dspEditPlace, "请输入DSP固件路径", "", false);
-    row("DSP version", "QLabel", dspVersionPlace, "V0.0.0", "", false);
-    row("DSP confirm", "QPushButton", confirmPlace, "确认DSP固件升级", "", false);
-    // The upgrade that started has shown it.
-    row("progress view", "tb210_progress_view", QRect(0, 0, 500, 200), "", "", true);
-    row("background", "QLabel", QRect(0, 0, 500, 200), "", "", true);
-    row("panel", "QLabel", QRect(90, anyY, 320, 100), "", "", true);
-    row("loading", "QLabel", anywhere, "Loading...",
-        "color:white;background-color:transparent;font-size:15px;"
-        "font-family:'Source Han Sans CN Medium'",
-        true);
-    row("bar", "QProgressBar", QRect(12, anyY, 266, 16), "0%",
-        "QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
-        "QProgressBar::chunk{background-color:rgb(255,171,33);}",
-        true);
-    row("bar picture", "QLabel", QRect(10, anyY, 270, 16), "", "", true);
-    row("percent", "QLabel", anywhere, "",
-        "color:white;background-color:transparent;font-size:13px;"
-        "font-family:'Source Han Sans CN Medium'",
-        true);
-}
-
-void WindowTest::a_widget_stands_where_it_should()
-{
-    QFETCH(QString, type);
-    QFETCH(QRect, place);
-    QFETCH(QString, shows);
-    QFETCH(QString, style);
-    QFETCH(bool, shown);
-    QString others;
-    for (const QWidget *const widget : window->findChildren<QWidget *>()) {
-        QRect found = widget->geometry();
-        if (place.y() == anyY)
-            found.moveTop(anyY);
-        if (text(widget->metaObject()->className()) != type ||
-            (place != anywhere && found != place))
-            continue;
-        QString content;
-        for (const char *const property : {"text", "placeholderText", "currentText"})
-            content += widget->property(property).toString();
-        if (content == shows && widget->styleSheet() == style &&
-            widget->isVisibleTo(window) == shown)
-            return;
-        others += content + QLatin1Char('|') + widget->styleSheet() + QLatin1Char('\n');
+    void initTestCase()
+    {
+        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
+        QVERIFY(QDir::setCurrent(home.path()));
+        window = makeWindow(3);
+        progressView = window->findChild<tb210_progress_view *>();
+        languageBox = window->findChild<QComboBox *>();
+        mcuEdit = window->findChild<myEdit_view *>();
     }
-    QFAIL(qPrintable(text("there:\n") + others));
-}
 
-void WindowTest::the_window_and_its_edits_are_set_up()
-{
-    QCOMPARE(window->minimumSize(), QSize(500, 200));
-    QCOMPARE(window->maximumSize(), QSize(500, 200));
-    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
-    QVERIFY(!progressView->bar()->isTextVisible());
-    const std::initializer_list<QTextEdit *> edits = {mcuEdit, at<QTextEdit>(dspEditPlace)};
-    for (const QTextEdit *const edit : edits) {
-        QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
-        QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
-        QCOMPARE(edit->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+    void init()
+    {
+        if (qstrcmp(QTest::currentTestFunction(), "a_widget_stands_where_it_should") == 0)
+            return; // no event was processed yet
+        window->show();
+        QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+        languageBox->setCurrentIndex(English);
+        connectedFlag = true;
+        buttonAt(mcuButtonPlace)->click();
     }
-}
 
-void WindowTest::signals_and_slots_have_their_indices()
-{
-    const QMetaObject &meta = DFU_windows::staticMetaObject;
-    QStringList names;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        names += QString::fromLatin1(meta.method(i).methodSignature());
-    QCOMPARE(names.join(QLatin1Char(' ')),
-             text("sendMsgSignals() OnConnectDevice() OnDisConnectDevice() dfu_click() "
-                  "update_click() updatedsp_click() dsp_btn_click() progress_value(int) "
-                  "sendMessage_fail_hand(int) dsp_kt0206_progress_val(int) dsp_kt0206_finish(int) "
-                  "mcudropClick(QString) change_language(int)"));
-}
-
-void WindowTest::resources_are_complete()
-{
-    QCOMPARE(contentOf(text(":/qt/etc/qt.conf")),
-             QByteArray("[Platforms]\r\nWindowsArguments = dpiawareness=0\r\n"));
-    for (const char *const source : {":/tb210_lang/tb210_zh.ts", ":/tb210_lang/tb210_en.ts"}) {
-        QCOMPARE(QResource(text(source)).compressionAlgorithm(), QResource::ZlibCompression);
-        QVERIFY(contentOf(text(source)).contains("<TS "));
+    void a_widget_stands_where_it_should_data()
+    {
+        columns<QString, QRect, QString, QString, bool>(
+            {"type", "place", "shows", "style", "shown"});
+        row("state", "QLabel", statePlace, "Connected device", "color:black", true);
+        row("language label", "QLabel", languageLabelPlace, "Language:",
+            "background-color:transparent;color:rgb(158,158,158);text-align:center;"
+            "font-size:15px;font-family:'Source Han Sans CN Medium'",
+            true);
+        row("language box", "QComboBox", QRect(380, 0, 100, 20), "English", "", true);
+        row("MCU button", "QPushButton", mcuButtonPlace, "Firmware", "", true);
+        row("MCU path", "myEdit_view", QRect(80, 60, 340, 25), "Please enter the MCU firmware path",
+            "", true);
+        // The load at the start has shown it.
+        row("MCU version", "QLabel", mcuVersionPlace, "V1.2.3", "", true);
+        row("confirm", "QPushButton", confirmPlace, "Confirm", "", true);
+        row("DSP button", "QPushButton", dspButtonPlace, "DSP固件", "", false);
+        row("DSP path", "QTextEdit", dspEditPlace, "请输入DSP固件路径", "", false);
+        row("DSP version", "QLabel", dspVersionPlace, "V0.0.0", "", false);
+        row("DSP confirm", "QPushButton", confirmPlace, "确认DSP固件升级", "", false);
+        // The upgrade that started has shown it.
+        row("progress view", "tb210_progress_view", QRect(0, 0, 500, 200), "", "", true);
+        row("background", "QLabel", QRect(0, 0, 500, 200), "", "", true);
+        row("panel", "QLabel", QRect(90, anyY, 320, 100), "", "", true);
+        row("loading", "QLabel", anywhere, "Loading...",
+            "color:white;background-color:transparent;font-size:15px;"
+            "font-family:'Source Han Sans CN Medium'",
+            true);
+        row("bar", "QProgressBar", QRect(12, anyY, 266, 16), "0%",
+            "QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
+            "QProgressBar::chunk{background-color:rgb(255,171,33);}",
+            true);
+        row("bar picture", "QLabel", QRect(10, anyY, 270, 16), "", "", true);
+        row("percent", "QLabel", anywhere, "",
+            "color:white;background-color:transparent;font-size:13px;"
+            "font-family:'Source Han Sans CN Medium'",
+            true);
     }
-    QVERIFY(QTranslator().load(text(":/tb210_lang/tb210_en.qm")));
-    QVERIFY(!QFile::exists(text(":/image"))); // pictures and font are not part of it
-}
 
-void WindowTest::a_text_is_translated_data()
-{
-    columns<QString>({"english"});
-    row("MCU固件", "Firmware");
-    row("请输入MCU固件路径", "Please enter the MCU firmware path");
-    row("语言切换：", "Language:");
-    row("确认", "Confirm");
-    row("已连接设备", "Connected device");
-    row("请连接设备", "Please connect the device");
-    row("提示", "Tips");
-    row("升级成功", "Upgrade Successful");
-    row("升级失败", "Upgrade failed");
-    row("打开错误", "Open Error");
-    // These have no entry.
-    row("简体中文", "");
-    row("English", "");
-    row("DSP 升级成功,请重新连接设备", "");
-    row("DSP 升级失败", "");
-}
+    void a_widget_stands_where_it_should()
+    {
+        QFETCH(QString, type);
+        QFETCH(QRect, place);
+        QFETCH(QString, shows);
+        QFETCH(QString, style);
+        QFETCH(bool, shown);
+        QString others;
+        for (const QWidget *const widget : window->findChildren<QWidget *>()) {
+            QRect found = widget->geometry();
+            if (place.y() == anyY)
+                found.moveTop(anyY);
+            if (text(widget->metaObject()->className()) != type ||
+                (place != anywhere && found != place))
+                continue;
+            QString content;
+            for (const char *const property : {"text", "placeholderText", "currentText"})
+                content += widget->property(property).toString();
+            if (content == shows && widget->styleSheet() == style &&
+                widget->isVisibleTo(window) == shown)
+                return;
+            others += content + QLatin1Char('|') + widget->styleSheet() + QLatin1Char('\n');
+        }
+        QFAIL(qPrintable(text("there:\n") + others));
+    }
 
-void WindowTest::a_text_is_translated()
-{
-    const char *const source = QTest::currentDataTag();
-    QTranslator zh;
-    QVERIFY(zh.load(text(":/tb210_lang/tb210_zh.qm")));
-    QTEST(zh.translate("DFU_windows", source), "english");
-    QTranslator en;
-    QVERIFY(en.load(text(":/tb210_lang/tb210_en.qm")));
-    QCOMPARE(en.translate("DFU_windows", source), QString());
-}
-
-void WindowTest::the_language_box_switches_the_texts()
-{
-    const std::array<QStringList, 2> expected = {
-        text("MCU固件|请输入MCU固件路径|语言切换：|确认|请连接设备|已连接设备")
-            .split(QLatin1Char('|')),
-        text("Firmware|Please enter the MCU firmware path|Language:|Confirm|"
-             "Please connect the device|Connected device")
-            .split(QLatin1Char('|'))};
-    const QString colour = at<QLabel>(statePlace)->styleSheet();
-    for (const bool connected : {false, true}) {
-        connectedFlag = connected;
-        for (const int language : {Chinese, English}) {
-            const QStringList &texts = expected.at(static_cast<std::size_t>(language));
-            chooseLanguage(language);
-            QCOMPARE(buttonAt(mcuButtonPlace)->text(), texts.at(0));
-            QCOMPARE(mcuEdit->placeholderText(), texts.at(1));
-            QCOMPARE(labelAt(languageLabelPlace), texts.at(2));
-            QCOMPARE(buttonAt(confirmPlace)->text(), texts.at(3));
-            QCOMPARE(labelAt(statePlace), texts.at(connected ? 5 : 4));
-            QCOMPARE(at<QLabel>(statePlace)->styleSheet(), colour);
-            QCOMPARE(int(englishSelected), language);
-            // What is not refreshed.
-            QCOMPARE(languageBox->itemText(Chinese), text("简体中文"));
-            QCOMPARE(languageBox->itemText(English), text("English"));
-            QCOMPARE(buttonAt(dspButtonPlace)->text(), text("DSP固件"));
-            QCOMPARE(at<QTextEdit>(dspEditPlace)->placeholderText(), text("请输入DSP固件路径"));
+    void the_window_and_its_edits_are_set_up()
+    {
+        QCOMPARE(window->minimumSize(), QSize(500, 200));
+        QCOMPARE(window->maximumSize(), QSize(500, 200));
+        QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+        QVERIFY(!progressView->bar()->isTextVisible());
+        const std::initializer_list<QTextEdit *> edits = {mcuEdit, at<QTextEdit>(dspEditPlace)};
+        for (const QTextEdit *const edit : edits) {
+            QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
+            QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+            QCOMPARE(edit->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
         }
     }
-}
 
-void WindowTest::progress_is_shown_and_reported_data()
-{
-    columns<int, int, QString, bool>({"total", "value", "percent", "goesOn"});
-    row("cut off, not rounded", packetCount, 3, "42%", true);
-    row("all", packetCount, packetCount, "100%", false);
-    row("no packets", 0, 0, "0%", false);
-}
+    void signals_and_slots_have_their_indices()
+    {
+        const QMetaObject &meta = DFU_windows::staticMetaObject;
+        QStringList names;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            names += QString::fromLatin1(meta.method(i).methodSignature());
+        QCOMPARE(
+            names.join(QLatin1Char(' ')),
+            text("sendMsgSignals() OnConnectDevice() OnDisConnectDevice() dfu_click() "
+                 "update_click() updatedsp_click() dsp_btn_click() progress_value(int) "
+                 "sendMessage_fail_hand(int) dsp_kt0206_progress_val(int) dsp_kt0206_finish(int) "
+                 "mcudropClick(QString) change_language(int)"));
+    }
 
-void WindowTest::progress_is_shown_and_reported()
-{
-    QFETCH(int, total);
-    QFETCH(int, value);
-    QFETCH(QString, percent);
-    QFETCH(bool, goesOn);
-    progressView->show();
-    progressView->bar()->setMaximum(total);
-    const QByteArray before = result();
-    window->progress_value(value);
-    QCOMPARE(this->percent(), percent);
-    if (total > 0)
-        QCOMPARE(progressView->bar()->value(), value);
-    QCOMPARE(result(), before + percent.toLatin1() + '\n');
-    QCOMPARE(progressView->isVisible(), goesOn);
-    progressView->hide();
-}
+    void resources_are_complete()
+    {
+        QCOMPARE(contentOf(text(":/qt/etc/qt.conf")),
+                 QByteArray("[Platforms]\r\nWindowsArguments = dpiawareness=0\r\n"));
+        for (const char *const source : {":/tb210_lang/tb210_zh.ts", ":/tb210_lang/tb210_en.ts"}) {
+            QCOMPARE(QResource(text(source)).compressionAlgorithm(), QResource::ZlibCompression);
+            QVERIFY(contentOf(text(source)).contains("<TS "));
+        }
+        QVERIFY(QTranslator().load(text(":/tb210_lang/tb210_en.qm")));
+        QVERIFY(!QFile::exists(text(":/image"))); // pictures and font are not part of it
+    }
 
-void WindowTest::a_dropped_file_is_only_inspected_data()
-{
-    columns<QStringList, QString, QString, int, QString>(
-        {"urls", "edit", "version", "language", "boxes"});
-    const QString other = home.filePath(text("other.bin"));
-    const QString missing = home.filePath(text("missing.bin"));
-    const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
-    writeFile(other, imageOfVersion(4, 5, 6));
-    const QString damaged = home.filePath(text("damaged.bin"));
-    writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
-    row("damaged file", QStringList{damaged}, damaged, "V0.0.0", English, "");
-    row("one file", QStringList{other}, other, "V4.5.6", English, "");
-    row("two files", QStringList{other, missing}, other, "V4.5.6", English, "");
-    row("plain text", QStringList{}, text("a word"), "V1.2.3", English, "");
-    row("no such file", QStringList{missing}, missing, "V1.2.3", English, box);
-    row("no such file, Chinese", QStringList{missing}, missing, "V1.2.3", Chinese, box);
-}
+    void a_text_is_translated_data()
+    {
+        columns<QString>({"english"});
+        row("MCU固件", "Firmware");
+        row("请输入MCU固件路径", "Please enter the MCU firmware path");
+        row("语言切换：", "Language:");
+        row("确认", "Confirm");
+        row("已连接设备", "Connected device");
+        row("请连接设备", "Please connect the device");
+        row("提示", "Tips");
+        row("升级成功", "Upgrade Successful");
+        row("升级失败", "Upgrade failed");
+        row("打开错误", "Open Error");
+        // These have no entry.
+        row("简体中文", "");
+        row("English", "");
+        row("DSP 升级成功,请重新连接设备", "");
+        row("DSP 升级失败", "");
+    }
 
-void WindowTest::a_dropped_file_is_only_inspected()
-{
-    QFETCH(QStringList, urls);
-    QFETCH(int, language);
-    languageBox->setCurrentIndex(language);
-    QMimeData data;
-    QList<QUrl> list;
-    for (const QString &path : urls)
-        list += QUrl::fromLocalFile(path);
-    if (list.isEmpty())
-        data.setText(text("a word"));
-    else
-        data.setUrls(list);
-    mcuEdit->clear();
-    QSignalSpy told(mcuEdit, &myEdit_view::drop_block);
+    void a_text_is_translated()
+    {
+        const char *const source = QTest::currentDataTag();
+        QTranslator zh;
+        QVERIFY(zh.load(text(":/tb210_lang/tb210_zh.qm")));
+        QTEST(zh.translate("DFU_windows", source), "english");
+        QTranslator en;
+        QVERIFY(en.load(text(":/tb210_lang/tb210_en.qm")));
+        QCOMPARE(en.translate("DFU_windows", source), QString());
+    }
 
-    const QString boxes = boxesDuring([&] {
-        const QPoint place = mcuEdit->viewport()->rect().center();
-        QDragEnterEvent enter(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        qApp->notify(mcuEdit->viewport(), &enter);
-        QDropEvent drop(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
-        qApp->notify(mcuEdit->viewport(), &drop);
-    });
-    QTEST(boxes, "boxes");
-    QCOMPARE(told.size(), urls.isEmpty() ? 0 : 1);
-    QTEST(mcuEdit->toPlainText(), "edit");
-    QTEST(labelAt(mcuVersionPlace), "version");
+    void the_language_box_switches_the_texts()
+    {
+        const std::array<QStringList, 2> expected = {
+            text("MCU固件|请输入MCU固件路径|语言切换：|确认|请连接设备|已连接设备")
+                .split(QLatin1Char('|')),
+            text("Firmware|Please enter the MCU firmware path|Language:|Confirm|"
+                 "Please connect the device|Connected device")
+                .split(QLatin1Char('|'))};
+        const QString colour = at<QLabel>(statePlace)->styleSheet();
+        for (const bool connected : {false, true}) {
+            connectedFlag = connected;
+            for (const int language : {Chinese, English}) {
+                const QStringList &texts = expected.at(static_cast<std::size_t>(language));
+                chooseLanguage(language);
+                QCOMPARE(buttonAt(mcuButtonPlace)->text(), texts.at(0));
+                QCOMPARE(mcuEdit->placeholderText(), texts.at(1));
+                QCOMPARE(labelAt(languageLabelPlace), texts.at(2));
+                QCOMPARE(buttonAt(confirmPlace)->text(), texts.at(3));
+                QCOMPARE(labelAt(statePlace), texts.at(connected ? 5 : 4));
+                QCOMPARE(at<QLabel>(statePlace)->styleSheet(), colour);
+                QCOMPARE(int(englishSelected), language);
+                // What is not refreshed.
+                QCOMPARE(languageBox->itemText(Chinese), text("简体中文"));
+                QCOMPARE(languageBox->itemText(English), text("English"));
+                QCOMPARE(buttonAt(dspButtonPlace)->text(), text("DSP固件"));
+                QCOMPARE(at<QTextEdit>(dspEditPlace)->placeholderText(), text("请输入DSP固件路径"));
+            }
+        }
+    }
 
-    // The upgrade goes by the command line all the same.
-    QTest::mouseClick(buttonAt(mcuButtonPlace), Qt::LeftButton);
-    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
-    QCOMPARE(labelAt(mcuVersionPlace), text("V1.2.3"));
-}
+    void progress_is_shown_and_reported_data()
+    {
+        columns<int, int, QString, bool>({"total", "value", "percent", "goesOn"});
+        row("cut off, not rounded", packetCount, 3, "42%", true);
+        row("all", packetCount, packetCount, "100%", false);
+        row("no packets", 0, 0, "0%", false);
+    }
 
-void WindowTest::confirm_arms_the_transfer_again()
-{
-    const auto sent = [] { return sim::Simulator::instance().packets().size(); };
-    const std::size_t before = sent();
-    mcuEdit->setPlainText(home.filePath(text("other.bin")));
-    QTest::mouseClick(buttonAt(confirmPlace), Qt::LeftButton);
-    QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
-    QVERIFY(progressView->isVisible());
-    QCOMPARE(progressView->bar()->maximum(), packetCount);
-    QCOMPARE(progressView->bar()->value(), 0);
-    QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
-    QVERIFY(sent() > before);
-}
+    void progress_is_shown_and_reported()
+    {
+        QFETCH(int, total);
+        QFETCH(int, value);
+        QFETCH(QString, percent);
+        QFETCH(bool, goesOn);
+        progressView->show();
+        progressView->bar()->setMaximum(total);
+        const QByteArray before = result();
+        window->progress_value(value);
+        QCOMPARE(this->percent(), percent);
+        if (total > 0)
+            QCOMPARE(progressView->bar()->value(), value);
+        QCOMPARE(result(), before + percent.toLatin1() + '\n');
+        QCOMPARE(progressView->isVisible(), goesOn);
+        progressView->hide();
+    }
 
-void WindowTest::an_outcome_is_shown_and_ends_the_process_data()
-{
-    columns<int, int, int, QString>({"argumentCount", "language", "status", "box"});
-    row("failure", 3, English, 1, "i|Tips|Upgrade failed|Yes No|none");
-    row("failure, Chinese", 3, Chinese, 1, "i|提示|升级失败|Yes No|none");
-    row("failure, hidden", 2, English, 1, "");
-    row("success", 3, English, 2, "i|Tips|Upgrade Successful|Yes|none");
-    row("success, Chinese", 3, Chinese, 2, "i|提示|升级成功|Yes|none");
-    row("success, hidden", 2, English, 2, "");
-}
+    void a_dropped_file_is_only_inspected_data()
+    {
+        columns<QStringList, QString, QString, int, QString>(
+            {"urls", "edit", "version", "language", "boxes"});
+        const QString other = home.filePath(text("other.bin"));
+        const QString missing = home.filePath(text("missing.bin"));
+        const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
+        writeFile(other, imageOfVersion(4, 5, 6));
+        const QString damaged = home.filePath(text("damaged.bin"));
+        writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
+        row("damaged file", QStringList{damaged}, damaged, "V0.0.0", English, "");
+        row("one file", QStringList{other}, other, "V4.5.6", English, "");
+        row("two files", QStringList{other, missing}, other, "V4.5.6", English, "");
+        row("plain text", QStringList{}, text("a word"), "V1.2.3", English, "");
+        row("no such file", QStringList{missing}, missing, "V1.2.3", English, box);
+        row("no such file, Chinese", QStringList{missing}, missing, "V1.2.3", Chinese, box);
+    }
 
-void WindowTest::an_outcome_is_shown_and_ends_the_process()
-{
-    QFETCH(int, argumentCount);
-    QFETCH(int, language);
-    QFETCH(int, status);
-    const QTemporaryDir ownHome;
-    QProcess process;
-    process.start(QCoreApplication::applicationFilePath(),
-                  {text(outcomeMode), ownHome.path(), QString::number(argumentCount),
-                   QString::number(language), QString::number(status)});
-    QVERIFY(process.waitForFinished(endTimeoutMs));
-    QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(process.exitCode(), 0);
-    QTEST(QString::fromUtf8(contentOf(ownHome.filePath(text("box.txt")))), "box");
-    const QByteArray told = contentOf(ownHome.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
-    QCOMPARE(told.split('\n').last(), // behind the percentages
-             QByteArray(status == 1 ? "success -1" : "success 1"));
-}
+    void a_dropped_file_is_only_inspected()
+    {
+        QFETCH(QStringList, urls);
+        QFETCH(int, language);
+        languageBox->setCurrentIndex(language);
+        QMimeData data;
+        QList<QUrl> list;
+        for (const QString &path : urls)
+            list += QUrl::fromLocalFile(path);
+        if (list.isEmpty())
+            data.setText(text("a word"));
+        else
+            data.setUrls(list);
+        mcuEdit->clear();
+        QSignalSpy told(mcuEdit, &myEdit_view::drop_block);
 
-void WindowTest::an_unknown_status_is_shown()
-{
-    const QByteArray before = result();
-    progressView->show();
-    QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(7); }), text("i|Tips|7|Yes|none"));
-    QVERIFY(!progressView->isVisible());
-    languageBox->setCurrentIndex(Chinese);
-    QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(-1); }),
-             text("i|提示|-1|Yes|none"));
-    QCOMPARE(result(), before);
-}
+        const QString boxes = boxesDuring([&] {
+            const QPoint place = mcuEdit->viewport()->rect().center();
+            QDragEnterEvent enter(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            qApp->notify(mcuEdit->viewport(), &enter);
+            QDropEvent drop(place, Qt::CopyAction, &data, Qt::LeftButton, Qt::NoModifier);
+            qApp->notify(mcuEdit->viewport(), &drop);
+        });
+        QTEST(boxes, "boxes");
+        QCOMPARE(told.size(), urls.isEmpty() ? 0 : 1);
+        QTEST(mcuEdit->toPlainText(), "edit");
+        QTEST(labelAt(mcuVersionPlace), "version");
 
-void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing_data()
-{
-    columns<QString, int, QString, QString>({"path", "language", "version", "boxes"});
-    row("none", "", English, "as it was", "");
-    row("missing", "missing_V1.0.bin", English, "V1.0",
-        "i|Title|Open ErrorNo such file or directory|Yes No|Yes");
-    row("missing, Chinese, as a URL", "file:///missing_V2.1.bin", Chinese, "V2.1",
-        "i|Title|打开错误No such file or directory|Yes No|Yes");
-}
+        // The upgrade goes by the command line all the same.
+        QTest::mouseClick(buttonAt(mcuButtonPlace), Qt::LeftButton);
+        QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+        QCOMPARE(labelAt(mcuVersionPlace), text("V1.2.3"));
+    }
 
-void WindowTest::a_dsp_file_that_cannot_be_used_starts_nothing()
-{
-    QFETCH(QString, path);
-    QFETCH(int, language);
-    languageBox->setCurrentIndex(language);
-    at<QLabel>(dspVersionPlace)->setText(text("as it was"));
-    at<QTextEdit>(dspEditPlace)->setPlainText(path);
-    QTEST(boxesDuring([&] { window->updatedsp_click(); }), "boxes");
-    QTEST(labelAt(dspVersionPlace), "version");
-    QVERIFY(!progressView->isVisible());
-
-    // From here on progress is the DSP's: without a total it is 0, and unreported.
-    const QByteArray before = result();
-    window->progress_value(3);
-    QCOMPARE(percent(), text("0%"));
-    QCOMPARE(result(), before);
-}
-
-void WindowTest::a_dsp_run_is_followed_data()
-{
-    // The total of a run stays for the runs behind it, so the order matters.
-    columns<QString, int, QString, QString>({"record", "language", "percent", "boxes"});
-    row("total 0", "x3/0xx", English, "0%", "i|Tips|DSP 升级失败|Yes|none");
-    row("total 10", "x6/10xx", Chinese, "60%", "i|提示|DSP 升级失败|Yes|none");
-    row("total 20", "x7/20xx", Chinese, "35%", "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
-    row("total 30", "x1/30xx", English, "3%", "i|Tips|DSP 升级成功,请重新连接设备|Yes|none");
-}
-
-void WindowTest::a_dsp_run_is_followed()
-{
-    QFETCH(QString, record);
-    QFETCH(int, language);
-    QFETCH(QString, percent);
-    languageBox->setCurrentIndex(language);
-    const QString file = home.filePath(text("dsp_V1.0.bin"));
-    const QString go = home.filePath(text("go"));
-    writeFile(file, "firmware");
-    QFile::remove(go);
-    // It ends when it is told to.
-    const QByteArray said = record.toLatin1() + "\\r";
-    writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + said + said +
-                          "\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
-    QVERIFY(QFile::setPermissions(tool(), QFile::ReadOwner | QFile::ExeOwner));
-    at<QTextEdit>(dspEditPlace)->setPlainText(file);
-    progressView->bar()->setValue(1);
-    const QByteArray before = result();
-
-    window->updatedsp_click();
-    QVERIFY(progressView->isVisible());
-    QCOMPARE(this->percent(), text("0%"));
-    QTRY_COMPARE_WITH_TIMEOUT(this->percent(), percent, endTimeoutMs);
-    const QString boxes = boxesDuring([&] {
-        writeFile(go, "");
+    void confirm_arms_the_transfer_again()
+    {
+        const auto sent = [] { return sim::Simulator::instance().packets().size(); };
+        const std::size_t before = sent();
+        mcuEdit->setPlainText(home.filePath(text("other.bin")));
+        QTest::mouseClick(buttonAt(confirmPlace), Qt::LeftButton);
+        QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
+        QVERIFY(progressView->isVisible());
+        QCOMPARE(progressView->bar()->maximum(), packetCount);
+        QCOMPARE(progressView->bar()->value(), 0);
         QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
-    });
-    QTEST(boxes, "boxes");
-    QCOMPARE(contentOf(home.filePath(text("arguments.txt"))),
-             "0x3C9E b -s -b " + file.toUtf8() + ' ');
-    QCOMPARE(result(), before);
-    QVERIFY(QFile::remove(tool()));
-}
+        QVERIFY(sent() > before);
+    }
 
-void WindowTest::the_dsp_file_is_chosen_in_a_dialog_data()
-{
-    // The dialog remembers where it was, so the row without a setting goes first.
-    columns<QString, QString, bool>({"setting", "folder", "chosen"});
-    const QString sub = home.filePath(text("sub"));
-    row("no settings file", "", home.path(), true);
-    row("a folder", "[General]\nLastFilePath=sub\n", sub, true);
-    row("given up", "[General]\nLastFilePath=sub\n", sub, false);
-    row("a missing folder", "[General]\nLastFilePath=./nowhere/here\n", "", true);
-}
+    void an_outcome_is_shown_and_ends_the_process_data()
+    {
+        columns<int, int, int, QString>({"argumentCount", "language", "status", "box"});
+        row("failure", 3, English, 1, "i|Tips|Upgrade failed|Yes No|none");
+        row("failure, Chinese", 3, Chinese, 1, "i|提示|升级失败|Yes No|none");
+        row("failure, hidden", 2, English, 1, "");
+        row("success", 3, English, 2, "i|Tips|Upgrade Successful|Yes|none");
+        row("success, Chinese", 3, Chinese, 2, "i|提示|升级成功|Yes|none");
+        row("success, hidden", 2, English, 2, "");
+    }
 
-void WindowTest::the_dsp_file_is_chosen_in_a_dialog()
-{
-    QFETCH(QString, setting);
-    QFETCH(QString, folder);
-    QFETCH(bool, chosen);
-    const QString settingsFile = home.filePath(text("Setting.ini"));
-    const QString file = home.filePath(text("sub/chosen.bin"));
-    QVERIFY(home.mkpath(text("sub")));
-    writeFile(file, "firmware");
-    QFile::remove(settingsFile);
-    if (!setting.isEmpty())
-        writeFile(settingsFile, setting.toLatin1());
-    at<QTextEdit>(dspEditPlace)->setPlainText(text("before"));
+    void an_outcome_is_shown_and_ends_the_process()
+    {
+        QFETCH(int, argumentCount);
+        QFETCH(int, language);
+        QFETCH(int, status);
+        const QTemporaryDir ownHome;
+        QProcess process;
+        process.start(QCoreApplication::applicationFilePath(),
+                      {text(outcomeMode), ownHome.path(), QString::number(argumentCount),
+                       QString::number(language), QString::number(status)});
+        QVERIFY(process.waitForFinished(endTimeoutMs));
+        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(process.exitCode(), 0);
+        QTEST(QString::fromUtf8(contentOf(ownHome.filePath(text("box.txt")))), "box");
+        const QByteArray told = contentOf(ownHome.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
+        QCOMPARE(told.split('\n').last(), // behind the percentages
+                 QByteArray(status == 1 ? "success -1" : "success 1"));
+    }
 
-    QString seen;
-    QTimer timer;
-    connect(&timer, &QTimer::timeout, this, [&] {
-        auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
-        if (dialog == nullptr)
-            return;
-        seen =
-            dialog->windowTitle() + QLatin1Char('|') + dialog->nameFilters().join(QLatin1Char(' '));
-        if (!folder.isEmpty())
-            seen += QLatin1Char('|') + dialog->directory().path();
-        dialog->findChild<QLineEdit *>()->setText(file);
-        QMetaObject::invokeMethod(dialog, chosen ? "accept" : "reject");
-    });
-    timer.start(pollMs);
-    buttonAt(dspButtonPlace)->click();
-    QCOMPARE(seen, text("选择升级文件|Document files (*.bin)") +
-                       (folder.isEmpty() ? folder : QLatin1Char('|') + folder));
-    QCOMPARE(at<QTextEdit>(dspEditPlace)->toPlainText(), chosen ? file : text("before"));
-    QCOMPARE(contentOf(settingsFile), setting.toLatin1()); // only read
-}
+    void an_unknown_status_is_shown()
+    {
+        const QByteArray before = result();
+        progressView->show();
+        QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(7); }),
+                 text("i|Tips|7|Yes|none"));
+        QVERIFY(!progressView->isVisible());
+        languageBox->setCurrentIndex(Chinese);
+        QCOMPARE(boxesDuring([this] { window->sendMessage_fail_hand(-1); }),
+                 text("i|提示|-1|Yes|none"));
+        QCOMPARE(result(), before);
+    }
 
-void WindowTest::unplugging_is_shown()
-{
-    const auto state = [this] {
-        return labelAt(statePlace) + QLatin1Char('|') + at<QLabel>(statePlace)->styleSheet();
-    };
-    QCOMPARE(state(), text("Connected device|color:black"));
-    sim::Simulator::instance().unplug();
-    QTRY_COMPARE_WITH_TIMEOUT(state(), text("Please connect the device|color:red"), endTimeoutMs);
-    QVERIFY(connectedFlag && linkReadyFlag); // they stay as they are
-    connectedFlag = false;
-    linkReadyFlag = false;
-    sim::Simulator::instance().plug();
-    QTRY_COMPARE_WITH_TIMEOUT(state(), text("Connected device|color:black"), endTimeoutMs);
-    QVERIFY(connectedFlag && linkReadyFlag);
-}
+    void a_dsp_file_that_cannot_be_used_starts_nothing_data()
+    {
+        columns<QString, int, QString, QString>({"path", "language", "version", "boxes"});
+        row("none", "", English, "as it was", "");
+        row("missing", "missing_V1.0.bin", English, "V1.0",
+            "i|Title|Open ErrorNo such file or directory|Yes No|Yes");
+        row("missing, Chinese, as a URL", "file:///missing_V2.1.bin", Chinese, "V2.1",
+            "i|Title|打开错误No such file or directory|Yes No|Yes");
+    }
+
+    void a_dsp_file_that_cannot_be_used_starts_nothing()
+    {
+        QFETCH(QString, path);
+        QFETCH(int, language);
+        languageBox->setCurrentIndex(language);
+        at<QLabel>(dspVersionPlace)->setText(text("as it was"));
+        at<QTextEdit>(dspEditPlace)->setPlainText(path);
+        QTEST(boxesDuring([&] { window->updatedsp_click(); }), "boxes");
+        QTEST(labelAt(dspVersionPlace), "version");
+        QVERIFY(!progressView->isVisible());
+
+        // From here on progress is the DSP's: without a total it is 0, and unreported.
+        const QByteArray before = result();
+        window->progress_value(3);
+        QCOMPARE(percent(), text("0%"));
+        QCOMPARE(result(), before);
+    }
+
+    void a_dsp_run_is_followed_data()
+    {
+        // The total of a run stays for the runs behind it, so the order matters.
+        columns<QString, int, QString, QString>({"record", "language", "percent", "boxes"});
+        row("total 0", "x3/0xx", English, "0%", "i|Tips|DSP 升级失败|Yes|none");
+        row("total 10", "x6/10xx", Chinese, "60%", "i|提示|DSP 升级失败|Yes|none");
+        row("total 20", "x7/20xx", Chinese, "35%", "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
+        row("total 30", "x1/30xx", English, "3%", "i|Tips|DSP 升级成功,请重新连接设备|Yes|none");
+    }
+
+    void a_dsp_run_is_followed()
+    {
+        QFETCH(QString, record);
+        QFETCH(int, language);
+        QFETCH(QString, percent);
+        languageBox->setCurrentIndex(language);
+        const QString file = home.filePath(text("dsp_V1.0.bin"));
+        const QString go = home.filePath(text("go"));
+        writeFile(file, "firmware");
+        QFile::remove(go);
+        // It ends when it is told to.
+        const QByteArray said = record.toLatin1() + "\\r";
+        writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + said + said +
+                              "\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
+        QVERIFY(QFile::setPermissions(tool(), QFile::ReadOwner | QFile::ExeOwner));
+        at<QTextEdit>(dspEditPlace)->setPlainText(file);
+        progressView->bar()->setValue(1);
+        const QByteArray before = result();
+
+        window->updatedsp_click();
+        QVERIFY(progressView->isVisible());
+        QCOMPARE(this->percent(), text("0%"));
+        QTRY_COMPARE_WITH_TIMEOUT(this->percent(), percent, endTimeoutMs);
+        const QString boxes = boxesDuring([&] {
+            writeFile(go, "");
+            QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+        });
+        QTEST(boxes, "boxes");
+        QCOMPARE(contentOf(home.filePath(text("arguments.txt"))),
+                 "0x3C9E b -s -b " + file.toUtf8() + ' ');
+        QCOMPARE(result(), before);
+        QVERIFY(QFile::remove(tool()));
+    }
+
+    void the_dsp_file_is_chosen_in_a_dialog_data()
+    {
+        // The dialog remembers where it was, so the row without a setting goes first.
+        columns<QString, QString, bool>({"setting", "folder", "chosen"});
+        const QString sub = home.filePath(text("sub"));
+        row("no settings file", "", home.path(), true);
+        row("a folder", "[General]\nLastFilePath=sub\n", sub, true);
+        row("given up", "[General]\nLastFilePath=sub\n", sub, false);
+        row("a missing folder", "[General]\nLastFilePath=./nowhere/here\n", "", true);
+    }
+
+    void the_dsp_file_is_chosen_in_a_dialog()
+    {
+        QFETCH(QString, setting);
+        QFETCH(QString, folder);
+        QFETCH(bool, chosen);
+        const QString settingsFile = home.filePath(text("Setting.ini"));
+        const QString file = home.filePath(text("sub/chosen.bin"));
+        QVERIFY(home.mkpath(text("sub")));
+        writeFile(file, "firmware");
+        QFile::remove(settingsFile);
+        if (!setting.isEmpty())
+            writeFile(settingsFile, setting.toLatin1());
+        at<QTextEdit>(dspEditPlace)->setPlainText(text("before"));
+
+        QString seen;
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, this, [&] {
+            auto *const dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+            if (dialog == nullptr)
+                return;
+            seen = dialog->windowTitle() + QLatin1Char('|') +
+                   dialog->nameFilters().join(QLatin1Char(' '));
+            if (!folder.isEmpty())
+                seen += QLatin1Char('|') + dialog->directory().path();
+            dialog->findChild<QLineEdit *>()->setText(file);
+            QMetaObject::invokeMethod(dialog, chosen ? "accept" : "reject");
+        });
+        timer.start(pollMs);
+        buttonAt(dspButtonPlace)->click();
+        QCOMPARE(seen, text("选择升级文件|Document files (*.bin)") +
+                           (folder.isEmpty() ? folder : QLatin1Char('|') + folder));
+        QCOMPARE(at<QTextEdit>(dspEditPlace)->toPlainText(), chosen ? file : text("before"));
+        QCOMPARE(contentOf(settingsFile), setting.toLatin1()); // only read
+    }
+
+    void unplugging_is_shown()
+    {
+        const auto state = [this] {
+            return labelAt(statePlace) + QLatin1Char('|') + at<QLabel>(statePlace)->styleSheet();
+        };
+        QCOMPARE(state(), text("Connected device|color:black"));
+        sim::Simulator::instance().unplug();
+        QTRY_COMPARE_WITH_TIMEOUT(state(), text("Please connect the device|color:red"),
+                                  endTimeoutMs);
+        QVERIFY(connectedFlag && linkReadyFlag); // they stay as they are
+        connectedFlag = false;
+        linkReadyFlag = false;
+        sim::Simulator::instance().plug();
+        QTRY_COMPARE_WITH_TIMEOUT(state(), text("Connected device|color:black"), endTimeoutMs);
+        QVERIFY(connectedFlag && linkReadyFlag);
+    }
+};
 
 int main(int argc, char *argv[])
 {

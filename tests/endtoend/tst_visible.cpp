@@ -33,15 +33,125 @@ private:
     void press(const char *key) const { ask("xdotool", key); }
 
 private slots:
-    void initTestCase();
-    void cleanupTestCase();
+    void initTestCase()
+    {
+        // Without -noreset it starts anew, and drops its clients, when the first leaves.
+        server.start(text("Xvfb"), text("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24")
+                                       .split(QLatin1Char(' ')));
+        QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
+        QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
+        display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
 
-    void a_key_closes_the_outcome_and_ends_the_program_data();
-    void a_key_closes_the_outcome_and_ends_the_program();
-    void a_window_closed_during_the_transfer_ends_the_program_data();
-    void a_window_closed_during_the_transfer_ends_the_program();
-    void a_missing_file_is_shown_and_ends_the_program_data();
-    void a_missing_file_is_shown_and_ends_the_program();
+        // A home without settings, so that its own keys are in force.
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(text("DISPLAY"), display);
+        environment.insert(text("HOME"), home.path());
+        environment.remove(text("XDG_CONFIG_HOME"));
+        windowManager.setProcessEnvironment(environment);
+        windowManager.start(text("openbox"), {text("--sm-disable")});
+        QVERIFY2(windowManager.waitForStarted(), "openbox is needed; scripts/test installs it");
+        QTRY_VERIFY_WITH_TIMEOUT(
+            windowManager.state() != QProcess::Running ||
+                ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")),
+            endTimeoutMs);
+        QCOMPARE(windowManager.state(), QProcess::Running);
+    }
+
+    void cleanupTestCase()
+    {
+        for (QProcess *const process : {&windowManager, &server}) {
+            process->terminate();
+            process->waitForFinished();
+        }
+    }
+
+    void a_key_closes_the_outcome_and_ends_the_program_data()
+    {
+        QTest::addColumn<QByteArray>("verdict");
+        QTest::addColumn<QByteArray>("key");
+        QTest::addColumn<QByteArray>("outcome");
+        QTest::newRow("success") << QByteArray("by-image") << QByteArray("key Return")
+                                 << QByteArray("success 1");
+        QTest::newRow("success, Escape")
+            << QByteArray("by-image") << QByteArray("key Escape") << QByteArray("success 1");
+        QTest::newRow("failure") << QByteArray("failure2") << QByteArray("key Return")
+                                 << QByteArray("success -1");
+        QTest::newRow("failure, No")
+            << QByteArray("failure2") << QByteArray("key alt+n") << QByteArray("success -1");
+    }
+
+    void a_key_closes_the_outcome_and_ends_the_program()
+    {
+        QFETCH(QByteArray, verdict);
+        QFETCH(QByteArray, key);
+        UpdaterRun run;
+        run.display = display;
+        const QString image = run.makeFirmware(text("TB210.bin"), {});
+        run.start({image, text("any")}, "silent=entry;enter-time=20;verdict=" + verdict);
+        QTRY_VERIFY_WITH_TIMEOUT(
+            !ask("xdotool", "search --onlyvisible --name ^Velmo_KVX2.DFU$").isEmpty(),
+            endTimeoutMs);
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Tips"), endTimeoutMs);
+        QCOMPARE(run.process.state(), QProcess::Running);
+        QVERIFY(!run.result().contains("success")); // that comes when the box is closed
+        press(key);
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(run.process.exitCode(), 0);
+        QTEST(run.result().split('\n').last(), "outcome");
+    }
+
+    void a_window_closed_during_the_transfer_ends_the_program_data()
+    {
+        QTest::addColumn<int>("percent");
+        for (const int percent : {0, 15, 30, 45, 60})
+            QTest::addRow("at %d%%", percent) << percent;
+    }
+
+    void a_window_closed_during_the_transfer_ends_the_program()
+    {
+        QFETCH(int, percent);
+        UpdaterRun run;
+        run.display = display;
+        const QString image = run.makeFirmware(
+            text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
+        run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20");
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
+        const auto far = [&] {
+            return run.percentages().isEmpty() ? -1 : run.percentages().last();
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(far() >= percent, endTimeoutMs);
+        press("key alt+F4");
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(run.process.exitCode(), 0);
+        QVERIFY(far() < 100);
+        QVERIFY(!run.result().contains("success"));
+        QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+    }
+
+    void a_missing_file_is_shown_and_ends_the_program_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::newRow("headless") << QStringList{text("missing.bin")};
+        QTest::newRow("visible") << QStringList{text("missing.bin"), text("any")};
+    }
+
+    void a_missing_file_is_shown_and_ends_the_program()
+    {
+        QFETCH(QStringList, arguments);
+        UpdaterRun run;
+        run.display = display;
+        run.start(arguments, "");
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Title"), endTimeoutMs);
+        QCOMPARE(run.process.state(), QProcess::Running);
+        press("key Return");
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(run.process.exitCode(), 0);
+        QCOMPARE(run.result(), QByteArray());
+        QCOMPARE(run.packetsTaken(), 0);
+    }
 };
 
 QString VisibleTest::ask(const char *tool, const char *arguments) const
@@ -54,124 +164,6 @@ QString VisibleTest::ask(const char *tool, const char *arguments) const
     if (!process.waitForFinished(endTimeoutMs))
         qWarning() << tool << process.errorString();
     return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
-
-void VisibleTest::initTestCase()
-{
-    // Without -noreset it starts anew, and drops its clients, when the first leaves.
-    server.start(
-        text("Xvfb"),
-        text("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24").split(QLatin1Char(' ')));
-    QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
-    QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
-    display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
-
-    // A home without settings, so that its own keys are in force.
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(text("DISPLAY"), display);
-    environment.insert(text("HOME"), home.path());
-    environment.remove(text("XDG_CONFIG_HOME"));
-    windowManager.setProcessEnvironment(environment);
-    windowManager.start(text("openbox"), {text("--sm-disable")});
-    QVERIFY2(windowManager.waitForStarted(), "openbox is needed; scripts/test installs it");
-    QTRY_VERIFY_WITH_TIMEOUT(
-        windowManager.state() != QProcess::Running ||
-            ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")),
-        endTimeoutMs);
-    QCOMPARE(windowManager.state(), QProcess::Running);
-}
-
-void VisibleTest::cleanupTestCase()
-{
-    for (QProcess *const process : {&windowManager, &server}) {
-        process->terminate();
-        process->waitForFinished();
-    }
-}
-
-void VisibleTest::a_key_closes_the_outcome_and_ends_the_program_data()
-{
-    QTest::addColumn<QByteArray>("verdict");
-    QTest::addColumn<QByteArray>("key");
-    QTest::addColumn<QByteArray>("outcome");
-    QTest::newRow("success") << QByteArray("by-image") << QByteArray("key Return")
-                             << QByteArray("success 1");
-    QTest::newRow("success, Escape")
-        << QByteArray("by-image") << QByteArray("key Escape") << QByteArray("success 1");
-    QTest::newRow("failure") << QByteArray("failure2") << QByteArray("key Return")
-                             << QByteArray("success -1");
-    QTest::newRow("failure, No") << QByteArray("failure2") << QByteArray("key alt+n")
-                                 << QByteArray("success -1");
-}
-
-void VisibleTest::a_key_closes_the_outcome_and_ends_the_program()
-{
-    QFETCH(QByteArray, verdict);
-    QFETCH(QByteArray, key);
-    UpdaterRun run;
-    run.display = display;
-    const QString image = run.makeFirmware(text("TB210.bin"), {});
-    run.start({image, text("any")}, "silent=entry;enter-time=20;verdict=" + verdict);
-    QTRY_VERIFY_WITH_TIMEOUT(
-        !ask("xdotool", "search --onlyvisible --name ^Velmo_KVX2.DFU$").isEmpty(), endTimeoutMs);
-    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Tips"), endTimeoutMs);
-    QCOMPARE(run.process.state(), QProcess::Running);
-    QVERIFY(!run.result().contains("success")); // that comes when the box is closed
-    press(key);
-    QVERIFY(run.waitForExit(endTimeoutMs));
-    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(run.process.exitCode(), 0);
-    QTEST(run.result().split('\n').last(), "outcome");
-}
-
-void VisibleTest::a_window_closed_during_the_transfer_ends_the_program_data()
-{
-    QTest::addColumn<int>("percent");
-    for (const int percent : {0, 15, 30, 45, 60})
-        QTest::addRow("at %d%%", percent) << percent;
-}
-
-void VisibleTest::a_window_closed_during_the_transfer_ends_the_program()
-{
-    QFETCH(int, percent);
-    UpdaterRun run;
-    run.display = display;
-    const QString image = run.makeFirmware(
-        text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
-    run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20");
-    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
-    const auto far = [&] { return run.percentages().isEmpty() ? -1 : run.percentages().last(); };
-    QTRY_VERIFY_WITH_TIMEOUT(far() >= percent, endTimeoutMs);
-    press("key alt+F4");
-    QVERIFY(run.waitForExit(endTimeoutMs));
-    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(run.process.exitCode(), 0);
-    QVERIFY(far() < 100);
-    QVERIFY(!run.result().contains("success"));
-    QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
-}
-
-void VisibleTest::a_missing_file_is_shown_and_ends_the_program_data()
-{
-    QTest::addColumn<QStringList>("arguments");
-    QTest::newRow("headless") << QStringList{text("missing.bin")};
-    QTest::newRow("visible") << QStringList{text("missing.bin"), text("any")};
-}
-
-void VisibleTest::a_missing_file_is_shown_and_ends_the_program()
-{
-    QFETCH(QStringList, arguments);
-    UpdaterRun run;
-    run.display = display;
-    run.start(arguments, "");
-    QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Title"), endTimeoutMs);
-    QCOMPARE(run.process.state(), QProcess::Running);
-    press("key Return");
-    QVERIFY(run.waitForExit(endTimeoutMs));
-    QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-    QCOMPARE(run.process.exitCode(), 0);
-    QCOMPARE(run.result(), QByteArray());
-    QCOMPARE(run.packetsTaken(), 0);
 }
 
 QTEST_GUILESS_MAIN(VisibleTest)
