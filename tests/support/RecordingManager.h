@@ -3,7 +3,7 @@
 #include "device/ICommDeviceMgmt.h"
 
 #include <QByteArray>
-#include <QStringList>
+#include <QList>
 
 #include <algorithm>
 #include <deque>
@@ -14,12 +14,6 @@
 class RecordingManager : public ICommDeviceMgmt
 {
 public:
-    struct Command
-    {
-        QByteArray bytes;
-        int retries = 0;
-    };
-
     bool init() override { return false; }
     void setProtocol(ICommProtocol * /*protocol*/) override {}
     void setOpenOption(int /*option*/) override {}
@@ -33,18 +27,19 @@ public:
     QList<int> listDevicePids() override { return {}; }
     void disconnect() override {}
 
-    bool sendAndReadOnce(const std::uint8_t *packet, int *result, int retries,
+    bool sendAndReadOnce(const std::uint8_t *packet, int *result, int /*retries*/,
                          std::size_t length) override
     {
         *result = 0;
-        commands.push_back({copyOf(packet, length), retries});
+        commands.append(copyOf(packet, length));
         return exchangeResult;
     }
 
-    int sendAndWait(const std::uint8_t *packet, std::uint8_t * /*reply*/, int retries,
+    int sendAndWait(const std::uint8_t *packet, std::uint8_t * /*reply*/, int newRetries,
                     std::size_t length) override
     {
-        commands.push_back({copyOf(packet, length), retries});
+        commands.append(copyOf(packet, length));
+        retries = newRetries;
         if (onCommand)
             onCommand();
         return commandResult;
@@ -74,7 +69,9 @@ public:
     int commandResult = statusNoReply;
     bool exchangeResult = true;
     std::deque<QByteArray> reports;
-    std::deque<Command> commands;
+    QList<QByteArray> commands;
+    /// With the last command that waits for its answer.
+    int retries = 0;
     std::function<void()> onCommand;
     std::function<void(const QByteArray &, int)> onPacket;
 

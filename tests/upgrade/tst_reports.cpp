@@ -9,16 +9,6 @@
 
 #include <memory>
 
-namespace {
-
-/// A report with the given bytes from byte 4 on.
-QByteArray report(const QByteArray &fromByte4)
-{
-    return (QByteArray(4, '\0') + fromByte4).leftJustified(64, '\0');
-}
-
-} // namespace
-
 /// Every report the microphone may send, and what the worker thread makes of it.
 class ReportsTest : public QObject
 {
@@ -29,9 +19,10 @@ private:
     std::unique_ptr<DevOperator> devOperator;
     QStringList raised;
 
-    void give(const QByteArray &bytes)
+    /// Takes a report with the given bytes from byte 4 on.
+    void give(const QByteArray &hexFromByte4)
     {
-        manager->reports.push_back(bytes);
+        manager->reports.push_back(QByteArray(4, '\0') + QByteArray::fromHex(hexFromByte4));
         devOperator->readDeviceReport();
     }
 
@@ -54,139 +45,120 @@ private slots:
                 [this] { raised += QStringLiteral("refresh"); });
     }
 
-    void reports_are_classified_data();
-    void reports_are_classified();
-    void no_report_does_nothing();
-    void model_codes_are_collected_when_both_bytes_change();
-    void parameter_reports_are_collected_up_to_the_limit();
-    void the_worker_reads_only_when_the_link_is_ready();
-    void signals_and_slots_have_their_indices();
-};
-
-void ReportsTest::reports_are_classified_data()
-{
-    QTest::addColumn<QByteArray>("bytes");
-    QTest::addColumn<QString>("signalsRaised");
-    QTest::addColumn<int>("stored");
-    QTest::addColumn<bool>("packetsLeft");
-
-    const auto row = [](const char *name, const QByteArray &bytes, const char *signalsRaised,
-                        int stored, bool left) {
-        QTest::newRow(name) << bytes << QString::fromLatin1(signalsRaised) << stored << left;
-    };
-    row("failed, flag", QByteArray("\x0B\0\0\0\1", 5), "verdict 1", 0, false);
-    row("failed, code 2", QByteArray("\x0B\0\0\2", 4), "verdict 1", 0, false);
-    row("failed, code 4", QByteArray("\x0B\0\0\4", 4), "verdict 1", 0, false);
-    row("failed, flag beats success", QByteArray("\x0B\0\0\5\1", 5), "verdict 1", 0, false);
-    row("succeeded, code 5", QByteArray("\x0B\0\0\5", 4), "verdict 2", 0, false);
-    row("succeeded, code 6", QByteArray("\x0B\0\0\6", 4), "verdict 2", 0, false);
-    row("status 3 goes on", QByteArray("\x0B\0\0\3", 4), "", 0, true);
-    row("status that is also dfu state", QByteArray("\x0B\0\x08\x10\7", 5), "dfu 7", 0, true);
-    row("status that is also parameter", QByteArray("\x0B\4\7\5", 4), "verdict 2", 1, false);
-    row("code 5 outside a status report", QByteArray("\x0A\0\0\5", 4), "", 0, true);
-    row("dfu state", QByteArray("\0\0\x08\x10\x2A", 5), "dfu 42", 0, true);
-    row("kind 8, other sub-kind", QByteArray("\0\4\x08\x11\x2A", 5), "", 1, true);
-    row("model code", QByteArray("\0\4\1\0", 4), "", 0, true);
-    row("kind 1, other sub-kind", QByteArray("\0\4\1\1", 4), "", 1, true);
-    row("last model code", QByteArray("\0\4\2\0", 4), "model", 0, true);
-    row("model code of another group", QByteArray("\0\3\2\0", 4), "", 0, true);
-    row("kind 3 is a parameter", QByteArray("\0\4\3\0", 4), "", 1, true);
-    row("end of the main values", QByteArray("\0\4\x12\0", 4), "refresh", 1, true);
-    row("kind 0x12 of another group", QByteArray("\0\5\x12\0", 4), "", 0, true);
-    row("not stored", QByteArray("\0\4\x34\0", 4), "", 0, true);
-    row("parameter", QByteArray("\0\4\x50\0", 4), "", 1, true);
-}
-
-void ReportsTest::reports_are_classified()
-{
-    QFETCH(QByteArray, bytes);
-    devOperator->pendingPackets = QList<QByteArray>{QByteArray(65, 'K')};
-    devOperator->inFlightBatch = QList<QByteArray>{QByteArray(65, 'K')};
-    devOperator->awaitingConfirmation = true;
-    const int statusReports = statusReportCount;
-    give(report(bytes));
-    QCOMPARE(statusReportCount - statusReports, bytes.at(0) == 0x0B ? 1 : 0);
-    QTEST(raised.join(QLatin1Char(' ')), "signalsRaised");
-    QTEST(devOperator->reportBuffer.size(), "stored");
-    QTEST(!devOperator->pendingPackets.isEmpty(), "packetsLeft");
-    QTEST(!devOperator->inFlightBatch.isEmpty(), "packetsLeft");
-    // While packets remain any report confirms, whatever it holds.
-    QFETCH(bool, packetsLeft);
-    QCOMPARE(static_cast<bool>(devOperator->awaitingConfirmation), !packetsLeft);
-}
-
-void ReportsTest::no_report_does_nothing()
-{
-    devOperator->pendingPackets = QList<QByteArray>{QByteArray(65, 'K')};
-    devOperator->awaitingConfirmation = true;
-    devOperator->readDeviceReport();
-    QVERIFY(raised.isEmpty());
-    QVERIFY(devOperator->awaitingConfirmation);
-}
-
-void ReportsTest::model_codes_are_collected_when_both_bytes_change()
-{
-    give(report(QByteArray("\0\4\0\0\x11\x22", 6)));
-    give(report(QByteArray("\0\4\1\0\x11\x33", 6))); // first byte as before
-    give(report(QByteArray("\0\4\1\0\x66\x33", 6))); // second byte as before
-    give(report(QByteArray("\0\4\2\0\x44\x55", 6)));
-    QCOMPARE(modelCodes, (QVector<std::uint8_t>{0x11, 0x22, 0x44, 0x55}));
-}
-
-void ReportsTest::parameter_reports_are_collected_up_to_the_limit()
-{
-    const QSignalSpy full(devOperator.get(), &DevOperator::tb210_sysreceive_datasignal);
-    for (int i = 0; i < 40; ++i) {
-        give(report(QByteArray("\0\4\x50", 3) + static_cast<char>(i)));
-        QCOMPARE(devOperator->reportBuffer.size(), qMin(i + 1, 33));
+    void reports_are_classified_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("result");
+        // While packets are left any report confirms, whatever it holds.
+        const auto row = [](const char *name, const char *bytes, const char *result) {
+            QTest::newRow(name) << QByteArray(bytes) << QString::fromLatin1(result);
+        };
+        row("no report", "", "left waiting");
+        row("failed, code 2", "0b000002", "verdict 1 waiting");
+        row("failed, code 4", "0b000004", "verdict 1 waiting");
+        row("failed, flag beats success", "0b00000501", "verdict 1 waiting");
+        row("succeeded, code 6", "0b000006", "verdict 2 waiting");
+        row("status 3 goes on", "0b000003", "left");
+        row("status that is also dfu state", "0b00081007", "dfu 7 left");
+        row("status that is also parameter", "0b040705", "verdict 2 stored waiting");
+        row("code 5 outside a status report", "0a000005", "left");
+        row("dfu state", "000008102a", "dfu 42 left");
+        row("kind 8, other sub-kind", "000408112a", "stored left");
+        row("model code", "00040100", "left");
+        row("kind 1, other sub-kind", "00040101", "stored left");
+        row("last model code", "00040200", "model left");
+        row("model code of another group", "00030200", "left");
+        row("kind 3 is a parameter", "00040300", "stored left");
+        row("end of the main values", "00041200", "refresh stored left");
+        row("kind 0x12 of another group", "00051200", "left");
+        row("not stored", "00043400", "left");
     }
-    QCOMPARE(full.size(), 10); // from the 31st report on, each time
-    QCOMPARE(devOperator->reportBuffer.at(32).subKind(), std::uint8_t{32});
-    // A report that would begin a new set replaces the first one when full, ...
-    give(report(QByteArray("\0\4\x22\x20", 4)));
-    QCOMPARE(devOperator->reportBuffer.size(), 33);
-    QCOMPARE(devOperator->reportBuffer.at(0).kindByte(), std::uint8_t{0x22});
-    give(report(QByteArray("\0\4\x22\x21", 4)));
-    QCOMPARE(devOperator->reportBuffer.at(0).subKind(), std::uint8_t{0x21});
-    // ... and begins the set otherwise.
-    devOperator->reportBuffer.clear();
-    give(report(QByteArray("\0\4\x50", 3)));
-    give(report(QByteArray("\0\4\x22\x20", 4)));
-    QCOMPARE(devOperator->reportBuffer.size(), 1);
-    QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x22});
-    give(report(QByteArray("\0\4\x34", 3))); // not stored, but the latest
-    QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x34});
-    // A first report stands as it is while it is the only one.
-    give(report(QByteArray("\0\5\x22\7", 4)));
-    QCOMPARE(devOperator->reportBuffer.at(0).subKind(), std::uint8_t{0x20});
-}
 
-void ReportsTest::the_worker_reads_only_when_the_link_is_ready()
-{
-    DFU_thread worker(nullptr);
-    worker.devOperator = devOperator.get();
-    manager->reports.push_back(report(QByteArray("\x0B\0\0\5", 4)));
-    linkReadyFlag = false;
-    worker.onePass();
-    QCOMPARE(static_cast<int>(manager->reports.size()), 1);
-    linkReadyFlag = true;
-    worker.onePass();
-    QCOMPARE(raised, QStringList{QStringLiteral("verdict 2")});
-}
+    void reports_are_classified()
+    {
+        QFETCH(QByteArray, bytes);
+        devOperator->pendingPackets = QList<QByteArray>{QByteArray(65, 'K')};
+        devOperator->inFlightBatch = QList<QByteArray>{QByteArray(65, 'K')};
+        devOperator->awaitingConfirmation = true;
+        const int statusReports = statusReportCount;
+        if (bytes.isEmpty())
+            devOperator->readDeviceReport();
+        else
+            give(bytes);
+        QCOMPARE(statusReportCount - statusReports, bytes.startsWith("0b") ? 1 : 0);
+        if (devOperator->reportBuffer.size() == 1)
+            raised += QStringLiteral("stored");
+        if (!devOperator->pendingPackets.isEmpty())
+            raised += QStringLiteral("left");
+        if (devOperator->awaitingConfirmation)
+            raised += QStringLiteral("waiting");
+        QTEST(raised.join(QLatin1Char(' ')), "result");
+        QCOMPARE(devOperator->inFlightBatch.isEmpty(), devOperator->pendingPackets.isEmpty());
+    }
 
-void ReportsTest::signals_and_slots_have_their_indices()
-{
-    const QMetaObject &meta = DevOperator::staticMetaObject;
-    QStringList names;
-    for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-        names += QString::fromLatin1(meta.method(i).methodSignature());
-    QCOMPARE(names.join(QLatin1Char(' ')),
-             QStringLiteral("connectDevice() disconnectDevice() refresh_main_signal() "
-                            "tb210_refresh_main_signal() tb210_sysreceive_datasignal() "
-                            "tb210_progress_current_value(int) tb210_break_fail_mess(int) "
-                            "blockDfuStatus(int) blockModelCodel() startSendMsg() "
-                            "tb210_startSendMsg() tb210_startReceiveMsg() timeOutAction()"));
-}
+    void model_codes_are_collected_when_both_bytes_change()
+    {
+        give("000400001122");
+        give("000401001133"); // first byte as before
+        give("000401006633"); // second byte as before
+        give("000402004455");
+        QCOMPARE(modelCodes, (QVector<std::uint8_t>{0x11, 0x22, 0x44, 0x55}));
+    }
+
+    void parameter_reports_are_collected_up_to_the_limit()
+    {
+        const ReportBuffer &buffer = devOperator->reportBuffer;
+        const QSignalSpy full(devOperator.get(), &DevOperator::tb210_sysreceive_datasignal);
+        for (int i = 1; i <= 40; ++i)
+            give("000450" + QByteArray::number(i, 16).rightJustified(2, '0'));
+        QCOMPARE(buffer.size(), 33);
+        QCOMPARE(full.size(), 10); // from the 31st report on, each time
+        QCOMPARE(buffer.at(32).subKind(), std::uint8_t{33});
+        // A report that would begin a new set replaces the first one when full, ...
+        give("00042220");
+        QCOMPARE(buffer.size(), 33);
+        QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x20});
+        give("00042221");
+        QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x21});
+        // ... and begins the set otherwise.
+        devOperator->reportBuffer.clear();
+        give("000450");
+        give("00042220");
+        QCOMPARE(buffer.size(), 1);
+        give("000434"); // not stored, but the latest
+        QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x34});
+        // A first report stands as it is while it is the only one.
+        give("00052207");
+        QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x20});
+    }
+
+    void the_worker_reads_only_when_the_link_is_ready()
+    {
+        DFU_thread worker(nullptr);
+        worker.devOperator = devOperator.get();
+        manager->reports.push_back(QByteArray::fromHex("000000000b000005"));
+        linkReadyFlag = false;
+        worker.onePass();
+        QVERIFY(raised.isEmpty());
+        linkReadyFlag = true;
+        worker.onePass();
+        QCOMPARE(raised, QStringList{QStringLiteral("verdict 2")});
+    }
+
+    void signals_and_slots_have_their_indices()
+    {
+        const QMetaObject &meta = DevOperator::staticMetaObject;
+        QStringList names;
+        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
+            names += QString::fromLatin1(meta.method(i).methodSignature());
+        QCOMPARE(names.join(QLatin1Char(' ')),
+                 QStringLiteral("connectDevice() disconnectDevice() refresh_main_signal() "
+                                "tb210_refresh_main_signal() tb210_sysreceive_datasignal() "
+                                "tb210_progress_current_value(int) tb210_break_fail_mess(int) "
+                                "blockDfuStatus(int) blockModelCodel() startSendMsg() "
+                                "tb210_startSendMsg() tb210_startReceiveMsg() timeOutAction()"));
+    }
+};
 
 QTEST_GUILESS_MAIN(ReportsTest)
 #include "tst_reports.moc"
