@@ -123,6 +123,7 @@ private slots:
         row(3, "", "0/0 w 0/0 1/1 2/2", "0 0 0 1 2 3");
         row(3, "otg alternate id", "w 1/1 2/2", "0 0 1 2 3");
         row(1, "", "0/0", "0 left");
+        row(0, "", "", "");
     }
 
     void the_schedule_depends_on_the_number_of_packets()
