@@ -47,6 +47,18 @@ ControlCommand asControlCommand(const std::array<std::uint8_t, Size> &command)
     return whole;
 }
 
+/// Takes a command off its queue if it went well, otherwise the whole queue with it.
+/// Tells which.
+template <class Queue>
+bool settle(Queue &queue, bool wentWell)
+{
+    if (wentWell)
+        queue.removeFirst();
+    else
+        queue.clear();
+    return wentWell;
+}
+
 template <std::size_t Size>
 CFirmwareUpgradeProtocol::ExchangeBuffer
 asExchangeBuffer(const std::array<std::uint8_t, Size> &command)
@@ -131,13 +143,16 @@ void DevOperator::transferPass()
         sendTail();
     }
     if (!controlCommandQueue.isEmpty()) {
-        serveControlCommand();
+        serveCommand(controlCommandQueue);
         return;
     }
     if (!settingQueue.isEmpty())
-        serveSetting();
-    if (!reportCommandQueue.isEmpty())
-        serveReportRequest();
+        serveCommand(settingQueue);
+    if (!reportCommandQueue.isEmpty()) {
+        // Its failure is told to nobody.
+        const int result = sendFirst(reportCommandQueue, reportRequestPauseMs);
+        settle(reportCommandQueue, result >= 0 && connectedFlag);
+    }
 }
 
 void DevOperator::walkPackets()
@@ -242,44 +257,21 @@ bool DevOperator::waitForConfirmation()
 
 // ---- The command queues between upgrades ---------------------------------------
 
-void DevOperator::serveControlCommand()
+template <class Queue>
+int DevOperator::sendFirst(const Queue &queue, int pauseMs)
 {
-    const ControlCommand command = controlCommandQueue.first();
+    clock->sleep(pauseMs);
+    const ControlCommand command = asControlCommand(queue.first());
     Reply reply{};
-    clock->sleep(commandPauseMs);
-    const int result = sendCommand(command.data(), reply.data(), command.size());
-    if (result >= 0 && connectedFlag) {
-        controlCommandQueue.removeFirst();
-    } else {
-        controlCommandQueue.clear();
-        emit tb210_break_fail_mess(result);
-    }
+    return sendCommand(command.data(), reply.data(), command.size());
 }
 
-void DevOperator::serveSetting()
+template <class Queue>
+void DevOperator::serveCommand(Queue &queue)
 {
-    clock->sleep(commandPauseMs);
-    const ControlCommand command = asControlCommand(settingQueue.first());
-    Reply reply{};
-    const int result = sendCommand(command.data(), reply.data(), command.size());
-    if (result >= 0 && connectedFlag) {
-        settingQueue.removeFirst();
-    } else {
-        settingQueue.clear();
+    const int result = sendFirst(queue, commandPauseMs);
+    if (!settle(queue, result >= 0 && connectedFlag))
         emit tb210_break_fail_mess(result);
-    }
-}
-
-void DevOperator::serveReportRequest()
-{
-    clock->sleep(reportRequestPauseMs);
-    const ControlCommand command = asControlCommand(reportCommandQueue.first());
-    Reply reply{};
-    const int result = sendCommand(command.data(), reply.data(), command.size());
-    if (result >= 0 && connectedFlag)
-        reportCommandQueue.removeFirst();
-    else
-        reportCommandQueue.clear();
 }
 
 void DevOperator::disconnectedPass()
@@ -287,15 +279,10 @@ void DevOperator::disconnectedPass()
     reportCommandQueue.clear();
     if (settingQueue.isEmpty())
         return;
-    clock->sleep(commandPauseMs);
-    const ControlCommand command = asControlCommand(settingQueue.first());
-    Reply reply{};
-    const bool answered = sendCommand(command.data(), reply.data(), command.size()) != 0;
+    // Any result but 0 passes for an answer here, by decision of this system.
+    const bool answered = sendFirst(settingQueue, commandPauseMs) != 0;
     qDebug() << "send------" << answered;
-    if (answered && linkReadyFlag)
-        settingQueue.removeFirst();
-    else
-        settingQueue.clear();
+    settle(settingQueue, answered && linkReadyFlag);
 }
 
 // ---- The two command loops that the updater never starts ------------------------

@@ -108,9 +108,12 @@ private:
     void sendBatch();
     void sendOne(const QByteArray &packet, int indexInBatch);
     bool waitForConfirmation();
-    void serveControlCommand();
-    void serveSetting();
-    void serveReportRequest();
+    /// Sends a queue's first command, 12 bytes of it, after a pause; its status.
+    template <class Queue>
+    int sendFirst(const Queue &queue, int pauseMs);
+    /// Sends it, and tells of a failure.
+    template <class Queue>
+    void serveCommand(Queue &queue);
     void disconnectedPass();
     void giveVerdict(InputReport::Verdict verdict);
     void takeModelCode(const InputReport &report);
