@@ -14,6 +14,8 @@ public:
     /// Adds the calls `first` to `last`, both included.
     void add(std::uint32_t first, std::uint32_t last) { ranges.emplace_back(first, last); }
 
+    bool isEmpty() const { return ranges.empty(); }
+
     bool contains(std::uint32_t call) const
     {
         return std::any_of(ranges.begin(), ranges.end(), [call](const auto &range) {

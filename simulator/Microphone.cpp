@@ -100,7 +100,10 @@ void Microphone::takeEntry(const Payload &payload, Time now)
     if (currentState == State::Idle) {
         enter(State::EntryAccepted, now);
         const Time upgradeMode = now + settings.enterTime;
-        timer(Restart) = std::min(now + settings.answerDelay + restartPause, upgradeMode);
+        const Time restart =
+            now + std::max(settings.answerDelay + restartPause,
+                           settings.enterTime * restartPartNumerator / restartPartDenominator);
+        timer(Restart) = std::min(restart, upgradeMode);
         timer(UpgradeMode) = upgradeMode;
     }
     answer(codeEntryConfirmed, now);

@@ -9,10 +9,12 @@ namespace sim {
 /// Time since any fixed moment, on a clock that never goes back.
 using Time = std::chrono::microseconds;
 
-/// The restart begins this long after the entry packet's answer, so that the answer
-/// can still be read, by a host under load too, from a microphone that leaves the
-/// bus.
+/// The restart begins at least this long after the entry packet's answer, and not before
+/// this part of the time from the entry packet to upgrade mode, so that the answer can
+/// still be read, by a host under load too, from a microphone that leaves the bus.
 constexpr Time restartPause = std::chrono::milliseconds(100);
+constexpr int restartPartNumerator = 4;
+constexpr int restartPartDenominator = 5;
 
 /// Which answers the microphone keeps to itself.  Its verdict only with `All`.
 enum class Silence

@@ -24,6 +24,7 @@ constexpr std::size_t largestIdDigits = 4;
 constexpr const char *timeRule = "milliseconds from 0 to 600000, at most 3 decimals";
 constexpr const char *numberRule = "a packet number from 0 to 100000000";
 constexpr const char *productRule = "a product id of 1 to 4 hexadecimal digits";
+constexpr const char *deviceRule = "PID or VID:PID, 1 to 4 hexadecimal digits each";
 constexpr const char *devicesRule =
     "'none', or a comma list of PID or VID:PID, 1 to 4 hexadecimal digits each";
 constexpr const char *rangesRule = "a comma list of N, N-M and N- with 1 <= N <= M <= 100000000";
@@ -92,19 +93,28 @@ std::optional<std::uint16_t> parseId(std::string_view text)
     return static_cast<std::uint16_t>(*id);
 }
 
+/// PID or VID:PID.
+std::optional<DeviceId> parseDevice(std::string_view text)
+{
+    const std::size_t colon = text.find(':');
+    const bool hasVendor = colon != std::string_view::npos;
+    const auto vendor = hasVendor ? parseId(text.substr(0, colon)) : microphoneVendor;
+    const auto product = parseId(hasVendor ? text.substr(colon + 1) : text);
+    if (!vendor || !product)
+        return std::nullopt;
+    return DeviceId{*vendor, *product};
+}
+
 std::optional<std::vector<DeviceId>> parseDevices(std::string_view text)
 {
     std::vector<DeviceId> devices;
     if (text == "none")
         return devices;
     for (const std::string_view part : split(text, ',')) {
-        const std::size_t colon = part.find(':');
-        const bool hasVendor = colon != std::string_view::npos;
-        const auto vendor = hasVendor ? parseId(part.substr(0, colon)) : microphoneVendor;
-        const auto product = parseId(hasVendor ? part.substr(colon + 1) : part);
-        if (!vendor || !product)
+        const auto device = parseDevice(part);
+        if (!device)
             return std::nullopt;
-        devices.push_back({*vendor, *product});
+        devices.push_back(*device);
     }
     return devices;
 }
@@ -168,6 +178,12 @@ bool put(const std::optional<Value> &parsed, Target &target)
     if (parsed)
         target = *parsed;
     return parsed.has_value();
+}
+
+/// Made by the first setting about it, whichever comes first.
+Visitor &visitorOf(Settings &settings)
+{
+    return settings.visitor ? *settings.visitor : settings.visitor.emplace();
 }
 
 /// One setting.  `store` answers false for a value that is not allowed.
@@ -241,6 +257,20 @@ constexpr std::array rules = {
              return put(parseWord<bool>(v, {{"same", false}, {"new", true}}), s.newPath);
          },
          "same or new"},
+    Rule{"visitor",
+         [](std::string_view v, Settings &s) {
+             const auto id = parseDevice(v);
+             if (id)
+                 visitorOf(s).id = *id;
+             return id.has_value();
+         },
+         deviceRule},
+    Rule{"visitor-at",
+         [](std::string_view v, Settings &s) { return put(parsePacket(v), visitorOf(s).at); },
+         numberRule},
+    Rule{"visitor-stay",
+         [](std::string_view v, Settings &s) { return put(parseTime(v), visitorOf(s).stay); },
+         timeRule},
     Rule{"fail-writes",
          [](std::string_view v, Settings &s) { return put(parseRanges(v), s.failingWrites); },
          rangesRule},
@@ -280,6 +310,9 @@ std::string contradiction(const Settings &settings, const std::set<std::string> 
     if (vanishes && microphone.enterTime <= microphone.answerDelay + restartPause)
         return "enter-time: must exceed answer-delay by more than 100 for a microphone that "
                "vanishes";
+    for (const char *name : {"visitor-at", "visitor-stay"})
+        if (has(name) && !has("visitor"))
+            return std::string(name) + ": needs visitor";
     if (has("verdict-at") && microphone.verdict == VerdictKind::None)
         return "verdict-at: not together with verdict=none";
     return {};

@@ -5,6 +5,7 @@
 #include "simulator/wire.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -15,6 +16,15 @@ struct DeviceId
 {
     std::uint16_t vendor;
     std::uint16_t product;
+};
+
+/// Another device, which comes and goes once.
+struct Visitor
+{
+    DeviceId id{};
+    /// The microphone's packet after which it comes, and how long it stays.
+    std::uint32_t at = 1;
+    Time stay = std::chrono::milliseconds(100);
 };
 
 /// Everything that VELMO_SIM says.  README.md has the grammar and the defaults.
@@ -28,6 +38,7 @@ struct Settings
     Time packetTime = std::chrono::milliseconds(1);
     /// One that comes back does so under another path.
     bool newPath = false;
+    std::optional<Visitor> visitor;
     CallRanges failingWrites;
     CallRanges failingReads;
     /// Counts the reports handed out, not the calls: most reads find nothing.

@@ -55,16 +55,11 @@ std::string Simulator::configure(const std::string &settingsText)
 
 void Simulator::apply(const Settings &newSettings, const std::string &text)
 {
-    settings = newSettings;
     for (const auto &handle : handles) {
         handle->closed = true;
         handle->queue.clear();
     }
-    subjectIndex.reset();
     writeCalls = readCalls = reportsRead = 0;
-    pathsGiven = 0;
-    refusals.clear();
-    taken.clear();
     noticeCallback = nullptr;
     noticeContext = nullptr;
     noticesOff = false;
@@ -73,10 +68,7 @@ void Simulator::apply(const Settings &newSettings, const std::string &text)
         receiver->deleteLater();
     receiver = nullptr;
 
-    devices.clear();
-    for (const DeviceId &id : settings.devices)
-        devices.push_back({nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())});
-    trace.line("load", "settings=" + text);
+    bus.configure(newSettings, text);
     wake.notify_all();
     inputChanged.notify_all();
 }
@@ -85,125 +77,59 @@ void Simulator::runDevices()
 {
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
-        std::optional<Time> next;
-        for (std::size_t i = 0; i < devices.size(); ++i) {
-            advance(i);
-            const auto due = devices[i].microphone.nextDeadline();
-            if (due && (!next || *due < *next))
-                next = due;
-        }
-        if (next)
-            wake.wait_until(lock, start + *next);
+        if (const auto next = bus.runDue())
+            wake.wait_until(lock, *next);
         else
             wake.wait(lock);
     }
 }
 
-Time Simulator::now() const
-{
-    return std::chrono::duration_cast<Time>(std::chrono::steady_clock::now() - start);
-}
-
-std::string Simulator::nextPath()
-{
-    return "/dev/velmo-sim" + std::to_string(pathsGiven++);
-}
-
-void Simulator::becomeSubject(std::size_t index)
-{
-    if (subjectIndex)
-        return;
-    subjectIndex = index;
-    Microphone &microphone = devices[index].microphone;
-    microphone = Microphone(microphone.vendorId(), microphone.productId(), settings.microphone);
-}
-
-Simulator::Device *Simulator::subject()
-{
-    for (std::size_t i = 0; i < devices.size() && !subjectIndex; ++i)
-        if (!devices[i].microphone.isForeign())
-            becomeSubject(i);
-    return subjectIndex ? &devices[*subjectIndex] : nullptr;
-}
-
 void Simulator::unplug()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (Device *const device = subject()) {
-        device->microphone.unplug(now());
-        advance(*subjectIndex);
-    }
+    bus.unplug();
 }
 
 void Simulator::plug(std::optional<std::uint16_t> productId, bool upgrading)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (Device *const device = subject()) {
-        Microphone &microphone = device->microphone;
-        microphone.plug(productId.value_or(microphone.productId()), upgrading, now());
-        advance(*subjectIndex);
-    }
+    bus.plug(productId, upgrading);
 }
 
 void Simulator::inject(const InputReport &report)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (subject() != nullptr)
-        send(*subjectIndex, report);
+    bus.inject(report);
 }
 
 std::vector<Microphone::Refusal> Simulator::violations() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return refusals;
+    return bus.violations();
 }
 
 std::vector<std::vector<std::uint8_t>> Simulator::packets() const
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    return taken;
+    return bus.packets();
 }
 
-void Simulator::advance(std::size_t index)
+void Simulator::departed(std::size_t index)
 {
-    for (const Microphone::Event &event : devices[index].microphone.advance(now()))
-        carryOut(index, event);
+    for (const auto &handle : handles)
+        if (handle->device == index)
+            handle->lost = true;
+    inputChanged.notify_all();
+    notify(index, true);
 }
 
-void Simulator::carryOut(std::size_t index, const Microphone::Event &event)
+void Simulator::arrived(std::size_t index)
 {
-    using Kind = Microphone::Event::Kind;
-    Device &device = devices[index];
-    const std::string ids = Trace::ids(device.microphone.vendorId(), event.productId);
-    switch (event.kind) {
-    case Kind::Confirmation:
-    case Kind::Verdict:
-        send(index, event.report);
-        break;
-    case Kind::Departure:
-        trace.line("departure", "path=" + device.path + " id=" + ids);
-        for (const auto &handle : handles)
-            if (handle->device == index)
-                handle->lost = true;
-        inputChanged.notify_all();
-        notify(device, true);
-        break;
-    case Kind::Arrival:
-        if (settings.newPath)
-            device.path = nextPath();
-        trace.line("arrival", "path=" + device.path + " id=" + ids);
-        notify(device, false);
-        break;
-    case Kind::StateChange:
-        trace.line("state", "path=" + device.path + " state=" + Microphone::describe(event.state));
-        break;
-    }
+    notify(index, false);
 }
 
-void Simulator::send(std::size_t index, const InputReport &report)
+void Simulator::sent(std::size_t index, const InputReport &report)
 {
-    trace.line("send",
-               "path=" + devices[index].path + " data=" + Trace::hex(report.data(), report.size()));
     for (const auto &handle : handles) {
         if (handle->closed || handle->lost || handle->device != index)
             continue;
@@ -218,19 +144,18 @@ void Simulator::send(std::size_t index, const InputReport &report)
     inputChanged.notify_all();
 }
 
-void Simulator::notify(const Device &device, bool removal)
+void Simulator::notify(std::size_t index, bool removal)
 {
     if (receiver == nullptr || noticesOff || loopEnded)
         return;
-    const Microphone &microphone = device.microphone;
-    notices.push_back({{device.path, microphone.vendorId(), microphone.productId()}, removal});
+    notices.push_back({listing(index), removal});
     receiver->wake();
 }
 
-void Simulator::violate(Microphone::Refusal refusal)
+Simulator::Listing Simulator::listing(std::size_t index) const
 {
-    refusals.push_back(refusal);
-    trace.line("violation", Microphone::describe(refusal));
+    const Bus::Device &device = bus.devices()[index];
+    return {device.path, device.microphone.vendorId(), device.microphone.productId()};
 }
 
 void Simulator::traceCall(const char *event)
@@ -243,11 +168,11 @@ std::vector<Simulator::Listing> Simulator::enumerate(std::uint16_t vendor, std::
 {
     const std::lock_guard<std::mutex> lock(mutex);
     std::vector<Listing> listings;
-    for (const Device &device : devices) {
-        const Microphone &microphone = device.microphone;
+    for (std::size_t i = 0; i < bus.devices().size(); ++i) {
+        const Microphone &microphone = bus.devices()[i].microphone;
         if (microphone.isOnBus() && (vendor == 0 || vendor == microphone.vendorId()) &&
             (product == 0 || product == microphone.productId()))
-            listings.push_back({device.path, microphone.vendorId(), microphone.productId()});
+            listings.push_back(listing(i));
     }
     trace.line("enumerate", "count=" + std::to_string(listings.size()));
     return listings;
@@ -256,22 +181,17 @@ std::vector<Simulator::Listing> Simulator::enumerate(std::uint16_t vendor, std::
 hid_device_ *Simulator::open(const std::string &path)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    const auto device = std::find_if(devices.begin(), devices.end(), [&path](const Device &one) {
-        return one.path == path && one.microphone.isOnBus();
-    });
-    if (device == devices.end()) {
+    const auto index = bus.find(path);
+    if (!index) {
         trace.line("open", "path=" + path + " handle=none");
         return nullptr;
     }
-    const auto index = static_cast<std::size_t>(device - devices.begin());
-    if (!device->microphone.isForeign())
-        becomeSubject(index);
-    device->microphone.opened(now());
+    bus.opened(*index);
 
     handles.push_back(std::make_unique<hid_device_>());
     hid_device_ *const handle = handles.back().get();
     handle->number = static_cast<int>(handles.size());
-    handle->device = index;
+    handle->device = *index;
     trace.line("open", "path=" + path + " handle=" + std::to_string(handle->number));
     wake.notify_all();
     return handle;
@@ -303,8 +223,7 @@ std::optional<Simulator::Listing> Simulator::describe(const hid_device_ *handle)
     const hid_device_ *const known = find(handle);
     if (known == nullptr)
         return std::nullopt;
-    const Device &device = devices[known->device];
-    return Listing{device.path, device.microphone.vendorId(), device.microphone.productId()};
+    return listing(known->device);
 }
 
 int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t length)
@@ -312,17 +231,16 @@ int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t 
     const auto done = std::chrono::steady_clock::now();
     std::unique_lock<std::mutex> lock(mutex);
     const std::uint32_t call = ++writeCalls;
-    const auto packetTime = settings.packetTime;
+    const auto packetTime = bus.currentSettings().packetTime;
     const auto fail = [&](const char *why) {
-        trace.line("write", std::string("packet=none length=") + std::to_string(length) +
-                                " result=-1 why=" + why + " data=" + Trace::hex(data, length));
+        bus.traceFailedWrite(data, length, why);
         return -1;
     };
     const auto failFor = [&](const hid_device_ *known) {
         if (known == nullptr)
             return fail("closed");
         // The device may be back: this handle is not.
-        violate(Microphone::Refusal::Absent);
+        bus.violate(Microphone::Refusal::Absent);
         return fail("lost");
     };
 
@@ -331,26 +249,18 @@ int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t 
         return failFor(known);
     // The transfer: whatever else happens goes on meanwhile.
     lock.unlock();
-    std::this_thread::sleep_until(done + packetTime);
+    // Windows wakes up to a clock tick early.
+    while (std::chrono::steady_clock::now() < done + packetTime)
+        std::this_thread::sleep_until(done + packetTime);
     lock.lock();
     known = find(handle);
     if (known == nullptr || known->lost)
         return failFor(known);
-    if (settings.failingWrites.contains(call))
+    if (bus.currentSettings().failingWrites.contains(call))
         return fail("fail-writes");
 
-    const std::size_t index = known->device;
-    Microphone &microphone = devices[index].microphone;
-    const Microphone::Refusal refusal = microphone.receive(data, length, now());
-    if (refusal != Microphone::Refusal::None) {
-        violate(refusal);
-        return fail("refused");
-    }
-    taken.emplace_back(data, data + length);
-    trace.line("write", "packet=" + std::to_string(microphone.lastPacket().value_or(0)) +
-                            " length=" + std::to_string(length) + " result=" +
-                            std::to_string(length) + " data=" + Trace::hex(data, length));
-    advance(index);
+    if (bus.receive(known->device, data, length) != Microphone::Refusal::None)
+        return -1;
     wake.notify_all();
     return static_cast<int>(length);
 }
@@ -363,7 +273,7 @@ int Simulator::read(hid_device_ *handle, std::uint8_t *data, std::size_t length,
     hid_device_ *const known = find(handle);
     if (known == nullptr)
         return -1;
-    if (settings.failingReads.contains(call))
+    if (bus.currentSettings().failingReads.contains(call))
         return failRead(*known, "fail-reads");
     const auto isOver = [known] { return known->closed || known->lost || !known->queue.empty(); };
     if (timeoutMs < 0)
@@ -385,7 +295,7 @@ int Simulator::finishRead(hid_device_ &handle, std::uint8_t *data, std::size_t l
         return 0;
     const InputReport report = handle.queue.front();
     handle.queue.pop_front();
-    const bool cut = settings.shortReads.contains(++reportsRead);
+    const bool cut = bus.currentSettings().shortReads.contains(++reportsRead);
     const std::size_t size = std::min(length, cut ? shortReportSize : report.size());
     std::copy_n(report.begin(), size, data);
     trace.line("read", "handle=" + std::to_string(handle.number) +

@@ -1,10 +1,8 @@
 #pragma once
 
-#include "simulator/Microphone.h"
-#include "simulator/Settings.h"
-#include "simulator/Trace.h"
+#include "simulator/Bus.h"
+#include "simulator/IBusListener.h"
 
-#include <chrono>
 #include <condition_variable>
 #include <cstddef>
 #include <cstdint>
@@ -21,13 +19,13 @@ namespace sim {
 
 class NoticeReceiver;
 
-/// The simulated bus with its devices, one in a process, on the real clock.
+/// The simulated bus behind the HID library's functions, one in a process.
 ///
 /// Every function may be called from any thread.  A thread of its own drives the
 /// devices; it and this object live until the process ends, because they may be in
 /// use until then.  The first call reads VELMO_SIM and VELMO_SIM_TRACE; a mistake
 /// in them ends the process with one line on standard error and `exitBadSettings`.
-class Simulator
+class Simulator : private IBusListener
 {
 public:
     /// What sysexits.h calls a configuration error.
@@ -40,9 +38,6 @@ public:
     Simulator &operator=(const Simulator &) = delete;
     Simulator(Simulator &&) = delete;
     Simulator &operator=(Simulator &&) = delete;
-    /// There is no end to it: a thread may be inside.
-    ~Simulator() = delete;
-
     /// @name For tests
     /// @{
 
@@ -101,11 +96,6 @@ public:
     /// @}
 
 private:
-    struct Device
-    {
-        std::string path;
-        Microphone microphone;
-    };
     struct Notice
     {
         Listing device;
@@ -113,20 +103,17 @@ private:
     };
 
     Simulator();
+    /// Never used: there is no end to it, a thread may be inside.
+    ~Simulator() override = default;
+
+    void departed(std::size_t index) override;
+    void arrived(std::size_t index) override;
+    void sent(std::size_t index, const InputReport &report) override;
 
     void runDevices();
     void apply(const Settings &newSettings, const std::string &text);
-    Time now() const;
-    std::string nextPath();
-    /// The device that the settings concern; null when there is none.
-    Device *subject();
-    void becomeSubject(std::size_t index);
-    /// Lets one device do what is due.
-    void advance(std::size_t index);
-    void carryOut(std::size_t index, const Microphone::Event &event);
-    void send(std::size_t index, const InputReport &report);
-    void notify(const Device &device, bool removal);
-    void violate(Microphone::Refusal refusal);
+    Listing listing(std::size_t index) const;
+    void notify(std::size_t index, bool removal);
     hid_device_ *find(const hid_device_ *handle) const;
     int finishRead(hid_device_ &handle, std::uint8_t *data, std::size_t length);
     int failRead(hid_device_ &handle, const char *why);
@@ -138,18 +125,12 @@ private:
     /// For readers: a report, a departure or a close.
     std::condition_variable inputChanged;
 
-    const std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
     Trace trace;
-    Settings settings;
-    std::vector<Device> devices;
-    std::optional<std::size_t> subjectIndex;
+    Bus bus{&trace, this};
     std::vector<std::unique_ptr<hid_device_>> handles;
-    int pathsGiven = 0;
     std::uint32_t writeCalls = 0;
     std::uint32_t readCalls = 0;
     std::uint32_t reportsRead = 0;
-    std::vector<Microphone::Refusal> refusals;
-    std::vector<std::vector<std::uint8_t>> taken;
 
     NoticeCallback noticeCallback = nullptr;
     void *noticeContext = nullptr;

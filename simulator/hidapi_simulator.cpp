@@ -1,6 +1,7 @@
 /// The HID library's C interface over the simulator.  No function ever looks
 /// behind a handle: a closed, null or unknown one answers as a failure.
 
+#include "simulator/DeviceNames.h"
 #include "simulator/Simulator.h"
 
 #include "device/hidapi/hidapi_additions.h"
@@ -13,6 +14,7 @@
 
 namespace {
 
+using sim::DeviceNames;
 using sim::Simulator;
 
 /// The outcome of the calling thread's last call, as hid_error() tells it.
@@ -36,27 +38,13 @@ int unsupported(const hid_device *device)
     return outcome(device, -1, L"the simulated device has no such thing");
 }
 
-struct Names
-{
-    const wchar_t *manufacturer;
-    const wchar_t *product;
-    const wchar_t *serial;
-};
-
-constexpr Names microphoneNames = {L"Velmo", L"Velmo microphone (simulated)", L"VS0001"};
-constexpr Names foreignNames = {L"Simulator", L"HID device (simulated)", L"FS0001"};
-
-const Names &namesOf(const Simulator::Listing &listing)
-{
-    return listing.vendor == sim::microphoneVendor ? microphoneNames : foreignNames;
-}
-
-int giveString(hid_device *device, wchar_t *string, size_t maxlen, const wchar_t *Names::*name)
+int giveString(hid_device *device, wchar_t *string, size_t maxlen,
+               const wchar_t *DeviceNames::*name)
 {
     const auto listing = Simulator::instance().describe(device);
     if (!listing || string == nullptr || maxlen == 0)
         return outcome(device, -1, L"the device handle is closed");
-    const std::wstring text = namesOf(*listing).*name;
+    const std::wstring text = sim::deviceNames(listing->vendor).*name;
     const std::size_t length = std::min(text.size(), maxlen - 1);
     std::copy_n(text.begin(), length, string);
     string[length] = L'\0';
@@ -77,22 +65,19 @@ Character *copied(const Character *text)
 
 hid_device_info *makeRecord(const Simulator::Listing &listing)
 {
-    constexpr unsigned short releaseNumber = 0x0100;
-    constexpr unsigned short vendorUsagePage = 0xFF00;
-    constexpr unsigned short usage = 1;
     auto *const record = static_cast<hid_device_info *>(std::calloc(1, sizeof(hid_device_info)));
     if (record == nullptr)
         return nullptr;
-    const Names &names = namesOf(listing);
+    const DeviceNames names = sim::deviceNames(listing.vendor);
     record->path = copied(listing.path.c_str());
     record->vendor_id = listing.vendor;
     record->product_id = listing.product;
     record->serial_number = copied(names.serial);
-    record->release_number = releaseNumber;
+    record->release_number = sim::deviceRelease;
     record->manufacturer_string = copied(names.manufacturer);
     record->product_string = copied(names.product);
-    record->usage_page = vendorUsagePage;
-    record->usage = usage;
+    record->usage_page = sim::deviceUsagePage;
+    record->usage = sim::deviceUsage;
     return record;
 }
 
@@ -150,7 +135,8 @@ HID_API_EXPORT hid_device *HID_API_CALL hid_open(unsigned short vendor_id,
                                                  const wchar_t *serial_number)
 {
     for (const auto &listing : Simulator::instance().enumerate(vendor_id, product_id)) {
-        if (serial_number == nullptr || std::wcscmp(serial_number, namesOf(listing).serial) == 0)
+        if (serial_number == nullptr ||
+            std::wcscmp(serial_number, sim::deviceNames(listing.vendor).serial) == 0)
             return hid_open_path(listing.path.c_str());
     }
     outcome(nullptr, -1, L"no such device");
@@ -216,18 +202,18 @@ void HID_API_EXPORT HID_API_CALL hid_close(hid_device *dev)
 
 int HID_API_EXPORT_CALL hid_get_manufacturer_string(hid_device *dev, wchar_t *string, size_t maxlen)
 {
-    return giveString(dev, string, maxlen, &Names::manufacturer);
+    return giveString(dev, string, maxlen, &DeviceNames::manufacturer);
 }
 
 int HID_API_EXPORT_CALL hid_get_product_string(hid_device *dev, wchar_t *string, size_t maxlen)
 {
-    return giveString(dev, string, maxlen, &Names::product);
+    return giveString(dev, string, maxlen, &DeviceNames::product);
 }
 
 int HID_API_EXPORT_CALL hid_get_serial_number_string(hid_device *dev, wchar_t *string,
                                                      size_t maxlen)
 {
-    return giveString(dev, string, maxlen, &Names::serial);
+    return giveString(dev, string, maxlen, &DeviceNames::serial);
 }
 
 int HID_API_EXPORT_CALL hid_get_indexed_string(hid_device *dev, int /*string_index*/,

@@ -53,6 +53,8 @@ private slots:
         rows("replug-as", {"unplug-at=1;replug-as=10"});
         rows("replug-path", {"replug-path=new"});
         rows("return-as", {"vanish=no;return-as=0010"});
+        rows("visitor", {"visitor=none", "visitor=1,2"});
+        rows("visitor-stay", {"visitor-stay=1"});
         rows("verdict-at", {"verdict=none;verdict-at=3"});
         rows("enter-time", {"vanish=yes;enter-time=102", "return-as=11;enter-time=102"});
     }

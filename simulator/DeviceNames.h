@@ -1,0 +1,28 @@
+#pragma once
+
+#include "simulator/wire.h"
+
+#include <cstdint>
+
+namespace sim {
+
+/// What a simulated device tells of itself, however it is connected.
+struct DeviceNames
+{
+    const wchar_t *manufacturer;
+    const wchar_t *product;
+    const wchar_t *serial;
+};
+
+constexpr DeviceNames deviceNames(std::uint16_t vendor)
+{
+    if (vendor == microphoneVendor)
+        return {L"Velmo", L"Velmo microphone (simulated)", L"VS0001"};
+    return {L"Simulator", L"HID device (simulated)", L"FS0001"};
+}
+
+constexpr std::uint16_t deviceRelease = 0x0100;
+constexpr std::uint16_t deviceUsagePage = 0xFF00; // the vendor's own
+constexpr std::uint16_t deviceUsage = 1;
+
+} // namespace sim

@@ -1,0 +1,32 @@
+#pragma once
+
+#include "simulator/wire.h"
+
+#include <cstddef>
+
+namespace sim {
+
+/// What connects the devices of a bus to a host: it hears what they do.  Called from
+/// inside Bus's own functions, on the thread that called those.
+class IBusListener
+{
+public:
+    virtual ~IBusListener() = default;
+
+    IBusListener(const IBusListener &) = delete;
+    IBusListener &operator=(const IBusListener &) = delete;
+    IBusListener(IBusListener &&) = delete;
+    IBusListener &operator=(IBusListener &&) = delete;
+
+    /// The device has left the bus.
+    virtual void departed(std::size_t index) = 0;
+    /// It is back, possibly with another product id and another path.
+    virtual void arrived(std::size_t index) = 0;
+    /// It sends an input report.
+    virtual void sent(std::size_t index, const InputReport &report) = 0;
+
+protected:
+    IBusListener() = default;
+};
+
+} // namespace sim

@@ -1,0 +1,101 @@
+#pragma once
+
+#include "simulator/Settings.h"
+#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/umockdev/GObjectPointer.h"
+#include "simulator/umockdev/HostInbox.h"
+#include "simulator/umockdev/Testbed.h"
+#include "simulator/wire.h"
+
+#include <umockdev.h>
+
+#include <cstddef>
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <string>
+
+namespace sim {
+
+/// One HID device on the test bed, from its plugging in to its removal: its node in
+/// /dev, the USB device, interface, HID and hidraw devices in /sys, and their events.
+///
+/// The node is a link to a pseudo-terminal, because umockdev does not stand before
+/// poll(), and a host that waits for a report must wake up: each report that waits puts
+/// one byte into the terminal, and closing the terminal's other side hangs up as a
+/// removal does.  The reports themselves, and all else, go by umockdev's own socket.
+///
+/// Lives until the test bed is gone, longer than its device: programs keep nodes open
+/// that are not there any more.  Its functions are for the thread that made it; the
+/// handlers run on the test bed's.
+class HidrawNode
+{
+public:
+    /// Input reports that wait for a reader, as many as the drop-in library keeps.
+    static constexpr std::size_t queueSize = 64;
+
+    struct Identity
+    {
+        DeviceId id;
+        /// "/dev/hidrawN", N its number.
+        std::string path;
+        /// The USB port, which decides the order of the enumeration; from 0 on.
+        std::size_t port;
+        /// How many devices were plugged in before.
+        unsigned instance;
+    };
+
+    /// Plugs it in.  Opening and writing it puts requests into `inbox`; `nextReportSize`
+    /// says how much of a report its reader gets, on the test bed's thread.  Throws
+    /// std::system_error when the system is out of terminals.
+    HidrawNode(const Testbed &bed, Identity newIdentity, HostInbox &hostInbox,
+               std::function<std::size_t()> reportSize);
+    ~HidrawNode() = default;
+    HidrawNode(const HidrawNode &) = delete;
+    HidrawNode &operator=(const HidrawNode &) = delete;
+    HidrawNode(HidrawNode &&) = delete;
+    HidrawNode &operator=(HidrawNode &&) = delete;
+
+    const Identity &identity() const { return self; }
+    /// Reports before this moment are not for who opens it now.
+    void forgetReports();
+    /// Queues an input report.  When the queue is full, the oldest report goes: it is
+    /// returned.
+    std::optional<InputReport> send(const InputReport &report);
+    /// Takes it off the bus.  Reads that wait fail.
+    void unplug();
+
+private:
+    void makeTerminal();
+    void makeDevices();
+    int terminalNumber() const;
+    void handOver(UMockdevIoctlClient *reader);
+    void takeToken() const;
+
+    static gboolean onControl(UMockdevIoctlBase *base, UMockdevIoctlClient *client, gpointer node);
+    static gboolean onRead(UMockdevIoctlBase *base, UMockdevIoctlClient *client, gpointer node);
+    static gboolean onWrite(UMockdevIoctlBase *base, UMockdevIoctlClient *client, gpointer node);
+    static void onOpened(UMockdevIoctlBase *base, UMockdevIoctlClient *client, gpointer node);
+
+    const Testbed &testbed;
+    const Identity self;
+    HostInbox &inbox;
+    const std::function<std::size_t()> nextReportSize;
+    GObjectPointer<UMockdevIoctlBase> handler;
+    /// In /sys, from the outermost on.
+    std::string usbDevice;
+    std::string usbInterface;
+    std::string hidDevice;
+    std::string hidrawDevice;
+
+    /// Guards what follows.
+    std::mutex mutex;
+    bool gone = false;
+    FileDescriptor master;
+    FileDescriptor slave;
+    std::deque<InputReport> reports;
+    std::deque<GObjectPointer<UMockdevIoctlClient>> readers;
+};
+
+} // namespace sim

@@ -1,0 +1,49 @@
+#include "simulator/umockdev/Testbed.h"
+
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+
+namespace sim {
+
+namespace {
+
+/// What the test bed puts behind the temporary folder's name to make a socket's.
+constexpr std::string_view longestSocketName = "/umockdev.XXXXXX/ioctl/dev/hidraw0000";
+
+GObjectPointer<UMockdevTestbed> makeBed()
+{
+    // It would end the process itself, without saying why.
+    const std::string folder = g_get_tmp_dir();
+    if (access(folder.c_str(), W_OK | X_OK) != 0)
+        throw std::runtime_error("TMPDIR: '" + folder +
+                                 "' cannot be written to, set it to a folder that can");
+    constexpr std::size_t room =
+        sizeof(sockaddr_un::sun_path) - longestSocketName.size() - 1; // its zero
+    if (folder.size() > room)
+        throw std::runtime_error("TMPDIR: '" + folder +
+                                 "' is too long for the sockets in it, set "
+                                 "it to a folder with a name of at most " +
+                                 std::to_string(room) + " bytes");
+    return GObjectPointer<UMockdevTestbed>(umockdev_testbed_new());
+}
+
+} // namespace
+
+Testbed::Testbed()
+    : bed(makeBed())
+{
+    // Not asked before: it remembers its answer, which is no without a test bed.
+    if (!umockdev_in_mock_environment())
+        throw std::runtime_error("umockdev's preload library could not be loaded: install "
+                                 "Debian's package umockdev");
+    const std::unique_ptr<char, decltype(&g_free)> folder(umockdev_testbed_get_root_dir(bed.get()),
+                                                          &g_free);
+    rootFolder = folder.get();
+}
+
+} // namespace sim

@@ -1,0 +1,105 @@
+#include "simulator/windows/driver.h"
+
+static const WCHAR device_name[] = L"\\Device\\VelmoSimControl";
+static const WCHAR link_name[] = L"\\DosDevices\\VelmoSim";
+
+NTSTATUS control_create(DRIVER_OBJECT *driver)
+{
+    UNICODE_STRING name;
+    UNICODE_STRING link;
+
+    RtlInitUnicodeString(&name, device_name);
+    RtlInitUnicodeString(&link, link_name);
+    NTSTATUS status = IoCreateDevice(driver, sizeof(struct device_head), &name, FILE_DEVICE_UNKNOWN,
+                                     0, FALSE, &velmo.control);
+    if (!NT_SUCCESS(status))
+        return status;
+    ((struct device_head *)velmo.control->DeviceExtension)->kind = kind_control;
+    velmo.control->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
+    status = IoCreateSymbolicLink(&link, &name);
+    if (!NT_SUCCESS(status))
+        IoDeleteDevice(velmo.control);
+    return status;
+}
+
+void control_delete(void)
+{
+    UNICODE_STRING link;
+
+    RtlInitUnicodeString(&link, link_name);
+    IoDeleteSymbolicLink(&link);
+    IoDeleteDevice(velmo.control);
+}
+
+NTSTATUS control_open(IRP *irp)
+{
+    FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
+    KIRQL irql = PASSIVE_LEVEL;
+
+    KeAcquireSpinLock(&velmo.lock, &irql);
+    /* The devices of whoever had it before may still be on their way out. */
+    BOOLEAN busy = velmo.owner != NULL;
+    for (ULONG slot = 0; slot < velmo_slots; ++slot)
+        busy = busy || velmo.children[slot] != NULL;
+    if (!busy)
+        velmo.owner = file;
+    KeReleaseSpinLock(&velmo.lock, irql);
+    return complete(irp, busy ? STATUS_SHARING_VIOLATION : STATUS_SUCCESS, 0);
+}
+
+NTSTATUS control_close(IRP *irp)
+{
+    const FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
+    KIRQL irql = PASSIVE_LEVEL;
+
+    KeAcquireSpinLock(&velmo.lock, &irql);
+    const BOOLEAN owned = velmo.owner == file;
+    KeReleaseSpinLock(&velmo.lock, irql);
+    if (owned) {
+        for (ULONG slot = 0; slot < velmo_slots; ++slot)
+            child_unplug(slot, NULL);
+        KeAcquireSpinLock(&velmo.lock, &irql);
+        velmo.owner = NULL;
+        KeReleaseSpinLock(&velmo.lock, irql);
+    }
+    return complete(irp, STATUS_SUCCESS, 0);
+}
+
+NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp)
+{
+    const IO_STACK_LOCATION *const request = IoGetCurrentIrpStackLocation(irp);
+    const ULONG in = request->Parameters.DeviceIoControl.InputBufferLength;
+    const ULONG out = request->Parameters.DeviceIoControl.OutputBufferLength;
+    void *const buffer = irp->AssociatedIrp.SystemBuffer;
+
+    switch (request->Parameters.DeviceIoControl.IoControlCode) {
+    case VELMO_IOCTL_VERSION:
+        if (out < sizeof(uint32_t))
+            break;
+        *(uint32_t *)buffer = velmo_interface_version;
+        return complete(irp, STATUS_SUCCESS, sizeof(uint32_t));
+    case VELMO_IOCTL_PLUG:
+        if (in < sizeof(struct velmo_plug))
+            break;
+        return complete(irp, child_plug(device->DriverObject, buffer), 0);
+    case VELMO_IOCTL_UNPLUG:
+        if (in < sizeof(struct velmo_slot))
+            break;
+        return child_unplug(((const struct velmo_slot *)buffer)->slot, irp);
+    case VELMO_IOCTL_TAKE:
+        if (in < sizeof(struct velmo_slot) || out < sizeof(struct velmo_report))
+            break;
+        return child_take(((const struct velmo_slot *)buffer)->slot, irp);
+    case VELMO_IOCTL_ANSWER:
+        if (in < sizeof(struct velmo_answer))
+            break;
+        return complete(irp, child_answer(buffer), 0);
+    case VELMO_IOCTL_GIVE:
+        if (in < sizeof(struct velmo_report))
+            break;
+        return complete(irp, child_give(buffer), 0);
+    default:
+        break;
+    }
+    return complete(irp, STATUS_INVALID_PARAMETER, 0);
+}
