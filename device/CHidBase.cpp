@@ -1,6 +1,7 @@
 #include "device/CHidBase.h"
 
 #include "device/deviceSelection.h"
+#include "device/openFailure.h"
 
 #include <QDebug>
 
@@ -134,8 +135,13 @@ bool CHidBase::open(const char *newPath, std::uint32_t newVid, std::uint32_t new
         return false;
     }
     hid_device *const opened = hid_open_path(newPath);
-    if (opened == nullptr)
+    if (opened == nullptr) {
+        // Once for the search at the start and once for each arrival, so this floods
+        // nothing.
+        qDebug("microphone %04X:%04X found at %s, but it cannot be opened: %s", newVid, newPid,
+               newPath, qPrintable(openFailure(newPath)));
         return false;
+    }
 
     std::array<wchar_t, wideProductNameSize> wide{};
     if (hid_get_product_string(opened, wide.data(), wide.size() - 1) == 0) {

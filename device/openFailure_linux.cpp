@@ -1,0 +1,21 @@
+#include "device/openFailure.h"
+
+#include "device/hidapi/hidapi_additions.h"
+
+#include <cerrno>
+#include <unistd.h>
+
+QString openFailure(const char *path)
+{
+    const bool allowed = access(path, R_OK | W_OK) == 0;
+    if (!allowed && errno == EACCES) {
+        return QStringLiteral("no permission. The udev rule 70-velmo-microphones.rules, which the "
+                              "package velmo-kvx2-dfu brings, gives it to whoever is logged in at "
+                              "this machine. Install it and plug the microphone in anew, or start "
+                              "the updater as root.");
+    }
+    if (!allowed && errno == ENOENT)
+        return QStringLiteral("it is gone. Plug the microphone in anew.");
+    return QString::fromWCharArray(hid_error(nullptr)) +
+           QStringLiteral(". Plug the microphone in anew.");
+}

@@ -1,0 +1,158 @@
+#include "device/hidapi/hidapi_additions.h"
+
+#include "tests/simulator/packets.h"
+
+#include <QElapsedTimer>
+#include <QTest>
+
+#include <future>
+
+namespace {
+
+constexpr int anHourMs = 3600 * 1000;
+// Far above what anything here takes, for machines under load.
+constexpr int endTimeoutMs = 60000;
+constexpr int timeoutMs = 50;
+using Report = std::array<unsigned char, 128>;
+
+int read(hid_device *device, Report &report, int milliseconds)
+{
+    return hid_read_timeout(device, report.data(), report.size(), milliseconds);
+}
+
+int write(hid_device *device, const Packet &packet)
+{
+    return hid_write(device, packet.data(), packet.size());
+}
+
+/// All that is on the bus.
+QStringList enumeration()
+{
+    QStringList list;
+    hid_device_info *const records = hid_enumerate(0, 0);
+    for (const hid_device_info *one = records; one != nullptr; one = one->next)
+        list += QString::asprintf("%04X:%04X %s ", one->vendor_id, one->product_id, one->path) +
+                QString::fromWCharArray(one->manufacturer_string) + QLatin1Char('/') +
+                QString::fromWCharArray(one->product_string) + QLatin1Char('/') +
+                QString::fromWCharArray(one->serial_number) +
+                QString::asprintf(" %04x %d %04X:%04X", one->release_number, one->interface_number,
+                                  one->usage_page, one->usage);
+    hid_free_enumeration(records);
+    return list;
+}
+
+void receive(unsigned short vendor, unsigned short product, const char *path, int removal,
+             void *context)
+{
+    static_cast<QStringList *>(context)->append(
+        QString::asprintf("%04X:%04X %s %d", vendor, product, path, removal));
+}
+
+} // namespace
+
+/// The HID library itself on simulated hidraw nodes, from the first enumeration to the
+/// last notice: one story, so the order of the slots matters.  CMakeLists.txt has its
+/// simulator's settings.
+class tst_hid_hidraw : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void initTestCase()
+    {
+        hid_register_device_notification(receive, &replaced);
+        hid_register_device_notification(receive, &notices);
+    }
+
+    void enumerates()
+    {
+        const QStringList expected = {
+            "3C9E:000B /dev/hidraw0 Velmo/Velmo microphone (simulated)/VS0001 0100 0 FF00:0001",
+            "046D:0042 /dev/hidraw1 Simulator/HID device (simulated)/FS0001 0100 0 FF00:0001"};
+        QCOMPARE(enumeration(), expected);
+    }
+
+    void opensAndTells()
+    {
+        device = hid_open(0x3C9E, 0x000B, nullptr);
+        QVERIFY(device != nullptr);
+        QCOMPARE(hid_max_input_report_len(device), 64);
+        std::array<wchar_t, 64> text{};
+        QCOMPARE(hid_get_product_string(device, text.data(), text.size()), 0);
+        QCOMPARE(QString::fromWCharArray(text.data()),
+                 QStringLiteral("Velmo microphone (simulated)"));
+    }
+
+    void writesAndReads()
+    {
+        Report report{};
+        QElapsedTimer timer;
+        timer.start();
+        QCOMPARE(read(device, report, timeoutMs), 0);
+        QVERIFY(timer.elapsed() >= timeoutMs);
+        // Refused by the microphone: data before the entry packet.
+        QCOMPARE(write(device, packets.at(1)), -1);
+        QVERIFY(QString::fromWCharArray(hid_error(device)) != QLatin1String("Success"));
+        QCOMPARE(write(device, packets.at(0)), 65);
+        QCOMPARE(read(device, report, anHourMs), 64);
+        QCOMPARE(report.at(0), uchar{0x4B});
+        QCOMPARE(report.at(7), uchar{1});
+    }
+
+    void removal()
+    {
+        auto waiting = std::async(std::launch::async, [this] {
+            Report report{};
+            return read(device, report, anHourMs);
+        });
+        // Refused until it has restarted; then it is unplugged.
+        bool taken = false;
+        QTRY_VERIFY_WITH_TIMEOUT(taken = taken || write(device, packets.at(0)) == 65, endTimeoutMs);
+        QCOMPARE(waiting.get(), -1);
+        Report report{};
+        QCOMPARE(write(device, packets.at(1)), -1);
+        QCOMPARE(read(device, report, anHourMs), -1);
+        QTRY_VERIFY_WITH_TIMEOUT(!notices.isEmpty(), endTimeoutMs);
+        QCOMPARE(notices.first(), QStringLiteral("3C9E:000B /dev/hidraw0 1"));
+        QVERIFY(hid_open_path("/dev/hidraw0") == nullptr);
+    }
+
+    void arrivalOnAnotherNode()
+    {
+        QTRY_COMPARE_WITH_TIMEOUT(notices.size(), 2, endTimeoutMs);
+        QCOMPARE(notices.last(), QStringLiteral("3C9E:0010 /dev/hidraw3 0"));
+        QVERIFY(replaced.isEmpty());
+        // The old handle is not the new device's.
+        QCOMPARE(write(device, packets.at(1)), -1);
+        hid_close(device);
+        QCOMPARE(write(device, packets.at(1)), -1);
+        device = hid_open_path("/dev/hidraw3");
+        QCOMPARE(write(device, packets.at(1)), 65);
+        Report report{};
+        QCOMPARE(read(device, report, anHourMs), 64);
+        QCOMPARE(report.at(7), uchar{3});
+    }
+
+    void noNoticesAfterUnregistration()
+    {
+        hid_register_device_notification(nullptr, nullptr);
+        QCOMPARE(write(device, packets.at(1)), 65);
+        // Another device comes.  The write behind it is answered by who tells of it, so
+        // by then that has been done.
+        QTRY_COMPARE_WITH_TIMEOUT(enumeration().filter(QStringLiteral("046D:0043")).size(), 1,
+                                  endTimeoutMs);
+        write(device, packets.at(1));
+        QCoreApplication::processEvents();
+        QCOMPARE(notices.size(), 2);
+        hid_close(device);
+    }
+
+private:
+    const std::vector<Packet> packets = packetsOf({100, 100});
+    hid_device *device = nullptr;
+    QStringList replaced;
+    QStringList notices;
+};
+
+QTEST_GUILESS_MAIN(tst_hid_hidraw)
+#include "tst_hid_hidraw.moc"
