@@ -1,0 +1,38 @@
+# A Windows of its own for one script: a wine prefix that is made for it and thrown away;
+# sourced after common.sh and display.sh.
+# shellcheck shell=bash
+
+# shellcheck disable=SC2034
+wine_packages=(fonts-wine fonts-wqy-microhei imagemagick openbox unzip wine wine64 x11-utils xdotool xvfb)
+need_packages "${wine_packages[@]}"
+
+readonly windows_build=$root/build/windows
+zip=("$root"/dist/Velmo_KVX2_DFU-*-windows-x86_64.zip)
+[[ -e ${zip[0]} && ${#zip[@]} == 1 ]] ||
+    die "dist/ does not hold exactly one Windows package: remove dist/ and run scripts/build-windows."
+# The package as somebody would unpack it.
+rm -rf "$root/build/windows-package"
+unzip -q "${zip[0]}" -d "$root/build/windows-package"
+windows_program=$(echo "$root"/build/windows-package/*)
+readonly windows_program
+
+# start_wine FOLDER: makes the prefix there; DISPLAY is set.  wine_result is where the
+# updater's result file is going to be.
+start_wine() {
+    export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+    mkdir -p "$WINEPREFIX"
+    # The server keeps the prefix alive between programs.  Nothing that stays may get a
+    # pipe of ours: whoever reads it would wait for its end.
+    wineserver -p </dev/null >/dev/null 2>&1
+    timeout -k 5 120 wine cmd /c rem </dev/null >/dev/null 2>&1 ||
+        die "wine could not make a prefix in build/: try 'WINEPREFIX=$WINEPREFIX wine cmd /c rem'."
+    # Tahoma, which is the system's own font for windows and boxes.
+    cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
+    wine_result=$(echo "$WINEPREFIX"/drive_c/users/"${USER:-$(id -un)}"/AppData/Roaming)/CorvoUpgrade/Firmware_bin.txt
+}
+
+end_wine() {
+    [[ -n ${WINEPREFIX:-} ]] || return 0
+    wineserver -k 2>/dev/null || true
+    timeout 30 wineserver -w || true
+}
