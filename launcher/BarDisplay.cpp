@@ -1,0 +1,69 @@
+#include "launcher/BarDisplay.h"
+
+#include "launcher/Terminal.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace {
+
+/// With the last column some terminals go on to the next line, and some show a
+/// Ctrl-C as two characters.
+constexpr int marginColumns = 3;
+constexpr int widestBar = 40;
+constexpr int wholePercent = 100;
+constexpr int percentWidth = 3;
+constexpr int secondsWidth = 4;
+constexpr qint64 millisecondsOfSecond = 1000;
+
+} // namespace
+
+QString BarDisplay::line(const Progress &progress, int columns)
+{
+    const int room = std::max(0, columns - marginColumns);
+    const QString text = QStringLiteral("%1% %2 s  %3")
+                             .arg(progress.percent, percentWidth)
+                             .arg(progress.elapsedMs / millisecondsOfSecond, secondsWidth)
+                             .arg(progress.phaseText());
+    const QString frame = QStringLiteral("[%1] ");
+    // As wide beside the longest phase as beside the shortest, or it would jump.
+    constexpr int longestText = 39;
+    const int width = std::min(widestBar, room - longestText - (frame.size() - 2));
+    QString bar;
+    if (width > 0) {
+        const QString filled(progress.percent * width / wholePercent, QLatin1Char('#'));
+        bar = frame.arg(filled.leftJustified(width));
+    }
+    return (bar + text).leftJustified(room, QLatin1Char(' '), true);
+}
+
+void BarDisplay::progress(const Progress &progress)
+{
+    const QString now = line(progress, Terminal::columns());
+    if (now == shown)
+        return;
+    shown = now;
+    std::fputs(("\r" + now.toLocal8Bit()).constData(), stdout);
+    std::fflush(stdout);
+}
+
+void BarDisplay::leaveLine()
+{
+    if (shown.isEmpty())
+        return;
+    std::fputs("\n", stdout);
+    std::fflush(stdout);
+    shown.clear();
+}
+
+void BarDisplay::note(const QString &text)
+{
+    leaveLine();
+    PlainDisplay::note(text);
+}
+
+void BarDisplay::outcome(const Outcome &outcome)
+{
+    leaveLine();
+    PlainDisplay::outcome(outcome);
+}

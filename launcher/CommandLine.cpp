@@ -1,0 +1,139 @@
+#include "launcher/CommandLine.h"
+
+#include "launcher/Outcome.h"
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+
+namespace {
+
+QString helpName()
+{
+    return QStringLiteral("help");
+}
+QString versionName()
+{
+    return QStringLiteral("version");
+}
+QString inspectName()
+{
+    return QStringLiteral("inspect");
+}
+QString dryRunName()
+{
+    return QStringLiteral("dry-run");
+}
+QString jsonName()
+{
+    return QStringLiteral("json");
+}
+QString logName()
+{
+    return QStringLiteral("log");
+}
+QString timeoutName()
+{
+    return QStringLiteral("timeout");
+}
+QString updaterName()
+{
+    return QStringLiteral("updater");
+}
+
+void addOptions(QCommandLineParser *parser)
+{
+    parser->setApplicationDescription(
+        QStringLiteral("Flashes a microphone: checks IMAGE, starts the updater, follows it, and "
+                       "tells how it went\nby its exit code."));
+    parser->addPositionalArgument(QStringLiteral("IMAGE"),
+                                  QStringLiteral("Firmware image. Its path decides which "
+                                                 "microphone is meant."));
+    parser->addOptions({
+        {dryRunName(), QStringLiteral("Check the image, say what it holds, send nothing.")},
+        {inspectName(), QStringLiteral("List the image's records, send nothing.")},
+        {jsonName(), QStringLiteral("Print one JSON object a line and nothing else.")},
+        {logName(), QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
+        {timeoutName(),
+         QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2).")
+             .arg(CommandLine::longestTimeout)
+             .arg(CommandLine::defaultTimeout),
+         QStringLiteral("SECONDS")},
+        {updaterName(), QStringLiteral("The updater, if it is not beside this program."),
+         QStringLiteral("PATH")},
+        {{QStringLiteral("h"), helpName()}, QStringLiteral("Show this text.")},
+        {versionName(), QStringLiteral("Show the version.")},
+    });
+}
+
+bool isSameFile(const QString &one, const QString &other)
+{
+    const QString path = QFileInfo(one).canonicalFilePath();
+    return !path.isEmpty() && path == QFileInfo(other).canonicalFilePath();
+}
+
+/// What the parser lets pass.
+QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
+{
+    const int images = parser.positionalArguments().size();
+    if (images != 1)
+        return QStringLiteral("Name one image, not %1.").arg(images);
+    if (wanted.imagePath.isEmpty())
+        return QStringLiteral("The image's path is empty.");
+    if (parser.isSet(dryRunName()) && parser.isSet(inspectName()))
+        return QStringLiteral("Use either --dry-run or --inspect.");
+    if (wanted.timeoutSeconds < 1 || wanted.timeoutSeconds > CommandLine::longestTimeout) {
+        return QStringLiteral("--timeout takes seconds from 1 to %1, not '%2'.")
+            .arg(CommandLine::longestTimeout)
+            .arg(parser.value(timeoutName()));
+    }
+    for (const QString &option : {logName(), updaterName()}) {
+        if (parser.isSet(option) && parser.value(option).isEmpty())
+            return QStringLiteral("The path behind --%1 is empty.").arg(option);
+    }
+    if (isSameFile(wanted.logPath, wanted.imagePath) ||
+        isSameFile(wanted.logPath, wanted.updaterPath))
+        return QStringLiteral("--log would overwrite %1.").arg(wanted.logPath);
+    return {};
+}
+
+} // namespace
+
+CommandLine CommandLine::parse(const QStringList &arguments)
+{
+    QCommandLineParser parser;
+    addOptions(&parser);
+    CommandLine wanted;
+    const bool understood = parser.parse(arguments);
+    // Whoever asks for JSON gets it for a wrong command line, too.
+    wanted.json = understood ? parser.isSet(jsonName())
+                             : arguments.contains(QLatin1String("--") + jsonName());
+    if (!understood) {
+        wanted.fault = parser.errorText();
+        return wanted;
+    }
+    if (parser.isSet(helpName()) || parser.isSet(versionName())) {
+        wanted.task = parser.isSet(helpName()) ? Task::Help : Task::Version;
+        return wanted;
+    }
+    if (parser.isSet(inspectName()))
+        wanted.task = Task::Inspect;
+    else if (parser.isSet(dryRunName()))
+        wanted.task = Task::Check;
+    wanted.imagePath = parser.positionalArguments().value(0);
+    wanted.updaterPath = parser.value(updaterName());
+    wanted.logPath = parser.value(logName());
+    if (parser.isSet(timeoutName()))
+        wanted.timeoutSeconds = parser.value(timeoutName()).toInt();
+    wanted.fault = faultOf(parser, wanted);
+    return wanted;
+}
+
+QString CommandLine::helpText()
+{
+    QCommandLineParser parser;
+    addOptions(&parser);
+    // The parser names the program by the path it was started with.
+    const QString text = parser.helpText();
+    return QStringLiteral("Usage: velmo-flash [options] IMAGE") +
+           text.mid(text.indexOf(QLatin1Char('\n'))) + QLatin1Char('\n') + Outcome::codeList();
+}

@@ -1,0 +1,202 @@
+#include "launcher/FlashRun.h"
+
+#include "launcher/Display.h"
+#include "launcher/Interrupt.h"
+#include "launcher/resultFilePlace.h"
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <utility>
+
+namespace {
+
+/// How often everything is looked at without a notification, which some file
+/// systems never send.
+constexpr int pollMs = 100;
+/// The updater ends itself right after the verdict; this is how long it may take.
+constexpr qint64 farewellMs = 10000;
+/// The longest pause of the updater's schedule, while a microphone restarts: 10 s and
+/// 7 s for an R5 otg one.  As much for the updater's own start on a busy machine.
+constexpr qint64 restartMs = 17000;
+constexpr qint64 millisecondsOfSecond = 1000;
+constexpr int wholePercent = 100;
+/// The updater reports 0 % three times before it sends any firmware: behind the
+/// upgrade-mode command, behind the restart, and once more.
+constexpr int stepsBeforeFirmware = 3;
+
+} // namespace
+
+FlashRun::FlashRun(CommandLine commandLine, Display *display, QObject *parent)
+    : QObject(parent)
+    , wanted(std::move(commandLine))
+    , shownOn(display)
+    , logTail(wanted.logPath.isEmpty() ? ownFolder.filePath(QStringLiteral("updater.log"))
+                                       : wanted.logPath)
+    , resultTail(resultFilePlace())
+{
+    if (wanted.updaterPath.isEmpty())
+        wanted.updaterPath = UpdaterProcess::besideUs();
+    facts.timeoutSeconds = wanted.timeoutSeconds;
+    facts.imagePath = wanted.imagePath;
+    connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
+            &FlashRun::onEnded);
+    connect(&updater, &QProcess::errorOccurred, this, &FlashRun::onError);
+    connect(&watcher, &QFileSystemWatcher::fileChanged, this, &FlashRun::look);
+    connect(&poll, &QTimer::timeout, this, &FlashRun::look);
+}
+
+void FlashRun::start()
+{
+    facts.error = QFileInfo(wanted.updaterPath).isFile()
+                      ? obstacleToResultFile()
+                      : QStringLiteral("%1 is not there; --updater names another place")
+                            .arg(wanted.updaterPath);
+    if (facts.error.isEmpty())
+        facts.error = obstacleToLog();
+    if (!facts.error.isEmpty()) {
+        facts.ending = Outcome::Ending::NotStarted;
+        conclude();
+        return;
+    }
+    const QFileInfo before(resultTail.path());
+    sizeBefore = before.size();
+    changedBefore = before.lastModified();
+    watcher.addPath(resultTail.path());
+    sinceStart.start();
+    sinceProgress.start();
+    poll.start(pollMs);
+    shownOn->progress(progress);
+    updater.start(wanted.updaterPath, wanted.imagePath, logTail.path());
+}
+
+QString FlashRun::obstacleToLog()
+{
+    // The first line shows that there is room, too: without the output the endings
+    // could not be told apart.
+    QFile file(logTail.path());
+    const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
+                            UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
+    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(line) == line.size() &&
+        file.flush())
+        return {};
+    return QStringLiteral("its output cannot be kept in %1: %2")
+        .arg(file.fileName(), file.errorString());
+}
+
+void FlashRun::look()
+{
+    readLog();
+    readResult();
+    updateProgress();
+    heedInterrupts();
+    heedTime();
+}
+
+void FlashRun::readLog()
+{
+    facts.log.take(logTail.readNew());
+}
+
+void FlashRun::readResult()
+{
+    // Until then it may hold an earlier run's result, or another updater's.
+    if (!facts.log.hasEmptiedResult() || isResultUntouched())
+        return;
+    const QByteArray bytes = resultTail.readNew();
+    if (resultTail.wasEmptied())
+        result.restart();
+    if (bytes.isEmpty())
+        return;
+    result.take(bytes);
+    facts.verdict = result.verdict();
+    sinceProgress.restart();
+}
+
+bool FlashRun::isResultUntouched() const
+{
+    // Without this an updater that could not empty the file after all would pass off
+    // the old result as its own.
+    const QFileInfo now(resultTail.path());
+    return sizeBefore > 0 && now.size() == sizeBefore && now.lastModified() == changedBefore;
+}
+
+void FlashRun::updateProgress()
+{
+    progress.percent = result.percent();
+    progress.elapsedMs = sinceStart.elapsed();
+    if (progress.percent == wholePercent)
+        progress.phase = Progress::Phase::Verdict;
+    else if (progress.percent > 0 || result.steps() > stepsBeforeFirmware)
+        progress.phase = Progress::Phase::Sending;
+    else if (facts.log.hasOpened())
+        progress.phase = Progress::Phase::Entering;
+    shownOn->progress(progress);
+}
+
+void FlashRun::heedInterrupts()
+{
+    const int count = Interrupt::count();
+    if (count == interruptsSeen || ending)
+        return;
+    const bool asked = interruptsSeen > 0;
+    interruptsSeen = count;
+    if (asked || count > 1) {
+        endUpdater(Outcome::Ending::Interrupted);
+        return;
+    }
+    shownOn->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
+                                 "mode. Press Ctrl-C again to end it all the same."));
+}
+
+void FlashRun::heedTime()
+{
+    if (ending)
+        return;
+    qint64 patienceMs = wanted.timeoutSeconds * millisecondsOfSecond;
+    if (facts.verdict != ResultFollower::Verdict::None)
+        patienceMs = farewellMs;
+    else if (progress.phase == Progress::Phase::Starting ||
+             progress.phase == Progress::Phase::Entering)
+        patienceMs += restartMs; // a short time-out must not end it in the planned pause
+    if (sinceProgress.elapsed() > patienceMs)
+        endUpdater(Outcome::Ending::TimedOut);
+}
+
+void FlashRun::endUpdater(Outcome::Ending why)
+{
+    ending = true;
+    facts.ending = why;
+    // It has no clean-up that a gentler way would let it do.
+    updater.kill();
+}
+
+void FlashRun::onEnded(int exitCode, QProcess::ExitStatus status)
+{
+    if (!ending)
+        facts.ending =
+            status == QProcess::NormalExit ? Outcome::Ending::ByItself : Outcome::Ending::Crashed;
+    facts.exitCode = exitCode;
+    readLog();
+    facts.log.finish();
+    readResult();
+    updateProgress();
+    conclude();
+}
+
+void FlashRun::onError(QProcess::ProcessError error)
+{
+    // Of all others finished() tells.
+    if (error != QProcess::FailedToStart)
+        return;
+    facts.ending = Outcome::Ending::NotStarted;
+    facts.error = updater.errorString();
+    conclude();
+}
+
+void FlashRun::conclude()
+{
+    poll.stop();
+    facts.phase = progress.phase;
+    emit finished(Outcome::of(facts));
+}

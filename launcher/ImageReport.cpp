@@ -1,0 +1,150 @@
+#include "launcher/ImageReport.h"
+
+#include <QCryptographicHash>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+
+#include <algorithm>
+#include <array>
+
+namespace {
+
+/// Read into memory whole, here and by the updater; no microphone holds as much.
+constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
+constexpr int columnWidth = 10;
+
+bool namesR5(const QString &path)
+{
+    return path.contains(QLatin1String("R5"));
+}
+
+bool namesR5Otg(const QString &path)
+{
+    return namesR5(path) && path.contains(QLatin1String("otg"));
+}
+
+/// The updater carries the path through a text field, which turns these characters
+/// into others.
+bool isChangedOnTheWay(QChar character)
+{
+    constexpr std::array<char16_t, 8> changed = {u'\0',     u'\r',     u'\n',     u'\u00A0',
+                                                 u'\u2028', u'\u2029', u'\uFDD0', u'\uFDD1'};
+    return std::find(changed.begin(), changed.end(), character.unicode()) != changed.end();
+}
+
+QString row(const QString &index, const QString &offset, const QString &length,
+            const QString &packets)
+{
+    return index.rightJustified(columnWidth) + offset.rightJustified(columnWidth) +
+           length.rightJustified(columnWidth) + packets.rightJustified(columnWidth) +
+           QLatin1Char('\n');
+}
+
+} // namespace
+
+ImageReport ImageReport::of(const QString &path)
+{
+    ImageReport report;
+    report.imagePath = path;
+    report.read();
+    return report;
+}
+
+void ImageReport::read()
+{
+    if (std::any_of(imagePath.begin(), imagePath.end(), isChangedOnTheWay)) {
+        why = QStringLiteral("its path has a line break or a no-break space in it, which the "
+                             "updater would change: rename it");
+        return;
+    }
+    const QFileInfo info(imagePath);
+    if (info.exists() && !info.isFile()) {
+        why = QStringLiteral("it is not a file");
+        return;
+    }
+    if (info.size() > largestImage) {
+        why = QStringLiteral("%1 bytes are more than any microphone holds (at most %2)")
+                  .arg(info.size())
+                  .arg(largestImage);
+        return;
+    }
+    QFile file(imagePath);
+    if (!file.open(QIODevice::ReadOnly)) {
+        why = QStringLiteral("it cannot be opened: ") + file.errorString();
+        return;
+    }
+    const QByteArray image = file.readAll();
+    checksum = QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex();
+    size = image.size();
+    const FirmwareFile firmware = FirmwareFile::parse(image);
+    if (!firmware.isValid()) {
+        why = firmware.fault().text();
+        return;
+    }
+    version = FirmwareFile::versionText(firmware.records());
+    int offset = 0;
+    for (const QByteArray &record : firmware.records()) {
+        const int count = FirmwareFile::cut({record}).size();
+        records.append({offset, record.size(), count});
+        packets += count;
+        offset += record.size();
+    }
+    duration = ExpectedDuration::of(packets, namesR5Otg(imagePath));
+}
+
+QString ImageReport::microphoneFor(const QString &path)
+{
+    if (namesR5Otg(path))
+        return QStringLiteral("3C9E:0011 or 3C9E:0065");
+    return namesR5(path) ? QStringLiteral("3C9E:0010") : QStringLiteral("3C9E:000B");
+}
+
+QString ImageReport::summary() const
+{
+    return QStringLiteral("Version:     %1\n"
+                          "Records:     %2\n"
+                          "Packets:     %3\n"
+                          "Microphone:  %4\n"
+                          "Duration:    %5\n")
+        .arg(version)
+        .arg(records.size())
+        .arg(packets)
+        .arg(microphoneFor(imagePath), duration.text());
+}
+
+QString ImageReport::table() const
+{
+    QString text = QStringLiteral("Version:  %1\n"
+                                  "Size:     %2 bytes\n"
+                                  "SHA-256:  %3\n\n")
+                       .arg(version)
+                       .arg(size)
+                       .arg(QString::fromLatin1(checksum));
+    text += row(QStringLiteral("Record"), QStringLiteral("Offset"), QStringLiteral("Length"),
+                QStringLiteral("Packets"));
+    for (int i = 0; i < records.size(); ++i) {
+        const Record &record = records.at(i);
+        text += row(QString::number(i), QString::number(record.offset),
+                    QString::number(record.length), QString::number(record.packets));
+    }
+    return text;
+}
+
+QJsonObject ImageReport::json() const
+{
+    QJsonArray list;
+    for (const Record &record : records) {
+        list.append(QJsonObject{{QStringLiteral("offset"), record.offset},
+                                {QStringLiteral("length"), record.length},
+                                {QStringLiteral("packets"), record.packets}});
+    }
+    return {{QStringLiteral("version"), version},
+            {QStringLiteral("bytes"), size},
+            {QStringLiteral("sha256"), QString::fromLatin1(checksum)},
+            {QStringLiteral("packets"), packets},
+            {QStringLiteral("microphone"), microphoneFor(imagePath)},
+            {QStringLiteral("seconds_least"), duration.least},
+            {QStringLiteral("seconds_most"), duration.most},
+            {QStringLiteral("records"), list}};
+}

@@ -1,0 +1,51 @@
+#include "launcher/JsonDisplay.h"
+
+#include "launcher/ImageReport.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <cstdio>
+
+namespace {
+
+constexpr double millisecondsOfSecond = 1000;
+
+} // namespace
+
+void JsonDisplay::print(const QString &event, QJsonObject object)
+{
+    object.insert(QStringLiteral("event"), event);
+    const QByteArray line = QJsonDocument(object).toJson(QJsonDocument::Compact) + '\n';
+    std::fputs(line.constData(), stdout);
+    std::fflush(stdout);
+}
+
+void JsonDisplay::image(const ImageReport &report, Detail /*detail*/)
+{
+    print(QStringLiteral("image"), report.json());
+}
+
+void JsonDisplay::progress(const Progress &progress)
+{
+    if (hasShown && progress.phase == shown.phase && progress.percent == shown.percent)
+        return;
+    hasShown = true;
+    shown = progress;
+    const double seconds = static_cast<double>(progress.elapsedMs) / millisecondsOfSecond;
+    print(QStringLiteral("progress"), {{QStringLiteral("phase"), progress.phaseName()},
+                                       {QStringLiteral("percent"), progress.percent},
+                                       {QStringLiteral("seconds"), seconds}});
+}
+
+void JsonDisplay::note(const QString &text)
+{
+    std::fputs((text.toLocal8Bit() + '\n').constData(), stderr);
+}
+
+void JsonDisplay::outcome(const Outcome &outcome)
+{
+    print(QStringLiteral("outcome"), {{QStringLiteral("code"), outcome.code},
+                                      {QStringLiteral("outcome"), outcome.name()},
+                                      {QStringLiteral("message"), outcome.sentence}});
+}

@@ -1,0 +1,161 @@
+#include "launcher/Outcome.h"
+
+#include "launcher/ImageReport.h"
+
+namespace {
+
+Outcome noMicrophone(const Outcome::Facts &facts)
+{
+    if (!facts.log.openFailure().isEmpty()) {
+        return {Outcome::NoMicrophone,
+                QStringLiteral("The microphone was found but cannot be opened; nothing was sent. "
+                               "The updater says: ") +
+                    facts.log.openFailure()};
+    }
+    return {Outcome::NoMicrophone,
+            QStringLiteral("No microphone %1 was found; nothing was sent. Plug it in and run "
+                           "this again; if it is plugged in, check the image's path, which "
+                           "decides which one is looked for.")
+                .arg(ImageReport::microphoneFor(facts.imagePath))};
+}
+
+Outcome updaterDied(const Outcome::Facts &facts)
+{
+    const QString how =
+        facts.ending == Outcome::Ending::Crashed
+            ? QStringLiteral("crashed or was killed")
+            : QStringLiteral("ended without a verdict (code %1)").arg(facts.exitCode);
+    return {Outcome::UpdaterFailed, QStringLiteral("The updater %1; --log FILE keeps what it "
+                                                   "says. %2")
+                                        .arg(how, Outcome::aftermath(facts.phase))};
+}
+
+/// Of an updater that ended by itself, with code 0, and gave no verdict.
+Outcome silentEnd(const Outcome::Facts &facts)
+{
+    if (!facts.log.hasBegun()) {
+        return {Outcome::AnotherUpdater,
+                QStringLiteral("Another updater is running, so this one ended at once; nothing "
+                               "was sent. Wait until it is done and run this again.")};
+    }
+    if (!facts.log.refusal().isEmpty())
+        return Outcome::imageRefused(facts.imagePath, facts.log.refusal());
+    return facts.log.hasOpened() ? updaterDied(facts) : noMicrophone(facts);
+}
+
+} // namespace
+
+QString Outcome::name() const
+{
+    switch (code) {
+    case Done:
+        return QStringLiteral("done");
+    case Failed:
+        return QStringLiteral("failed");
+    case NoMicrophone:
+        return QStringLiteral("no-microphone");
+    case ImageRefused:
+        return QStringLiteral("image-refused");
+    case AnotherUpdater:
+        return QStringLiteral("another-updater");
+    case NoVerdict:
+        return QStringLiteral("no-verdict");
+    case UpdaterFailed:
+        return QStringLiteral("updater-failed");
+    case WrongUsage:
+        return QStringLiteral("wrong-usage");
+    case Interrupted:
+        break;
+    }
+    return QStringLiteral("interrupted");
+}
+
+Outcome Outcome::of(const Facts &facts)
+{
+    // A verdict stands, whatever became of the updater after it.
+    if (facts.verdict == ResultFollower::Verdict::Success)
+        return {Done, QStringLiteral("The microphone was flashed. It can be used now.")};
+    if (facts.verdict == ResultFollower::Verdict::Failure) {
+        // The updater says the same for a microphone that is not there.
+        if (!facts.log.hasOpened())
+            return noMicrophone(facts);
+        return {Failed, QStringLiteral("The microphone reported that the upgrade failed. Plug it "
+                                       "in anew and run this again; if it fails again, check "
+                                       "that the image is the one for this microphone.")};
+    }
+    switch (facts.ending) {
+    case Ending::NotStarted:
+        return notStarted(facts.error);
+    case Ending::TimedOut:
+        return {NoVerdict, QStringLiteral("No progress for %1 s, so the updater was ended. %2")
+                               .arg(facts.timeoutSeconds)
+                               .arg(aftermath(facts.phase))};
+    case Ending::Interrupted:
+        return {Interrupted,
+                QStringLiteral("The updater was ended on request. %1").arg(aftermath(facts.phase))};
+    case Ending::Crashed:
+        return updaterDied(facts);
+    case Ending::ByItself:
+        break;
+    }
+    return facts.exitCode == 0 ? silentEnd(facts) : updaterDied(facts);
+}
+
+Outcome Outcome::imageGood()
+{
+    return {Done, QStringLiteral("The image is in order. Nothing was sent; run this without "
+                                 "--dry-run or --inspect to flash it.")};
+}
+
+Outcome Outcome::imageRefused(const QString &path, const QString &why)
+{
+    return {ImageRefused, QStringLiteral("The image %1 is refused: %2. Nothing was sent; check the "
+                                         "path, or get the image anew.")
+                              .arg(path, why)};
+}
+
+Outcome Outcome::notStarted(const QString &why)
+{
+    return {UpdaterFailed,
+            QStringLiteral("The updater could not be started: %1. Nothing was sent.").arg(why)};
+}
+
+Outcome Outcome::wrongUsage(const QString &why)
+{
+    return {WrongUsage, why + QStringLiteral(" See velmo-flash --help.")};
+}
+
+QString Outcome::aftermath(Progress::Phase phase)
+{
+    const QString anew = QStringLiteral(" Plug it in anew and run this again.");
+    switch (phase) {
+    case Progress::Phase::Starting:
+        return QStringLiteral("Nothing was sent; the microphone is as it was.");
+    case Progress::Phase::Entering:
+        return QStringLiteral("The microphone may be in its upgrade mode, with its old firmware.") +
+               anew;
+    case Progress::Phase::Sending:
+        return QStringLiteral("The microphone may be in its upgrade mode, with an incomplete "
+                              "firmware.") +
+               anew;
+    case Progress::Phase::Verdict:
+        break;
+    }
+    return QStringLiteral("All packets went out, but the microphone did not say what became of "
+                          "them: it may have the new firmware or still be in its upgrade mode.") +
+           anew;
+}
+
+QString Outcome::codeList()
+{
+    return QStringLiteral("Exit codes:\n"
+                          "  0    the microphone was flashed, or the image is in order\n"
+                          "  1    the microphone reported failure\n"
+                          "  2    no microphone was found, or it could not be opened\n"
+                          "  3    the image was refused\n"
+                          "  4    another updater is running\n"
+                          "  5    no verdict in time, the updater was ended\n"
+                          "  6    the updater could not be started, or died\n"
+                          "  64   wrong usage\n"
+                          "  130  interrupted by Ctrl-C, the updater was ended\n");
+}

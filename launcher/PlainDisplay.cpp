@@ -1,0 +1,46 @@
+#include "launcher/PlainDisplay.h"
+
+#include "launcher/ImageReport.h"
+
+#include <cstdio>
+
+namespace {
+
+constexpr int percentOfTenth = 10;
+constexpr qint64 millisecondsOfSecond = 1000;
+
+void print(std::FILE *stream, const QString &text)
+{
+    std::fputs(text.toLocal8Bit().constData(), stream);
+    std::fflush(stream);
+}
+
+} // namespace
+
+void PlainDisplay::image(const ImageReport &report, Detail detail)
+{
+    print(stdout, detail == Detail::Table ? report.table() : report.summary());
+}
+
+void PlainDisplay::progress(const Progress &progress)
+{
+    const int tenth = progress.percent / percentOfTenth;
+    if (tenth == shownTenth && progress.phase == shownPhase)
+        return;
+    shownTenth = tenth;
+    shownPhase = progress.phase;
+    print(stdout, QStringLiteral("%1% after %2 s, %3\n")
+                      .arg(progress.percent)
+                      .arg(progress.elapsedMs / millisecondsOfSecond)
+                      .arg(progress.phaseText()));
+}
+
+void PlainDisplay::note(const QString &text)
+{
+    print(stderr, text + QLatin1Char('\n'));
+}
+
+void PlainDisplay::outcome(const Outcome &outcome)
+{
+    print(outcome.code == Outcome::Done ? stdout : stderr, outcome.sentence + QLatin1Char('\n'));
+}

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <QString>
+#include <QtGlobal>
+
+/// Where an upgrade stands.  Plain data.
+struct Progress
+{
+    enum class Phase
+    {
+        /// The updater looks for the microphone.
+        Starting,
+        /// The microphone gets the upgrade-mode command and restarts.
+        Entering,
+        /// Packets go out.
+        Sending,
+        /// All packets are out.
+        Verdict
+    };
+
+    Phase phase = Phase::Starting;
+    /// 0 to 100; never goes down in one run.
+    int percent = 0;
+    /// Since the updater was started.
+    qint64 elapsedMs = 0;
+
+    /// One word for programs.
+    QString phaseName() const;
+    /// The same for a person.
+    QString phaseText() const;
+};

@@ -1,0 +1,57 @@
+#include "launcher/UpdaterLog.h"
+
+namespace {
+
+// Lines of the updater, in the order in which they come.
+/// Written just before the result file is emptied ...
+const char *const beginMark = "createUI----";
+/// ... and the first that can stand behind that: the search begins, or it could not.
+const char *const searchMark = "kkkhhhhxxxxx ";
+const char *const resultMark = "file_ssss: ";
+/// Behind the microphone's ids and path.
+const char *const unopenedMark = ", but it cannot be opened: ";
+/// Packet and report length of the microphone that was opened.
+const char *const openedMark = "xxxxx ";
+const char *const refusedMark = "firmware refused: ";
+/// The box that says that the image cannot be opened, where there is no screen.
+const char *const boxMark = "Title: ";
+
+QString behind(const QByteArray &line, const char *mark)
+{
+    return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))));
+}
+
+} // namespace
+
+void UpdaterLog::take(const QByteArray &bytes)
+{
+    unfinished += bytes;
+    int begin = 0;
+    for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', begin)) {
+        takeLine(unfinished.mid(begin, end - begin).trimmed());
+        begin = end + 1;
+    }
+    unfinished.remove(0, begin);
+}
+
+void UpdaterLog::finish()
+{
+    takeLine(unfinished);
+    unfinished.clear();
+}
+
+void UpdaterLog::takeLine(const QByteArray &line)
+{
+    if (line == beginMark)
+        begun = true;
+    else if (line.startsWith(searchMark) || line.startsWith(resultMark))
+        resultEmptied = begun;
+    else if (line.startsWith(openedMark))
+        opened = true;
+    else if (line.startsWith(refusedMark))
+        refusalText = behind(line, refusedMark);
+    else if (line.startsWith(boxMark))
+        refusalText = behind(line, "+");
+    else if (line.contains(unopenedMark))
+        openFailureText = behind(line, unopenedMark);
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QByteArray>
+#include <QString>
+
+/// What the updater's own output tells that its result file does not.
+///
+/// The lines looked for are ASCII, so that they read the same under every locale.
+/// Complete only if the output goes into a file: into a pipe the updater leaves out
+/// lines that would have to wait.  Pure, any thread.
+class UpdaterLog
+{
+public:
+    /// What was written since the last call; a line counts when its end is there.
+    void take(const QByteArray &bytes);
+    /// The updater has ended: what is left is a line, too.
+    void finish();
+
+    /// It is the only updater and goes to work.  One that finds another running
+    /// ends without a line.
+    bool hasBegun() const { return begun; }
+    /// The result file holds nothing of an earlier run any more.
+    bool hasEmptiedResult() const { return resultEmptied; }
+    /// Why the microphone, which was found, could not be opened, in one or two whole
+    /// sentences; empty: it could, or there was none.
+    const QString &openFailure() const { return openFailureText; }
+    /// The microphone was opened; without this nothing can have been sent.
+    bool hasOpened() const { return opened; }
+    /// Why the updater did not take the image; empty: it did, or never looked.
+    const QString &refusal() const { return refusalText; }
+
+private:
+    void takeLine(const QByteArray &line);
+
+    QByteArray unfinished;
+    bool begun = false;
+    bool resultEmptied = false;
+    bool opened = false;
+    QString openFailureText;
+    QString refusalText;
+};

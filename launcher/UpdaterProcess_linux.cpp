@@ -1,0 +1,22 @@
+#include "launcher/UpdaterProcess.h"
+
+#include <unistd.h>
+
+QString UpdaterProcess::programName()
+{
+    return QStringLiteral("Velmo_KVX2_DFU");
+}
+
+void UpdaterProcess::setupChildProcess()
+{
+    // A session of its own: neither Ctrl-C nor a closed terminal ends an upgrade.
+    setsid();
+}
+
+void UpdaterProcess::addPlatformSettings(QProcessEnvironment *environment)
+{
+    // No box can wait for a person: without a screen its text goes to the output.
+    environment->remove(QStringLiteral("DISPLAY"));
+    environment->remove(QStringLiteral("WAYLAND_DISPLAY"));
+    environment->insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));
+}

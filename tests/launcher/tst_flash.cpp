@@ -1,0 +1,282 @@
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QCryptographicHash>
+#include <QDir>
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QScopeGuard>
+#include <QTest>
+
+#include <csignal>
+
+namespace {
+
+// Far above what a run takes, for machines under load.
+constexpr int endTimeoutMs = 90000;
+/// Between one Ctrl-C and the next.
+constexpr int oneMoreMs = 1000;
+
+const char *const quick = "silent=entry;enter-time=20";
+const char *const quickFailure = "silent=entry;enter-time=20;verdict=failure2";
+const char *const quickUnplugged = "silent=entry;enter-time=20;unplug-at=5;replug-after=50";
+const char *const mute = "silent=all;enter-time=20";
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+/// An updater of this text; it gets the image's path.
+QString writeUpdater(const UpdaterRun &run, const QByteArray &script)
+{
+    QFile file(run.path("updater.sh"));
+    if (!file.open(QIODevice::WriteOnly) || file.write("#!/bin/sh\n" + script) == -1 ||
+        !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
+        qWarning() << file.errorString();
+    return file.fileName();
+}
+
+void flash(UpdaterRun *run, const QStringList &arguments, const QByteArray &simulator)
+{
+    // A process group of its own, as a terminal gives to what is started in it.
+    run->startInShell("exec setsid " VELMO_FLASH " --updater \"$0\" \"$@\"", arguments, simulator);
+}
+
+/// Objects of a --json output, or nothing if a single line is not as it should be.
+QList<QJsonObject> strictlyParsed(const QByteArray &output)
+{
+    const QMap<QString, QString> keys = {
+        {QStringLiteral("progress"), QStringLiteral("event percent phase seconds")},
+        {QStringLiteral("outcome"), QStringLiteral("code event message outcome")},
+        {QStringLiteral("image"), QStringLiteral("bytes event microphone packets records "
+                                                 "seconds_least seconds_most sha256 version")}};
+    QList<QJsonObject> objects;
+    if (!output.endsWith('\n'))
+        return {};
+    for (const QByteArray &line : output.chopped(1).split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(line).object();
+        const QString event = object.value(QStringLiteral("event")).toString();
+        if (!keys.contains(event) || object.keys().join(QLatin1Char(' ')) != keys.value(event))
+            return {};
+        objects.append(object);
+    }
+    return objects;
+}
+
+QSet<QString> allOf(const char *pattern, const QString &text)
+{
+    QSet<QString> found;
+    auto match = QRegularExpression(QString::fromLatin1(pattern)).globalMatch(text);
+    while (match.hasNext())
+        found.insert(match.next().captured(1));
+    return found;
+}
+
+} // namespace
+
+/// The launcher as a script meets it.
+class FlashTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void each_ending_has_its_code_data()
+    {
+        QTest::addColumn<QString>("image");
+        QTest::addColumn<QStringList>("more");
+        QTest::addColumn<QByteArray>("simulator");
+        QTest::addColumn<QByteArray>("updater");
+        QTest::addColumn<int>("code");
+        QTest::addColumn<QString>("phrase");
+        const QString plain = QStringLiteral("TB210.bin");
+        const auto row = [](const char *name, const QString &image, const QString &more,
+                            const char *simulator, const char *updater, int code,
+                            const char *phrase) {
+            QTest::newRow(name) << image << more.split(QLatin1Char(' '), Qt::SkipEmptyParts)
+                                << QByteArray(simulator) << QByteArray(updater) << code
+                                << QString::fromLatin1(phrase);
+        };
+        row("flashed", plain, {}, quick, "", 0, "was flashed");
+        row("a name like a URL", QStringLiteral("file.bin"), {}, quick, "", 0, "was flashed");
+        row("went and came back", plain, QStringLiteral("--timeout 5"), quickUnplugged, "", 5,
+            "All packets went out");
+        row("failed", plain, {}, quickFailure, "", 1, "reported");
+        row("failed before a percentage", plain, {}, "",
+            "echo createUI----; echo file_ssss: x; "
+            "echo xxxxx 11 64; printf 'success -1' > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt",
+            1, "reported");
+        row("no microphone", plain, {}, "devices=none", "", 2, "No microphone 3C9E:000B");
+        row("another microphone", QStringLiteral("R5.bin"), {}, "devices=000B", "", 2,
+            "No microphone 3C9E:0010");
+        row("not opened", plain, {}, "",
+            "echo createUI----; echo kkkhhhhxxxxx 1 2; echo microphone "
+            "3C9E:000B found at x, but it cannot be opened: no permission.",
+            2, "no permission.");
+        row("broken image", QStringLiteral("broken"), {}, "", "exit 1", 3,
+            "record 6 at offset 511: length 100, but only 99 bytes are left");
+        row("no image", QStringLiteral("missing"), {}, "", "exit 1", 3, "No such file");
+        row("image broken meanwhile", plain, {}, "",
+            "echo createUI----; echo kkkhhhhxxxxx 1 2; "
+            "echo xxxxx 11 64; echo firmware refused: record 4 at offset 5: new",
+            3, "record 4 at offset 5: new");
+        row("ended at once", plain, {}, "", "exit 0", 4, "Another updater");
+        row("another one's result", plain, {}, "",
+            "printf 'success 1' > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; sleep 0.3", 4,
+            "Another updater");
+        row("no verdict", plain, QStringLiteral("--timeout 5"), mute, "", 5,
+            "No progress for 5 s, so the updater was ended. All packets went out");
+        row("not there", plain, QStringLiteral("--updater ./none"), "", "", 6, "./none is not");
+        row("not a program", plain, QStringLiteral("--updater ./TB210.bin"), "", "", 6, "started");
+        row("died", plain, {}, "", "exit 1", 6, "code 1");
+        row("killed midway", plain, {}, "",
+            "echo createUI----; echo kkkhhhhxxxxx 1 2; "
+            "echo 30% > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; kill -9 $$",
+            6,
+            "killed; --log FILE keeps what it says. The microphone may be in its upgrade mode, "
+            "with an incomplete");
+        row("unknown option", plain, QStringLiteral("--fast"), "", "exit 1", 64, "fast");
+        row("two images", plain, QStringLiteral("a"), "", "exit 1", 64, "one image, not 2");
+        row("no time", plain, QStringLiteral("--timeout 0"), "", "exit 1", 64, "from 1 to");
+        row("log over image", plain, QStringLiteral("--log TB210.bin"), "", "exit 1", 64, "--log");
+    }
+
+    void each_ending_has_its_code()
+    {
+        QFETCH(QString, image);
+        QFETCH(QByteArray, updater);
+        QFETCH(int, code);
+        QFETCH(QString, phrase);
+        QFETCH(QStringList, more);
+        QFETCH(QByteArray, simulator);
+        UpdaterRun run;
+        QStringList options = QStringLiteral("--records 6 --size 100").split(QLatin1Char(' '));
+        if (image == QLatin1String("broken"))
+            options += QStringLiteral("--broken record-past-end").split(QLatin1Char(' '));
+        if (image != QLatin1String("missing"))
+            run.makeFirmware(image, options);
+        // What an earlier run left there must not count.
+        QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
+        QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
+        QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write("100%\nsuccess 1") > 0);
+        earlier.close();
+        if (!updater.isEmpty())
+            more = QStringList{QStringLiteral("--updater"), writeUpdater(run, updater)} + more;
+
+        flash(&run, QStringList{QStringLiteral("--json"), image} + more, simulator);
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitCode(), code);
+
+        QList<QJsonObject> events = strictlyParsed(run.standardOutput());
+        QVERIFY2(!events.isEmpty(), run.standardOutput().constData());
+        const QJsonObject outcome = events.takeLast();
+        QCOMPARE(outcome.value(QStringLiteral("code")).toInt(-1), code);
+        const QString message = outcome.value(QStringLiteral("message")).toString();
+        QVERIFY2(message.contains(phrase), qPrintable(message));
+        int percent = 0;
+        for (const QJsonObject &event : events) {
+            QCOMPARE(event.value(QStringLiteral("event")).toString(), QStringLiteral("progress"));
+            const int now = event.value(QStringLiteral("percent")).toInt(-1);
+            QVERIFY(now >= percent && now <= 100);
+            percent = now;
+        }
+        if (code == 0)
+            QCOMPARE(percent, 100);
+        if (phrase.startsWith(QLatin1String("No microphone")))
+            QCOMPARE(percent, 0); // and not the earlier run's 100
+    }
+
+    void a_second_one_says_so_and_disturbs_nothing()
+    {
+        UpdaterRun run;
+        const QString image = run.makeFirmware(QStringLiteral("TB210.bin"), {});
+        flash(&run, {image, QStringLiteral("--log"), QStringLiteral("log")}, mute);
+        const auto group = -static_cast<pid_t>(run.process.processId());
+        // Killed with the test, the launcher would leave its updater behind.
+        const auto ending = qScopeGuard([&run, group] {
+            while (run.process.state() != QProcess::NotRunning && ::kill(group, SIGINT) == 0)
+                run.waitForExit(oneMoreMs);
+        });
+        QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+        const QByteArray result = run.result();
+        // Let in by mistake, it would soon end again.
+        const QStringList arguments = {image, QStringLiteral("--timeout"), QStringLiteral("1")};
+        QProcess second;
+        second.setProcessEnvironment(run.process.processEnvironment());
+        second.setWorkingDirectory(run.process.workingDirectory());
+        second.start(QStringLiteral(VELMO_FLASH), arguments);
+        QVERIFY(second.waitForFinished(endTimeoutMs));
+        QCOMPARE(second.exitCode(), 4);
+        QCOMPARE(run.result(), result);
+        QCOMPARE(run.process.state(), QProcess::Running);
+
+        // Ctrl-C in the first one's terminal asks once; the updater does not feel it.
+        QCOMPARE(::kill(group, SIGINT), 0);
+        const auto hasAsked = [&run] { return run.debugOutput().contains("Press Ctrl-C again"); };
+        QTRY_VERIFY_WITH_TIMEOUT(hasAsked() || run.process.state() == QProcess::NotRunning,
+                                 endTimeoutMs);
+        QVERIFY(hasAsked());
+        second.start(QStringLiteral(VELMO_FLASH), arguments);
+        QVERIFY(second.waitForFinished(endTimeoutMs));
+        QCOMPARE(second.exitCode(), 4);
+        QCOMPARE(::kill(group, SIGINT), 0);
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitCode(), 130);
+        QVERIFY(run.standardOutput().contains("\n100% after "));
+        QVERIFY(run.debugOutput().contains("ended on request. All packets went out"));
+        QVERIFY(contentOf(run.path("log")).contains("createUI----\n"));
+        // The updater is gone: the next one finds nobody.
+        flash(&run, {image}, "devices=none");
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitCode(), 2);
+    }
+
+    void an_image_is_described_without_sending_anything()
+    {
+        UpdaterRun run;
+        const QString image = run.makeFirmware(
+            QStringLiteral("TB210.bin"),
+            QStringLiteral("--version 1.2.3 --sizes 100,64,65").split(QLatin1Char(' ')));
+        flash(&run, {QStringLiteral("--inspect"), image}, {});
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitCode(), 0);
+        const QByteArray sum =
+            QCryptographicHash::hash(contentOf(run.path("TB210.bin")), QCryptographicHash::Sha256);
+        const QByteArray table = run.standardOutput().simplified();
+        const QByteArray expected =
+            "Version: V1.2.3 Size: 240 bytes SHA-256: " + sum.toHex() +
+            " Record Offset Length Packets 0 0 11 1 1 11 100 2 2 111 64 1 3 175 65 2 ";
+        QVERIFY2(table.startsWith(expected), table.constData());
+
+        flash(&run, {QStringLiteral("--dry-run"), QStringLiteral("--json"), image}, {});
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        const QList<QJsonObject> events = strictlyParsed(run.standardOutput());
+        QCOMPARE(events.size(), 2);
+        QCOMPARE(events.first().value(QStringLiteral("packets")).toInt(), 6);
+        QCOMPARE(events.first().value(QStringLiteral("records")).toArray().size(), 4);
+        QVERIFY(!QFile::exists(run.path("trace.txt")));
+    }
+
+    void the_manual_has_what_the_help_has()
+    {
+        QProcess program;
+        program.start(QStringLiteral(VELMO_FLASH), {QStringLiteral("--help")});
+        QVERIFY(program.waitForFinished(endTimeoutMs));
+        const QString help = QString::fromUtf8(program.readAllStandardOutput());
+        QString manual = QString::fromUtf8(contentOf(QStringLiteral(VELMO_FLASH_MANUAL)));
+        const QSet<QString> options = allOf("\n  (?:-h, )?(--[a-z-]+)", help);
+        QCOMPARE(options.size(), 8);
+        QCOMPARE(allOf("\n\\.It (?:Fl h , )?Fl (--[a-z-]+)",
+                       manual.replace(QLatin1String("Fl -"), QLatin1String("Fl --"))),
+                 options);
+        const QSet<QString> codes = allOf("\n  ([0-9]+)  ", help);
+        QCOMPARE(codes.size(), 9);
+        QCOMPARE(allOf("\n\\.It ([0-9]+)\n", manual), codes);
+    }
+};
+
+QTEST_GUILESS_MAIN(FlashTest)
+#include "tst_flash.moc"

@@ -1,0 +1,77 @@
+#include "launcher/BarDisplay.h"
+#include "launcher/ExpectedDuration.h"
+#include "launcher/ResultFollower.h"
+
+#include <QTest>
+
+/// What needs no updater: the result file's grammar, the bar, the schedule.
+class LauncherTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void the_result_file_is_understood_piece_by_piece_data()
+    {
+        using Verdict = ResultFollower::Verdict;
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("percent");
+        QTest::addColumn<int>("steps");
+        QTest::addColumn<Verdict>("verdict");
+        QTest::newRow("success") << QByteArray("0%\n42%\nsuccess 1") << 42 << 2 << Verdict::Success;
+        QTest::newRow("failure, CR LF")
+            << QByteArray("0%\r\n7%\r\nsuccess -1") << 7 << 2 << Verdict::Failure;
+        QTest::newRow("torn outcome") << QByteArray("9%\nsuccess -") << 9 << 1 << Verdict::None;
+        QTest::newRow("torn line") << QByteArray("9%\n10%") << 9 << 1 << Verdict::None;
+        QTest::newRow("neither down nor above the whole")
+            << QByteArray("90%\n3%\n104%\n2%\n") << 100 << 4 << Verdict::None;
+        QTest::newRow("noise") << QByteArray("x%\n\n12\n-5%\n99999999999%\nsuccess 2") << 0 << 1
+                               << Verdict::None;
+    }
+
+    void the_result_file_is_understood_piece_by_piece()
+    {
+        QFETCH(QByteArray, text);
+        for (const int piece : {1, text.size()}) {
+            ResultFollower follower;
+            for (int begin = 0; begin < text.size(); begin += piece)
+                follower.take(text.mid(begin, piece));
+            QTEST(follower.percent(), "percent");
+            QTEST(follower.steps(), "steps");
+            QTEST(follower.verdict(), "verdict");
+        }
+    }
+
+    void an_emptied_result_file_takes_its_outcome_along()
+    {
+        ResultFollower follower;
+        follower.take("50%\nsuccess -1");
+        follower.restart();
+        follower.take("3%\n");
+        QCOMPARE(follower.verdict(), ResultFollower::Verdict::None);
+        QCOMPARE(follower.percent(), 50);
+    }
+
+    void the_bar_fits_every_terminal()
+    {
+        for (const int columns : {0, 1, 20, 45, 80, 200}) {
+            for (const int percent : {0, 50, 100}) {
+                const QString line =
+                    BarDisplay::line({Progress::Phase::Starting, percent, 9999000}, columns);
+                QVERIFY(line.size() < std::max(1, columns));
+                QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 45);
+            }
+        }
+    }
+
+    void the_duration_follows_the_schedule()
+    {
+        // 13 packets: waits behind packets 0, 2 and 7; 14: behind 12 as well.
+        QCOMPARE(ExpectedDuration::of(13, false).least, 7.0);
+        QCOMPARE(ExpectedDuration::of(13, false).most, 7.6);
+        QCOMPARE(ExpectedDuration::of(14, true).most, 17.8);
+    }
+};
+
+Q_DECLARE_METATYPE(ResultFollower::Verdict)
+QTEST_GUILESS_MAIN(LauncherTest)
+#include "tst_launcher.moc"
