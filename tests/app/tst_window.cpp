@@ -4,6 +4,7 @@
 #include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
 #include "simulator/Simulator.h"
+#include "tests/support/FakeTool.h"
 #include "upgrade/linkFlags.h"
 
 #include <QApplication>
@@ -22,6 +23,7 @@
 #include <QPushButton>
 #include <QResource>
 #include <QSignalSpy>
+#include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -112,9 +114,26 @@ void writeFile(const QString &path, const QByteArray &content)
     QCOMPARE(file.write(content), qint64(content.size()));
 }
 
+/// The result file of a process whose home this is; on Windows all have the same.
+QByteArray resultIn(const QDir &ownHome)
+{
+    const bool windows = QSysInfo::kernelType() == text("winnt");
+    const QDir own(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
+    const QString data = windows ? own.filePath(text("..")) : ownHome.path();
+    return contentOf(data + text("/CorvoUpgrade/Firmware_bin.txt")).replace("\r\n", "\n");
+}
+
 QByteArray result()
 {
-    return contentOf(home.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
+    return resultIn(home);
+}
+
+/// What the system says of a file that is not there.
+QString noSuchFile()
+{
+    QFile file(home.filePath(text("no such file")));
+    file.open(QIODevice::ReadOnly);
+    return file.errorString();
 }
 
 /// The header's packet and three records of two packets each.
@@ -229,10 +248,6 @@ private:
     {
         QTest::keyClick(languageBox, language == Chinese ? Qt::Key_Up : Qt::Key_Down);
         QCOMPARE(languageBox->currentIndex(), language);
-    }
-    static QString tool()
-    {
-        return QDir(QCoreApplication::applicationDirPath()).filePath(text("ktTool.exe"));
     }
 
 private slots:
@@ -455,7 +470,7 @@ private slots:
             {"urls", "edit", "version", "language", "boxes"});
         const QString other = home.filePath(text("other.bin"));
         const QString missing = home.filePath(text("missing.bin"));
-        const char *const box = "i|Title|打开错误+No such file or directory|Yes No|Yes";
+        const QString box = text("i|Title|打开错误+") + noSuchFile() + text("|Yes No|Yes");
         writeFile(other, imageOfVersion(4, 5, 6));
         const QString damaged = home.filePath(text("damaged.bin"));
         writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
@@ -540,7 +555,7 @@ private slots:
         QCOMPARE(process.exitStatus(), QProcess::NormalExit);
         QCOMPARE(process.exitCode(), 0);
         QTEST(QString::fromUtf8(contentOf(ownHome.filePath(text("box.txt")))), "box");
-        const QByteArray told = contentOf(ownHome.filePath(text("CorvoUpgrade/Firmware_bin.txt")));
+        const QByteArray told = resultIn(ownHome.path());
         QCOMPARE(told.split('\n').last(), // behind the percentages
                  QByteArray(status == 1 ? "success -1" : "success 1"));
     }
@@ -563,9 +578,9 @@ private slots:
         columns<QString, int, QString, QString>({"path", "language", "version", "boxes"});
         row("none", "", English, "as it was", "");
         row("missing", "missing_V1.0.bin", English, "V1.0",
-            "i|Title|Open ErrorNo such file or directory|Yes No|Yes");
+            text("i|Title|Open Error") + noSuchFile() + text("|Yes No|Yes"));
         row("missing, Chinese, as a URL", "file:///missing_V2.1.bin", Chinese, "V2.1",
-            "i|Title|打开错误No such file or directory|Yes No|Yes");
+            text("i|Title|打开错误") + noSuchFile() + text("|Yes No|Yes"));
     }
 
     void a_dsp_file_that_cannot_be_used_starts_nothing()
@@ -603,14 +618,13 @@ private slots:
         QFETCH(QString, percent);
         languageBox->setCurrentIndex(language);
         const QString file = home.filePath(text("dsp_V1.0.bin"));
-        const QString go = home.filePath(text("go"));
+        const QString go = FakeTool::beside("go");
         writeFile(file, "firmware");
         QFile::remove(go);
         // It ends when it is told to.
         const QByteArray said = record.toLatin1() + "\\r";
-        writeFile(tool(), "#!/bin/sh\nprintf '%s ' \"$@\" >arguments.txt\nprintf '" + said + said +
-                              "\\r'\nwhile [ ! -e go ]; do sleep 0.01; done\n");
-        QVERIFY(QFile::setPermissions(tool(), QFile::ReadOwner | QFile::ExeOwner));
+        QVERIFY(
+            FakeTool::install("arguments arguments.txt\nprint " + said + said + "\\r\nawait go\n"));
         at<QTextEdit>(dspEditPlace)->setPlainText(file);
         progressView->bar()->setValue(1);
         const QByteArray before = result();
@@ -624,10 +638,10 @@ private slots:
             QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
         });
         QTEST(boxes, "boxes");
-        QCOMPARE(contentOf(home.filePath(text("arguments.txt"))),
-                 "0x3C9E b -s -b " + file.toUtf8() + ' ');
+        QCOMPARE(contentOf(FakeTool::beside("arguments.txt")),
+                 "0x3C9E\nb\n-s\n-b\n" + file.toUtf8() + '\n');
         QCOMPARE(result(), before);
-        QVERIFY(QFile::remove(tool()));
+        FakeTool::remove();
     }
 
     void the_dsp_file_is_chosen_in_a_dialog_data()

@@ -1,6 +1,6 @@
 #include "dsp/dfu_0206_view.h"
+#include "tests/support/FakeTool.h"
 
-#include <QDir>
 #include <QFile>
 #include <QMetaMethod>
 #include <QProcess>
@@ -9,8 +9,7 @@
 
 #include <memory>
 
-/// The runner against tiny fake tools: scripts in the place where the vendor's
-/// tool lies.
+/// The runner against a fake tool.
 class DspTest : public QObject
 {
     Q_OBJECT
@@ -18,81 +17,63 @@ class DspTest : public QObject
 private:
     std::unique_ptr<dfu_0206_view> runner;
 
-    static QString beside(const char *name)
-    {
-        return QDir(QCoreApplication::applicationDirPath()).filePath(QString::fromLatin1(name));
-    }
-
-    /// A tool that does what the shell `commands` say.
-    static void installTool(const QByteArray &commands)
-    {
-        QFile tool(beside("ktTool.exe"));
-        tool.remove();
-        QVERIFY(tool.open(QIODevice::WriteOnly));
-        tool.write("#!/bin/sh\n" + commands + "\n");
-        tool.close();
-        QVERIFY(tool.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
-    }
-
 private slots:
     void init() { runner = std::make_unique<dfu_0206_view>(nullptr); }
     void cleanup()
     {
         runner.reset();
-        QFile::remove(beside("ktTool.exe"));
-        QFile::remove(beside("arguments.txt"));
+        FakeTool::remove();
+        QFile::remove(FakeTool::beside("arguments.txt"));
     }
 
     void the_tool_gets_ids_and_file()
     {
-        installTool("for a in \"$@\"; do echo \"$a\"; done >\"${0%/*}/arguments.txt\"");
+        QVERIFY(FakeTool::install("arguments arguments.txt"));
         runner->dspProductId = 0x0A2B;
         const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
         runner->startDspUpgrade(QStringLiteral("C:/a b/x'y.bin"));
         QTRY_COMPARE(finished.size(), 1);
-        QFile arguments(beside("arguments.txt"));
+        QFile arguments(FakeTool::beside("arguments.txt"));
         QVERIFY(arguments.open(QIODevice::ReadOnly));
         QCOMPARE(arguments.readAll(), QByteArray("0x3C9E\na2b\n-s\n-b\nC:/a b/x'y.bin\n"));
     }
 
     void output_is_turned_into_progress_data()
     {
-        QTest::addColumn<QByteArray>("commands");
+        QTest::addColumn<QByteArray>("plan");
         QTest::addColumn<QString>("progress");
         QTest::addColumn<int>("total");
         QTest::addColumn<int>("result");
 
-        const auto row = [](const char *name, const char *commands, const char *progress, int total,
+        const auto row = [](const char *name, const char *plan, const char *progress, int total,
                             int result) {
-            QTest::newRow(name) << QByteArray(commands) << QString::fromLatin1(progress) << total
+            QTest::newRow(name) << QByteArray(plan) << QString::fromLatin1(progress) << total
                                 << result;
         };
-        row("third from the end", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'", "6", 20, 1);
+        row("third from the end", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n", "6", 20, 1);
         // Two characters are cut off the total: 100% becomes 10.
-        row("total cut to 10", "printf '5/100%%\\r\\n6/100%%\\r\\n7/100%%\\r\\n'", "6", 10, -1);
-        row("total cut to 11", "printf '5/11xx\\r\\n6/11xx\\r\\n7/11xx\\r\\n'", "6", 11, 1);
-        row("one big chunk",
-            "awk 'BEGIN { for (i = 1; i <= 300; i++) printf \"%d/300%%\\r\\n\", i }'", "299", 30,
-            1);
-        row("too few records", "printf '5/200%%\\r\\n6/200%%\\r\\n'", "", 0, -1);
-        row("nothing", ":", "", 0, -1);
-        row("no slash", "printf 'a\\rb\\rc\\rd\\r'", "", 0, -1);
-        row("not numbers", "printf 'a/b\\rc/d\\re/f\\rg/h\\r'", "0", 0, -1);
-        row("empty fields", "printf '/\\r/\\r/\\r/\\r'", "0", 0, -1);
-        row("negative total", "printf 'x1/-50xx\\rx1/-50xx\\rx1/-50xx\\r\\r'", "1", 0, -1);
-        row("huge total", "printf 'x1/4294967295xx\\rx1/4294967295xx\\rx1/4294967295xx\\r\\r'", "1",
+        row("total cut to 10", "print 5/100%\\r\\n6/100%\\r\\n7/100%\\r\\n", "6", 10, -1);
+        row("total cut to 11", "print 5/11xx\\r\\n6/11xx\\r\\n7/11xx\\r\\n", "6", 11, 1);
+        row("one big chunk", "count 300", "299", 30, 1);
+        row("too few records", "print 5/200%\\r\\n6/200%\\r\\n", "", 0, -1);
+        row("nothing", "", "", 0, -1);
+        row("no slash", "print a\\rb\\rc\\rd\\r", "", 0, -1);
+        row("not numbers", "print a/b\\rc/d\\re/f\\rg/h\\r", "0", 0, -1);
+        row("empty fields", "print /\\r/\\r/\\r/\\r", "0", 0, -1);
+        row("negative total", "print x1/-50xx\\rx1/-50xx\\rx1/-50xx\\r\\r", "1", 0, -1);
+        row("huge total", "print x1/4294967295xx\\rx1/4294967295xx\\rx1/4294967295xx\\r\\r", "1",
             -1, -1);
-        row("rubbish without end", "head -c 300000 /dev/urandom | tr -d '\\r'", "", 0, -1);
-        row("exit code plays no part", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; exit 1",
-            "6", 20, 1);
-        row("crash", "printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'; kill -SEGV $$", "6", 20, 1);
-        row("crash without a word", "kill -SEGV $$", "", 0, -1);
+        row("rubbish without end", "noise 300000", "", 0, -1);
+        row("exit code plays no part", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n\nexit 1", "6",
+            20, 1);
+        row("crash", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n\ncrash", "6", 20, 1);
+        row("crash without a word", "crash", "", 0, -1);
     }
 
     void output_is_turned_into_progress()
     {
-        QFETCH(QByteArray, commands);
-        installTool(commands);
+        QFETCH(QByteArray, plan);
+        QVERIFY(FakeTool::install(plan));
         QStringList values;
         connect(runner.get(), &dfu_0206_view::dsp_progress_value, this,
                 [&values](int value) { values += QString::number(value); });
@@ -107,13 +88,13 @@ private slots:
     void a_record_split_over_two_chunks_is_passed_over()
     {
         // The second chunk comes when the first has been read: the tool waits for it.
-        installTool("printf '1/200%%\\r\\n2/200%%\\r\\n3/200%%\\r\\n4/2'\n"
-                    "while [ ! -e \"${0%/*}/arguments.txt\" ]; do sleep 0.01; done\n"
-                    "printf '00%%\\r\\n5/200%%\\r\\n6/200%%\\r\\n'");
+        QVERIFY(FakeTool::install("print 1/200%\\r\\n2/200%\\r\\n3/200%\\r\\n4/2\n"
+                                  "await arguments.txt\n"
+                                  "print 00%\\r\\n5/200%\\r\\n6/200%\\r\\n"));
         QStringList values;
         connect(runner.get(), &dfu_0206_view::dsp_progress_value, this, [&values](int value) {
             values += QString::number(value);
-            QFile go(beside("arguments.txt"));
+            QFile go(FakeTool::beside("arguments.txt"));
             QVERIFY(go.open(QIODevice::WriteOnly));
         });
         const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
@@ -124,11 +105,11 @@ private slots:
 
     void a_finish_goes_by_the_last_total_seen()
     {
-        installTool("printf '5/200%%\\r\\n6/200%%\\r\\n7/200%%\\r\\n'");
+        QVERIFY(FakeTool::install("print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n"));
         const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
         runner->startDspUpgrade(QStringLiteral("f.bin"));
         QTRY_COMPARE(finished.size(), 1);
-        installTool(":");
+        QVERIFY(FakeTool::install(""));
         runner->startDspUpgrade(QStringLiteral("f.bin"));
         QTRY_COMPARE(finished.size(), 2);
         QCOMPARE(finished.last().first().toInt(), 1); // from the run before
@@ -139,15 +120,15 @@ private slots:
     {
         QTest::addColumn<bool>("present");
         QTest::newRow("missing") << false;
-        QTest::newRow("not executable") << true;
+        QTest::newRow("not a program") << true;
     }
 
     void a_tool_that_does_not_start_raises_nothing()
     {
         QFETCH(bool, present);
         if (present) {
-            installTool(":");
-            QFile::setPermissions(beside("ktTool.exe"), QFile::ReadOwner);
+            QVERIFY(FakeTool::install(""));
+            QVERIFY(QFile::resize(FakeTool::beside("ktTool.exe"), 1));
         }
         const QSignalSpy finished(runner.get(), &dfu_0206_view::dsp_finish_progress);
         runner->startDspUpgrade(QStringLiteral("f.bin"));

@@ -1,5 +1,7 @@
 #include "tests/endtoend/UpdaterRun.h"
 
+#include "tests/endtoend/Transport.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QElapsedTimer>
@@ -33,6 +35,7 @@ UpdaterRun::UpdaterRun()
     process.setWorkingDirectory(home.path());
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
+    Transport::chosen().clean();
 }
 
 UpdaterRun::~UpdaterRun()
@@ -64,7 +67,7 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
     environment.insert(QStringLiteral("HOME"), home.path());
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
     environment.insert(QStringLiteral("TMPDIR"), path("tmp"));
-    environment.insert(QStringLiteral("LD_LIBRARY_PATH"), programPath("simulator"));
+    Transport::chosen().prepare(&environment);
     environment.insert(QStringLiteral("VELMO_SIM"), QString::fromLatin1(simulator));
     environment.insert(QStringLiteral("VELMO_SIM_TRACE"), trace);
     return environment;
@@ -73,7 +76,9 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
 void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator)
 {
     process.setProcessEnvironment(environment(simulator, path("trace.txt")));
-    process.start(programPath("bin/Velmo_KVX2_DFU"), arguments);
+    QStringList command = Transport::chosen().command() + arguments;
+    const QString program = command.takeFirst();
+    process.start(program, command);
     QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
 }
 
@@ -82,9 +87,8 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
 {
     process.setProcessEnvironment(environment(simulator, path("trace.txt")));
     process.start(QStringLiteral("sh"),
-                  QStringList{QStringLiteral("-c"), QString::fromLatin1(commands),
-                              programPath("bin/Velmo_KVX2_DFU")} +
-                      arguments);
+                  QStringList{QStringLiteral("-c"), QString::fromLatin1(commands)} +
+                      Transport::chosen().command() + arguments);
     QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
 }
 
@@ -93,7 +97,9 @@ void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
 {
     second->setWorkingDirectory(home.path());
     second->setProcessEnvironment(environment(simulator, path("second-trace.txt")));
-    second->start(programPath("bin/Velmo_KVX2_DFU"), arguments);
+    QStringList command = Transport::chosen().secondCommand() + arguments;
+    const QString program = command.takeFirst();
+    second->start(program, command);
 }
 
 bool UpdaterRun::waitForExit(int milliseconds)
@@ -122,7 +128,13 @@ void UpdaterRun::kill()
 
 QByteArray UpdaterRun::result() const
 {
-    return contentOf(path("data/CorvoUpgrade/Firmware_bin.txt"));
+    constexpr char lineEnd = '\0'; // in no result
+    return contentOf(Transport::chosen().resultFile(home.path()))
+        .replace(Transport::chosen().lineEnd(), QByteArray(1, lineEnd))
+        // An end that is none there is left as what no test expects.
+        .replace('\n', "<LF>")
+        .replace('\r', "<CR>")
+        .replace(lineEnd, "\n");
 }
 
 QList<int> UpdaterRun::percentages() const

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QFile>
+#include <QString>
+
+/// The stand-in for the DSP vendor's tool (fakeTool.cpp has what it can do), in the
+/// place where that tool lies: beside the test program.
+class FakeTool
+{
+public:
+    /// Lies in the same folder as the tool; the tool's own files do, too.
+    static QString beside(const char *name)
+    {
+        return QDir(QCoreApplication::applicationDirPath()).filePath(QString::fromLatin1(name));
+    }
+
+    /// A tool that does what the lines of `plan` say.
+    static bool install(const QByteArray &plan)
+    {
+        remove();
+        QFile file(beside("ktTool.plan"));
+        return QFile::copy(beside("../fake_tool/" VELMO_FAKE_TOOL), beside("ktTool.exe")) &&
+               file.open(QIODevice::WriteOnly) && file.write(plan) == plan.size();
+    }
+
+    static void remove()
+    {
+        for (const char *name : {"ktTool.exe", "ktTool.plan"})
+            QFile::remove(beside(name));
+    }
+};

@@ -1,0 +1,3 @@
+#include "tests/support/binaryOutput.h"
+
+void binaryOutput() {}
