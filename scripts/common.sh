@@ -17,10 +17,25 @@ die() {
 build_packages=(ca-certificates cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev
     qttools5-dev-tools)
 command -v npm >/dev/null || build_packages+=(npm)
-# What the tests need besides: an X server without a screen, a window manager, and
-# keys pressed in it.
+# What the tests need besides: false hidraw nodes, an X server without a screen, a window
+# manager, and keys pressed in it.
 # shellcheck disable=SC2034
-test_packages=(openbox x11-utils xdotool xvfb)
+test_packages=(libumockdev-dev openbox umockdev x11-utils xdotool xvfb)
+
+# What test-kernel makes its emulated machine of, besides.  The kernel itself is only
+# unpacked.
+# shellcheck disable=SC2034
+kernel_test_packages=(busybox-static cpio kmod qemu-system-x86 udev)
+
+# The Windows program: the cross compiler (the variant with POSIX threads, which C++'s
+# threads need), what builds Qt from Debian's source package, and the installer's maker.
+# shellcheck disable=SC2034
+windows_build_packages=("${build_packages[@]}" dpkg-dev g++-mingw-w64-x86-64-posix make nsis perl
+    xz-utils zip)
+
+# The Debian packages: what checks them, besides.
+# shellcheck disable=SC2034
+linux_package_packages=(appstream desktop-file-utils dpkg-dev lintian man-db mandoc)
 
 # need_packages NAME...: installs what is missing, or says what is.
 need_packages() {
