@@ -30,7 +30,11 @@ bool SingleInstance::acquire()
     clearAbandoned();
     if (segment.attach(QSharedMemory::ReadWrite))
         return false;
-    segment.create(segmentSize, QSharedMemory::ReadWrite);
+    if (!segment.create(segmentSize, QSharedMemory::ReadWrite) &&
+        segment.error() == QSharedMemory::AlreadyExists) {
+        clearNameless();
+        segment.create(segmentSize, QSharedMemory::ReadWrite);
+    }
     return true;
 }
 

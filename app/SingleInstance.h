@@ -21,6 +21,8 @@ public:
 private:
     /// Removes what an updater that was killed left behind.
     void clearAbandoned();
+    /// The same, when the file that the segment is named by is gone.
+    void clearNameless();
 
     QSharedMemory segment;
 };

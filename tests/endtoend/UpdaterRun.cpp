@@ -8,6 +8,8 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/shm.h>
+
 namespace {
 
 constexpr int toolTimeoutMs = 30000;
@@ -41,6 +43,22 @@ UpdaterRun::UpdaterRun()
 UpdaterRun::~UpdaterRun()
 {
     kill();
+    // A killed updater's segment would stay until the machine restarts.
+    const int segment = shmget(segmentKey(), 0, 0);
+    if (segment != -1)
+        shmctl(segment, IPC_RMID, nullptr);
+}
+
+key_t UpdaterRun::segmentKey() const
+{
+    const QStringList files = QDir(path("tmp")).entryList({QStringLiteral("qipc_sharedmemory_*")});
+    return files.size() == 1 ? keyOf(path("tmp/") + files.first()) : -1;
+}
+
+key_t UpdaterRun::keyOf(const QString &file)
+{
+    // As the toolkit makes it.
+    return ftok(QFile::encodeName(file).constData(), 'Q');
 }
 
 QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)

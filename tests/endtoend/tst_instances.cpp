@@ -2,9 +2,14 @@
 #include "tests/endtoend/UpdaterRun.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <QTest>
 
+#include <sys/shm.h>
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <map>
 #include <memory>
 #include <vector>
 
@@ -62,6 +67,43 @@ private slots:
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), 0);
         QVERIFY(run.result().endsWith("success 1"));
+    }
+
+    void what_a_cleaned_temporary_folder_left_of_a_killed_one_does_not_matter()
+    {
+        if (Transport::chosen().command().size() > 1)
+            // NOLINTNEXTLINE(clang-diagnostic-gnu-zero-variadic-macro-arguments)
+            QSKIP("the segment is Linux' own, whatever the bus");
+        UpdaterRun run;
+        const QString image = plainImage(&run);
+        // Segments for the inodes that the updater's files will get.
+        constexpr int inodes = 16;
+        std::map<key_t, int> segments;
+        for (int i = 0; i < inodes; ++i) {
+            QFile file(run.path("tmp/") + QString::number(i));
+            QVERIFY(file.open(QIODevice::WriteOnly));
+            const key_t key = UpdaterRun::keyOf(file.fileName());
+            segments[key] = shmget(key, 1, IPC_CREAT | IPC_EXCL | S_IRUSR | S_IWUSR);
+        }
+        const auto cleaning = qScopeGuard([&segments] {
+            for (const auto &segment : segments)
+                shmctl(segment.second, IPC_RMID, nullptr);
+        });
+        for (int i = 0; i < inodes; ++i)
+            QVERIFY(QFile::remove(run.path("tmp/") + QString::number(i)));
+
+        run.start({image}, silentMicrophone);
+        QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+        const key_t key = run.segmentKey();
+        QVERIFY(key != -1);
+        if (segments.count(key) == 0)
+            // NOLINTNEXTLINE(clang-diagnostic-gnu-zero-variadic-macro-arguments)
+            QSKIP("this file system gives no inode a second time");
+        QProcess second;
+        run.startSecond(&second, {image}, quickMicrophone);
+        QVERIFY(second.waitForFinished(endTimeoutMs));
+        QVERIFY(!QFile::exists(run.path("second-trace.txt")));
+        QCOMPARE(run.process.state(), QProcess::Running);
     }
 
     void of_many_started_at_once_one_runs()
