@@ -1,6 +1,8 @@
 #include "launcher/CommandLine.h"
 
 #include "launcher/Outcome.h"
+#include "launcher/UpdaterProcess.h"
+#include "launcher/resultFilePlace.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -54,7 +56,8 @@ void addOptions(QCommandLineParser *parser)
         {jsonName(), QStringLiteral("Print one JSON object a line and nothing else.")},
         {logName(), QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
         {timeoutName(),
-         QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2).")
+         QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2); "
+                        "17 s more until the firmware goes out.")
              .arg(CommandLine::longestTimeout)
              .arg(CommandLine::defaultTimeout),
          QStringLiteral("SECONDS")},
@@ -65,10 +68,23 @@ void addOptions(QCommandLineParser *parser)
     });
 }
 
-bool isSameFile(const QString &one, const QString &other)
+/// The file that a path leads to, whether it is there or not.
+QString placeOf(const QString &path)
 {
-    const QString path = QFileInfo(one).canonicalFilePath();
-    return !path.isEmpty() && path == QFileInfo(other).canonicalFilePath();
+    const QFileInfo file(path);
+    if (file.exists())
+        return file.canonicalFilePath();
+    return QFileInfo(file.absolutePath()).canonicalFilePath() + QLatin1Char('/') + file.fileName();
+}
+
+/// Whether keeping a log there would cost a file that this run needs.
+bool costsOurOwn(const CommandLine &wanted)
+{
+    const QString updater =
+        wanted.updaterPath.isEmpty() ? UpdaterProcess::besideUs() : wanted.updaterPath;
+    const QString log = placeOf(wanted.logPath);
+    return log == placeOf(wanted.imagePath) || log == placeOf(updater) ||
+           log == placeOf(resultFilePlace());
 }
 
 /// What the parser lets pass.
@@ -90,8 +106,7 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
         if (parser.isSet(option) && parser.value(option).isEmpty())
             return QStringLiteral("The path behind --%1 is empty.").arg(option);
     }
-    if (isSameFile(wanted.logPath, wanted.imagePath) ||
-        isSameFile(wanted.logPath, wanted.updaterPath))
+    if (!wanted.logPath.isEmpty() && costsOurOwn(wanted))
         return QStringLiteral("--log would overwrite %1.").arg(wanted.logPath);
     return {};
 }

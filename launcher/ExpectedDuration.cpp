@@ -32,7 +32,8 @@ ExpectedDuration ExpectedDuration::of(int packets, bool otg)
 
 QString ExpectedDuration::text() const
 {
-    return QStringLiteral("%1 s to %2 s of waiting by the schedule, the transfer itself on top")
+    return QStringLiteral("%1 s to %2 s of waiting by the schedule, the transfer itself on top; "
+                          "less if the microphone is in its upgrade mode already")
         .arg(least, 0, 'f', 0)
         .arg(most, 0, 'f', 1);
 }

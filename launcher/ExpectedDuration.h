@@ -7,7 +7,8 @@
 /// which no schedule knows, come on top.  Plain data.
 struct ExpectedDuration
 {
-    /// Seconds, when the microphone answers at once.
+    /// Seconds, when the microphone answers at once.  Less only if it never answers the
+    /// upgrade-mode command, or needs none: then the pauses are left out.
     double least = 0;
     /// Seconds, when it answers the upgrade-mode command just in time and no batch.
     double most = 0;

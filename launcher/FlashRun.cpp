@@ -31,14 +31,14 @@ FlashRun::FlashRun(CommandLine commandLine, Display *display, QObject *parent)
     : QObject(parent)
     , wanted(std::move(commandLine))
     , shownOn(display)
-    , logTail(wanted.logPath.isEmpty() ? ownFolder.filePath(QStringLiteral("updater.log"))
-                                       : wanted.logPath)
+    , logTail(ownLogPath())
+    , keptLog(wanted.logPath)
     , resultTail(resultFilePlace())
 {
     if (wanted.updaterPath.isEmpty())
         wanted.updaterPath = UpdaterProcess::besideUs();
-    facts.timeoutSeconds = wanted.timeoutSeconds;
     facts.imagePath = wanted.imagePath;
+    facts.updaterPath = wanted.updaterPath;
     connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
             &FlashRun::onEnded);
     connect(&updater, &QProcess::errorOccurred, this, &FlashRun::onError);
@@ -48,12 +48,7 @@ FlashRun::FlashRun(CommandLine commandLine, Display *display, QObject *parent)
 
 void FlashRun::start()
 {
-    facts.error = QFileInfo(wanted.updaterPath).isFile()
-                      ? obstacleToResultFile()
-                      : QStringLiteral("%1 is not there; --updater names another place")
-                            .arg(wanted.updaterPath);
-    if (facts.error.isEmpty())
-        facts.error = obstacleToLog();
+    facts.error = obstacle();
     if (!facts.error.isEmpty()) {
         facts.ending = Outcome::Ending::NotStarted;
         conclude();
@@ -70,18 +65,23 @@ void FlashRun::start()
     updater.start(wanted.updaterPath, wanted.imagePath, logTail.path());
 }
 
-QString FlashRun::obstacleToLog()
+QString FlashRun::obstacle()
 {
+    if (!QFileInfo(wanted.updaterPath).isFile()) {
+        return QStringLiteral("%1 is not there; --updater names another place")
+            .arg(wanted.updaterPath);
+    }
     // The first line shows that there is room, too: without the output the endings
     // could not be told apart.
     QFile file(logTail.path());
     const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
                             UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
-    if (file.open(QIODevice::WriteOnly | QIODevice::Truncate) && file.write(line) == line.size() &&
-        file.flush())
-        return {};
-    return QStringLiteral("its output cannot be kept in %1: %2")
-        .arg(file.fileName(), file.errorString());
+    if (!file.open(QIODevice::WriteOnly) || file.write(line) != line.size() || !file.flush()) {
+        return QStringLiteral("its output cannot be kept in %1: %2")
+            .arg(file.fileName(), file.errorString());
+    }
+    const QString unkept = keptLog.obstacle();
+    return unkept.isEmpty() ? obstacleToResultFile() : unkept;
 }
 
 void FlashRun::look()
@@ -95,7 +95,14 @@ void FlashRun::look()
 
 void FlashRun::readLog()
 {
-    facts.log.take(logTail.readNew());
+    const QByteArray bytes = logTail.readNew();
+    facts.log.take(bytes);
+    keptLog.take(bytes);
+    if (facts.log.hasBegun())
+        keptLog.claim();
+    const QString fault = keptLog.newFault();
+    if (!fault.isEmpty())
+        shownOn->note(fault);
 }
 
 void FlashRun::readResult()
@@ -140,8 +147,9 @@ void FlashRun::heedInterrupts()
     if (count == interruptsSeen || ending)
         return;
     const bool asked = interruptsSeen > 0;
+    // Of two presses before the question none was its answer.
     interruptsSeen = count;
-    if (asked || count > 1) {
+    if (asked) {
         endUpdater(Outcome::Ending::Interrupted);
         return;
     }
@@ -159,8 +167,10 @@ void FlashRun::heedTime()
     else if (progress.phase == Progress::Phase::Starting ||
              progress.phase == Progress::Phase::Entering)
         patienceMs += restartMs; // a short time-out must not end it in the planned pause
-    if (sinceProgress.elapsed() > patienceMs)
-        endUpdater(Outcome::Ending::TimedOut);
+    if (sinceProgress.elapsed() <= patienceMs)
+        return;
+    facts.waitedSeconds = static_cast<int>(patienceMs / millisecondsOfSecond);
+    endUpdater(Outcome::Ending::TimedOut);
 }
 
 void FlashRun::endUpdater(Outcome::Ending why)
@@ -198,5 +208,9 @@ void FlashRun::conclude()
 {
     poll.stop();
     facts.phase = progress.phase;
-    emit finished(Outcome::of(facts));
+    const Outcome outcome = Outcome::of(facts);
+    // One that died early said why, perhaps; one that found another running said nothing.
+    if (outcome.code == Outcome::UpdaterFailed && facts.ending != Outcome::Ending::NotStarted)
+        keptLog.claim();
+    emit finished(outcome);
 }

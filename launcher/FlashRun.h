@@ -2,6 +2,7 @@
 
 #include "launcher/CommandLine.h"
 #include "launcher/FileTail.h"
+#include "launcher/KeptLog.h"
 #include "launcher/Outcome.h"
 #include "launcher/Progress.h"
 #include "launcher/ResultFollower.h"
@@ -35,8 +36,8 @@ signals:
     void finished(const Outcome &outcome);
 
 private:
-    /// Why the updater's output cannot be kept; empty: it can.
-    QString obstacleToLog();
+    /// Why the updater should not be started; empty: it can.
+    QString obstacle();
     /// Looks at everything there is to look at.
     void look();
     void readLog();
@@ -50,12 +51,14 @@ private:
     void onEnded(int exitCode, QProcess::ExitStatus status);
     void onError(QProcess::ProcessError error);
     void conclude();
+    QString ownLogPath() const { return ownFolder.filePath(QStringLiteral("updater.log")); }
 
     CommandLine wanted;
     Display *shownOn;
     QTemporaryDir ownFolder;
     UpdaterProcess updater;
     FileTail logTail;
+    KeptLog keptLog;
     FileTail resultTail;
     /// The result file before the start.
     qint64 sizeBefore = 0;

@@ -14,7 +14,9 @@ void Interrupt::watch()
 {
     // SIGTERM and SIGHUP keep their effect: they end this program, and the updater
     // goes on without it.
-    std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
+    const auto before = std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
+    if (before == SIG_IGN) // as a shell does for what it starts in the background
+        std::signal(SIGINT, SIG_IGN);
     // A reader of our output that goes away must not cost the exit code.
     std::signal(SIGPIPE, SIG_IGN);
 }

@@ -36,7 +36,9 @@ Outcome silentEnd(const Outcome::Facts &facts)
     if (!facts.log.hasBegun()) {
         return {Outcome::AnotherUpdater,
                 QStringLiteral("Another updater is running, so this one ended at once; nothing "
-                               "was sent. Wait until it is done and run this again.")};
+                               "was sent. Wait until it is done and run this again. (If none is "
+                               "running, %1 is not the updater.)")
+                    .arg(facts.updaterPath)};
     }
     if (!facts.log.refusal().isEmpty())
         return Outcome::imageRefused(facts.imagePath, facts.log.refusal());
@@ -88,7 +90,7 @@ Outcome Outcome::of(const Facts &facts)
         return notStarted(facts.error);
     case Ending::TimedOut:
         return {NoVerdict, QStringLiteral("No progress for %1 s, so the updater was ended. %2")
-                               .arg(facts.timeoutSeconds)
+                               .arg(facts.waitedSeconds)
                                .arg(aftermath(facts.phase))};
     case Ending::Interrupted:
         return {Interrupted,
@@ -141,8 +143,9 @@ QString Outcome::aftermath(Progress::Phase phase)
     case Progress::Phase::Verdict:
         break;
     }
-    return QStringLiteral("All packets went out, but the microphone did not say what became of "
-                          "them: it may have the new firmware or still be in its upgrade mode.") +
+    return QStringLiteral("The updater came to the image's end, but the microphone did not say "
+                          "what became of it: it may have the new firmware, or still be in its "
+                          "upgrade mode, with an incomplete one if it was unplugged meanwhile.") +
            anew;
 }
 

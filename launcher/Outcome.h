@@ -45,11 +45,13 @@ struct Outcome
         int exitCode = 0;
         /// Why it could not be started.
         QString error;
-        int timeoutSeconds = 0;
+        /// How long there was no progress, when that ended it.
+        int waitedSeconds = 0;
         Progress::Phase phase = Progress::Phase::Starting;
         ResultFollower::Verdict verdict = ResultFollower::Verdict::None;
         UpdaterLog log;
         QString imagePath;
+        QString updaterPath;
     };
 
     Code code = Done;

@@ -14,7 +14,8 @@ struct Progress
         Entering,
         /// Packets go out.
         Sending,
-        /// All packets are out.
+        /// The last packet was handed to the system; a microphone that was unplugged
+        /// meanwhile did not get them all.
         Verdict
     };
 

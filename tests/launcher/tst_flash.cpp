@@ -103,7 +103,7 @@ private slots:
         row("flashed", plain, {}, quick, "", 0, "was flashed");
         row("a name like a URL", QStringLiteral("file.bin"), {}, quick, "", 0, "was flashed");
         row("went and came back", plain, QStringLiteral("--timeout 5"), quickUnplugged, "", 5,
-            "All packets went out");
+            "if it was unplugged meanwhile");
         row("failed", plain, {}, quickFailure, "", 1, "reported");
         row("failed before a percentage", plain, {}, "",
             "echo createUI----; echo file_ssss: x; "
@@ -123,12 +123,14 @@ private slots:
             "echo createUI----; echo kkkhhhhxxxxx 1 2; "
             "echo xxxxx 11 64; echo firmware refused: record 4 at offset 5: new",
             3, "record 4 at offset 5: new");
-        row("ended at once", plain, {}, "", "exit 0", 4, "Another updater");
+        row("ended at once", plain, {}, "", "exit 0", 4, "updater.sh is not the updater");
+        row("an image with a line of the log", QStringLiteral("a, but it cannot be opened: b"), {},
+            "devices=none", "", 2, "No microphone 3C9E:000B");
         row("another one's result", plain, {}, "",
             "printf 'success 1' > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; sleep 0.3", 4,
             "Another updater");
         row("no verdict", plain, QStringLiteral("--timeout 5"), mute, "", 5,
-            "No progress for 5 s, so the updater was ended. All packets went out");
+            "No progress for 5 s, so the updater was ended. The updater came to the image's end");
         row("not there", plain, QStringLiteral("--updater ./none"), "", "", 6, "./none is not");
         row("not a program", plain, QStringLiteral("--updater ./TB210.bin"), "", "", 6, "started");
         row("died", plain, {}, "", "exit 1", 6, "code 1");
@@ -142,6 +144,12 @@ private slots:
         row("two images", plain, QStringLiteral("a"), "", "exit 1", 64, "one image, not 2");
         row("no time", plain, QStringLiteral("--timeout 0"), "", "exit 1", 64, "from 1 to");
         row("log over image", plain, QStringLiteral("--log TB210.bin"), "", "exit 1", 64, "--log");
+        row("log over result", plain, QStringLiteral("--log data/CorvoUpgrade/Firmware_bin.txt"),
+            "", "exit 1", 64, "--log");
+        row("log over updater", plain, QStringLiteral("--log updater.sh"), "", "exit 1", 64,
+            "--log");
+        row("log into a device", plain, QStringLiteral("--log /dev/null"), "", "exit 1", 6,
+            "/dev/null is not a file");
     }
 
     void each_ending_has_its_code()
@@ -203,7 +211,8 @@ private slots:
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         const QByteArray result = run.result();
         // Let in by mistake, it would soon end again.
-        const QStringList arguments = {image, QStringLiteral("--timeout"), QStringLiteral("1")};
+        const QStringList arguments = {image, QStringLiteral("--timeout"), QStringLiteral("1"),
+                                       QStringLiteral("--log"), QStringLiteral("log")};
         QProcess second;
         second.setProcessEnvironment(run.process.processEnvironment());
         second.setWorkingDirectory(run.process.workingDirectory());
@@ -213,7 +222,9 @@ private slots:
         QCOMPARE(run.result(), result);
         QCOMPARE(run.process.state(), QProcess::Running);
 
-        // Ctrl-C in the first one's terminal asks once; the updater does not feel it.
+        // Ctrl-C in the first one's terminal asks once, however often it was pressed
+        // before; the updater does not feel it.
+        QCOMPARE(::kill(group, SIGINT), 0);
         QCOMPARE(::kill(group, SIGINT), 0);
         const auto hasAsked = [&run] { return run.debugOutput().contains("Press Ctrl-C again"); };
         QTRY_VERIFY_WITH_TIMEOUT(hasAsked() || run.process.state() == QProcess::NotRunning,
@@ -226,8 +237,9 @@ private slots:
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), 130);
         QVERIFY(run.standardOutput().contains("\n100% after "));
-        QVERIFY(run.debugOutput().contains("ended on request. All packets went out"));
-        QVERIFY(contentOf(run.path("log")).contains("createUI----\n"));
+        QVERIFY(run.debugOutput().contains("ended on request. The updater came to"));
+        const QByteArray log = contentOf(run.path("log"));
+        QVERIFY(log.startsWith("velmo-flash: starting ") && log.contains("\ncreateUI----\n"));
         // The updater is gone: the next one finds nobody.
         flash(&run, {image}, "devices=none");
         QVERIFY(run.waitForExit(endTimeoutMs));
