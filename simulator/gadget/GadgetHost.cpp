@@ -1,6 +1,6 @@
 #include "simulator/gadget/GadgetHost.h"
 
-#include "simulator/umockdev/ChildProcess.h"
+#include "simulator/host/ForegroundProgram.h"
 
 #include <fcntl.h>
 #include <poll.h>
@@ -87,7 +87,7 @@ GadgetHost::~GadgetHost() = default;
 
 int GadgetHost::run(char *const *arguments)
 {
-    ChildProcess child;
+    ForegroundProgram child;
     child.start(arguments);
     std::vector<pollfd> polled(gadgets.size() + 1);
     for (;;) {

@@ -5,7 +5,7 @@
 #include "simulator/Settings.h"
 #include "simulator/Trace.h"
 #include "simulator/gadget/UsbGadget.h"
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 
 #include <cstddef>
 #include <memory>

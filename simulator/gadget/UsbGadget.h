@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 #include "simulator/wire.h"
 
 #include <array>

@@ -2,7 +2,7 @@
 /// the simulated microphones on USB buses of its own, as VELMO_SIM says.
 
 #include "simulator/gadget/GadgetHost.h"
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulator/Settings.h"
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 #include "simulator/umockdev/GObjectPointer.h"
 #include "simulator/umockdev/HostInbox.h"
 #include "simulator/umockdev/Testbed.h"

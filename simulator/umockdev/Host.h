@@ -4,7 +4,7 @@
 #include "simulator/IBusListener.h"
 #include "simulator/Settings.h"
 #include "simulator/Trace.h"
-#include "simulator/umockdev/ChildProcess.h"
+#include "simulator/host/ForegroundProgram.h"
 #include "simulator/umockdev/HidrawNode.h"
 #include "simulator/umockdev/HostInbox.h"
 #include "simulator/umockdev/Testbed.h"
@@ -53,7 +53,7 @@ private:
 
     Trace *trace;
     Bus bus;
-    ChildProcess child;
+    ForegroundProgram child;
     HostInbox inbox;
     /// Of the reports handed to the program; on the test bed's thread.
     std::atomic<std::uint32_t> reportsRead{0};

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "simulator/Bus.h"
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 #include "simulator/umockdev/GObjectPointer.h"
 
 #include <umockdev.h>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "simulator/host/ChildProcess.h"
+#include "simulator/host/FileDescriptor.h"
 #include "simulator/windows/BridgeLine.h"
-#include "simulator/wine/ChildProcess.h"
-#include "simulator/wine/FileDescriptor.h"
 
 #include <optional>
 #include <string>

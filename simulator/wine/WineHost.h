@@ -4,9 +4,9 @@
 #include "simulator/IBusListener.h"
 #include "simulator/Settings.h"
 #include "simulator/Trace.h"
+#include "simulator/host/ChildProcess.h"
+#include "simulator/host/FileDescriptor.h"
 #include "simulator/wine/BridgeLink.h"
-#include "simulator/wine/ChildProcess.h"
-#include "simulator/wine/FileDescriptor.h"
 #include "simulator/wine/WinePrefix.h"
 
 #include <array>

@@ -1,6 +1,6 @@
 #include "simulator/wine/WinePrefix.h"
 
-#include "simulator/wine/ChildProcess.h"
+#include "simulator/host/ChildProcess.h"
 
 #include <array>
 #include <cerrno>

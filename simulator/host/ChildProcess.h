@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/wine/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 
 #include <chrono>
 #include <optional>

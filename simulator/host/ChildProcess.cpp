@@ -1,4 +1,4 @@
-#include "simulator/wine/ChildProcess.h"
+#include "simulator/host/ChildProcess.h"
 
 #include <csignal>
 #include <cstdio>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/umockdev/FileDescriptor.h"
+#include "simulator/host/FileDescriptor.h"
 
 #include <sys/types.h>
 
@@ -9,9 +9,10 @@
 
 namespace sim {
 
-/// The program under test.  Signals that would end this process go to it instead, and
-/// when this process dies of the one that cannot be caught, it dies, too.
-class ChildProcess
+/// The program under test, as if it stood in our place: signals that would end this
+/// process go to it instead, and when this process dies of the one that cannot be
+/// caught, it dies, too.
+class ForegroundProgram
 {
 public:
     /// What a shell answers for a program that it cannot start.
@@ -21,7 +22,7 @@ public:
 
     /// Takes the signals over.  Made before this process has another thread.  Throws
     /// std::system_error when the system is out of descriptors.
-    ChildProcess();
+    ForegroundProgram();
 
     /// `arguments` ends with a null; the first is the program, looked for in PATH.
     /// The thread that calls this must live as long as the process.  Throws

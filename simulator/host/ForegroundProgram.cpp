@@ -1,4 +1,4 @@
-#include "simulator/umockdev/ChildProcess.h"
+#include "simulator/host/ForegroundProgram.h"
 
 #include <sys/prctl.h>
 #include <sys/signalfd.h>
@@ -11,7 +11,7 @@
 
 namespace sim {
 
-ChildProcess::ChildProcess()
+ForegroundProgram::ForegroundProgram()
 {
     sigset_t taken{};
     sigemptyset(&taken);
@@ -23,7 +23,7 @@ ChildProcess::ChildProcess()
         throw std::system_error(errno, std::generic_category(), "signalfd");
 }
 
-void ChildProcess::start(char *const *arguments)
+void ForegroundProgram::start(char *const *arguments)
 {
     const pid_t parent = getpid();
     child = fork();
@@ -41,7 +41,7 @@ void ChildProcess::start(char *const *arguments)
     _exit(exitNotStarted);
 }
 
-std::optional<int> ChildProcess::handleSignals()
+std::optional<int> ForegroundProgram::handleSignals()
 {
     signalfd_siginfo info{};
     while (read(signals.get(), &info, sizeof info) == sizeof info) {
