@@ -74,7 +74,8 @@ QString placeOf(const QString &path)
     const QFileInfo file(path);
     if (file.exists())
         return file.canonicalFilePath();
-    return QFileInfo(file.absolutePath()).canonicalFilePath() + QLatin1Char('/') + file.fileName();
+    const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
+    return folder.isEmpty() ? folder : folder + QLatin1Char('/') + file.fileName();
 }
 
 /// Whether keeping a log there would cost a file that this run needs.
@@ -83,6 +84,8 @@ bool costsOurOwn(const CommandLine &wanted)
     const QString updater =
         wanted.updaterPath.isEmpty() ? UpdaterProcess::besideUs() : wanted.updaterPath;
     const QString log = placeOf(wanted.logPath);
+    if (log.isEmpty())
+        return false; // in a folder that is not there
     return log == placeOf(wanted.imagePath) || log == placeOf(updater) ||
            log == placeOf(resultFilePlace());
 }

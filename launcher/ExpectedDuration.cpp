@@ -26,8 +26,8 @@ ExpectedDuration ExpectedDuration::of(int packets, bool otg)
     // One wait behind packet 0; the second, behind packets 1 and 2, only where more
     // packets follow.
     const int waits = 1 + (packets > packetsBeforeBatches ? 1 : 0) + batchesOf(packets);
-    const double pauses = restartPause + (otg ? otgEntryPause : 0);
-    return {pauses, pauses + waits * confirmationWindow};
+    const double entry = otg ? otgEntryPause : 0;
+    return {otg ? entry : restartPause, entry + restartPause + waits * confirmationWindow};
 }
 
 QString ExpectedDuration::text() const

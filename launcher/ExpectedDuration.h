@@ -7,8 +7,9 @@
 /// which no schedule knows, come on top.  Plain data.
 struct ExpectedDuration
 {
-    /// Seconds, when the microphone answers at once.  Less only if it never answers the
-    /// upgrade-mode command, or needs none: then the pauses are left out.
+    /// Seconds, when the microphone answers at once.  An R5 otg one is not listened to
+    /// for the first 10 s, so the pause behind an answer is then left out.  Less only if
+    /// the upgrade-mode command is never answered, or not needed.
     double least = 0;
     /// Seconds, when it answers the upgrade-mode command just in time and no batch.
     double most = 0;

@@ -4,6 +4,7 @@
 #include "launcher/Interrupt.h"
 #include "launcher/resultFilePlace.h"
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
@@ -16,8 +17,8 @@ namespace {
 constexpr int pollMs = 100;
 /// The updater ends itself right after the verdict; this is how long it may take.
 constexpr qint64 farewellMs = 10000;
-/// The longest pause of the updater's schedule, while a microphone restarts: 10 s and
-/// 7 s for an R5 otg one.  As much for the updater's own start on a busy machine.
+/// The pauses of the updater's schedule while a microphone restarts: 10 s for an R5 otg
+/// one, and 7 s.  As much for the updater's own start on a busy machine.
 constexpr qint64 restartMs = 17000;
 constexpr qint64 millisecondsOfSecond = 1000;
 constexpr int wholePercent = 100;
@@ -71,6 +72,10 @@ QString FlashRun::obstacle()
         return QStringLiteral("%1 is not there; --updater names another place")
             .arg(wanted.updaterPath);
     }
+    if (!ownFolder.isValid()) {
+        return QStringLiteral("no temporary folder in %1: %2")
+            .arg(QDir::tempPath(), ownFolder.errorString());
+    }
     // The first line shows that there is room, too: without the output the endings
     // could not be told apart.
     QFile file(logTail.path());
@@ -100,6 +105,11 @@ void FlashRun::readLog()
     keptLog.take(bytes);
     if (facts.log.hasBegun())
         keptLog.claim();
+    tellLogFault();
+}
+
+void FlashRun::tellLogFault()
+{
     const QString fault = keptLog.newFault();
     if (!fault.isEmpty())
         shownOn->note(fault);
@@ -111,12 +121,15 @@ void FlashRun::readResult()
     if (!facts.log.hasEmptiedResult() || isResultUntouched())
         return;
     const QByteArray bytes = resultTail.readNew();
-    if (resultTail.wasEmptied())
-        result.restart();
-    if (bytes.isEmpty())
+    // It only grows while our updater runs: from here on it is another one's.
+    if (resultTail.wasEmptied()) {
+        resultLost = true;
+        facts.fileVerdict = ResultFollower::Verdict::None;
+    }
+    if (bytes.isEmpty() || resultLost)
         return;
     result.take(bytes);
-    facts.verdict = result.verdict();
+    facts.fileVerdict = result.verdict();
     sinceProgress.restart();
 }
 
@@ -162,7 +175,7 @@ void FlashRun::heedTime()
     if (ending)
         return;
     qint64 patienceMs = wanted.timeoutSeconds * millisecondsOfSecond;
-    if (facts.verdict != ResultFollower::Verdict::None)
+    if (facts.log.verdict() != ResultFollower::Verdict::None)
         patienceMs = farewellMs;
     else if (progress.phase == Progress::Phase::Starting ||
              progress.phase == Progress::Phase::Entering)
@@ -209,8 +222,9 @@ void FlashRun::conclude()
     poll.stop();
     facts.phase = progress.phase;
     const Outcome outcome = Outcome::of(facts);
-    // One that died early said why, perhaps; one that found another running said nothing.
-    if (outcome.code == Outcome::UpdaterFailed && facts.ending != Outcome::Ending::NotStarted)
+    // One that ended early said why, perhaps; one that found another running said nothing.
+    if (outcome.code != Outcome::AnotherUpdater && facts.ending != Outcome::Ending::NotStarted)
         keptLog.claim();
+    tellLogFault();
     emit finished(outcome);
 }

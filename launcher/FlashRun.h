@@ -41,6 +41,7 @@ private:
     /// Looks at everything there is to look at.
     void look();
     void readLog();
+    void tellLogFault();
     void readResult();
     bool isResultUntouched() const;
     void updateProgress();
@@ -64,6 +65,8 @@ private:
     qint64 sizeBefore = 0;
     QDateTime changedBefore;
     ResultFollower result;
+    /// Another updater has emptied the result file.
+    bool resultLost = false;
     QFileSystemWatcher watcher;
     QTimer poll;
     QElapsedTimer sinceStart;

@@ -30,6 +30,15 @@ Outcome updaterDied(const Outcome::Facts &facts)
                                         .arg(how, Outcome::aftermath(facts.phase))};
 }
 
+/// A warning for whoever reads the result file, too.
+QString otherThanInFile(const Outcome::Facts &facts)
+{
+    if (facts.fileVerdict == facts.log.verdict())
+        return {};
+    return QStringLiteral(" (The result file does not say so: it could not be written, or another "
+                          "updater has used it since.)");
+}
+
 /// Of an updater that ended by itself, with code 0, and gave no verdict.
 Outcome silentEnd(const Outcome::Facts &facts)
 {
@@ -75,15 +84,16 @@ QString Outcome::name() const
 Outcome Outcome::of(const Facts &facts)
 {
     // A verdict stands, whatever became of the updater after it.
-    if (facts.verdict == ResultFollower::Verdict::Success)
-        return {Done, QStringLiteral("The microphone was flashed. It can be used now.")};
-    if (facts.verdict == ResultFollower::Verdict::Failure) {
-        // The updater says the same for a microphone that is not there.
-        if (!facts.log.hasOpened())
-            return noMicrophone(facts);
+    const ResultFollower::Verdict verdict = facts.log.verdict();
+    if (verdict == ResultFollower::Verdict::Success) {
+        return {Done, QStringLiteral("The microphone was flashed. It can be used now.") +
+                          otherThanInFile(facts)};
+    }
+    if (verdict == ResultFollower::Verdict::Failure) {
         return {Failed, QStringLiteral("The microphone reported that the upgrade failed. Plug it "
                                        "in anew and run this again; if it fails again, check "
-                                       "that the image is the one for this microphone.")};
+                                       "that the image is the one for this microphone.") +
+                            otherThanInFile(facts)};
     }
     switch (facts.ending) {
     case Ending::NotStarted:
@@ -134,7 +144,8 @@ QString Outcome::aftermath(Progress::Phase phase)
     case Progress::Phase::Starting:
         return QStringLiteral("Nothing was sent; the microphone is as it was.");
     case Progress::Phase::Entering:
-        return QStringLiteral("The microphone may be in its upgrade mode, with its old firmware.") +
+        return QStringLiteral("The microphone may be in its upgrade mode, with the firmware that "
+                              "it had.") +
                anew;
     case Progress::Phase::Sending:
         return QStringLiteral("The microphone may be in its upgrade mode, with an incomplete "

@@ -48,7 +48,8 @@ struct Outcome
         /// How long there was no progress, when that ended it.
         int waitedSeconds = 0;
         Progress::Phase phase = Progress::Phase::Starting;
-        ResultFollower::Verdict verdict = ResultFollower::Verdict::None;
+        /// What the result file says; the log's verdict counts.
+        ResultFollower::Verdict fileVerdict = ResultFollower::Verdict::None;
         UpdaterLog log;
         QString imagePath;
         QString updaterPath;

@@ -29,12 +29,6 @@ void ResultFollower::take(const QByteArray &bytes)
         outcome = verdictOf(unfinished);
 }
 
-void ResultFollower::restart()
-{
-    unfinished.clear();
-    outcome = Verdict::None;
-}
-
 void ResultFollower::takeLine(const QByteArray &line)
 {
     if (outcome == Verdict::None)

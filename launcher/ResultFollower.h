@@ -20,9 +20,6 @@ public:
 
     /// What was appended since the last call.  Line ends with or without CR.
     void take(const QByteArray &bytes);
-    /// The file was emptied: what is taken next is its begin.  The percentage stays,
-    /// because it must not go down.
-    void restart();
 
     /// The highest so far, 0 to 100.
     int percent() const { return highestPercent; }

@@ -1,5 +1,7 @@
 #include "launcher/UpdaterLog.h"
 
+#include <QList>
+
 namespace {
 
 // Lines of the updater, in the order in which they come.
@@ -13,6 +15,8 @@ const char *const foundMark = "microphone ";
 const char *const unopenedMark = ", but it cannot be opened: ";
 /// Packet and report length of the microphone that was opened.
 const char *const openedMark = "xxxxx ";
+/// A status report, its bytes in hexadecimal, each behind a blank.
+const char *const statusMark = "qqqq  ";
 const char *const refusedMark = "firmware refused: ";
 /// The box that says that the image cannot be opened, where there is no screen.
 const char *const boxMark = "Title: ";
@@ -20,6 +24,21 @@ const char *const boxMark = "Title: ";
 QString behind(const QByteArray &line, const char *mark)
 {
     return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))));
+}
+
+/// The verdict in a status report, by the rules of docs/protocol.md.
+ResultFollower::Verdict verdictOf(const QByteArray &statusLine)
+{
+    constexpr int stateIndex = 7;
+    constexpr int flagIndex = 8;
+    const QList<QByteArray> bytes =
+        statusLine.mid(static_cast<int>(qstrlen(statusMark))).split(' ');
+    const QByteArray state = bytes.value(stateIndex);
+    if (bytes.value(flagIndex) == "1" || state == "2" || state == "4")
+        return ResultFollower::Verdict::Failure;
+    if (state == "5" || state == "6")
+        return ResultFollower::Verdict::Success;
+    return ResultFollower::Verdict::None;
 }
 
 } // namespace
@@ -49,6 +68,8 @@ void UpdaterLog::takeLine(const QByteArray &line)
         resultEmptied = begun;
     else if (line.startsWith(openedMark))
         opened = true;
+    else if (line.startsWith(statusMark) && reported == ResultFollower::Verdict::None)
+        reported = verdictOf(line);
     else if (line.startsWith(refusedMark))
         refusalText = behind(line, refusedMark);
     else if (line.startsWith(boxMark))

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "launcher/ResultFollower.h"
+
 #include <QByteArray>
 #include <QString>
 
@@ -26,6 +28,9 @@ public:
     const QString &openFailure() const { return openFailureText; }
     /// The microphone was opened; without this nothing can have been sent.
     bool hasOpened() const { return opened; }
+    /// What the microphone reported.  Of this run for sure, as the result file's is not:
+    /// another updater may write there as soon as this one has ended.
+    ResultFollower::Verdict verdict() const { return reported; }
     /// Why the updater did not take the image; empty: it did, or never looked.
     const QString &refusal() const { return refusalText; }
 
@@ -36,6 +41,7 @@ private:
     bool begun = false;
     bool resultEmptied = false;
     bool opened = false;
+    ResultFollower::Verdict reported = ResultFollower::Verdict::None;
     QString openFailureText;
     QString refusalText;
 };

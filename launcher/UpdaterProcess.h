@@ -4,7 +4,7 @@
 #include <QString>
 
 /// The updater as a child process without a window: its whole output goes into a
-/// file, it needs no display, and keys pressed on our terminal do not reach it.
+/// file, it needs no display on Linux, and keys pressed on our terminal do not reach it.
 /// Main thread.
 class UpdaterProcess : public QProcess
 {

@@ -31,7 +31,7 @@ Outcome flash(const CommandLine &wanted, Display *display)
 {
     Interrupt::watch();
     FlashRun run(wanted, display);
-    Outcome outcome;
+    Outcome outcome = Outcome::notStarted(QStringLiteral("there is no event loop"));
     QObject::connect(&run, &FlashRun::finished, &run, [&outcome](const Outcome &told) {
         outcome = told;
         QCoreApplication::quit();

@@ -107,7 +107,8 @@ private slots:
         row("failed", plain, {}, quickFailure, "", 1, "reported");
         row("failed before a percentage", plain, {}, "",
             "echo createUI----; echo file_ssss: x; "
-            "echo xxxxx 11 64; printf 'success -1' > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt",
+            "echo xxxxx 11 64; echo 'qqqq  4b 0 0 0 b 0 0 2 0 0'; printf 'success -1' > "
+            "$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt",
             1, "reported");
         row("no microphone", plain, {}, "devices=none", "", 2, "No microphone 3C9E:000B");
         row("another microphone", QStringLiteral("R5.bin"), {}, "devices=000B", "", 2,
@@ -123,6 +124,15 @@ private slots:
             "echo createUI----; echo kkkhhhhxxxxx 1 2; "
             "echo xxxxx 11 64; echo firmware refused: record 4 at offset 5: new",
             3, "record 4 at offset 5: new");
+        row("flashed, and another one came after it", plain, {}, "",
+            "echo createUI----; echo kkkhhhhxxxxx 1 2; echo xxxxx 11 64; "
+            "R=$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; printf '100%%\nsuccess 1' >$R; "
+            "sleep 0.3; echo 'qqqq  4b 0 0 0 b 0 0 5 0 0'; printf 'success -1' >$R",
+            0, "another updater has used it");
+        row("another one wrote the result", plain, {}, "",
+            "echo createUI----; echo kkkhhhhxxxxx 1 2; echo xxxxx 11 64; "
+            "printf '100%%\nsuccess 1' >$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; exit 0",
+            6, "ended without a verdict");
         row("ended at once", plain, {}, "", "exit 0", 4, "updater.sh is not the updater");
         row("an image with a line of the log", QStringLiteral("a, but it cannot be opened: b"), {},
             "devices=none", "", 2, "No microphone 3C9E:000B");
