@@ -44,9 +44,6 @@ constexpr int packetCount = 7;
 /// The argument that makes this program show an outcome instead of testing.
 const char *const outcomeMode = "outcome";
 
-// In the progress view's panel not every place is fixed.
-constexpr int anyY = -1;
-constexpr QRect anywhere;
 constexpr QRect statePlace(20, 170, 200, 30);
 constexpr QRect languageLabelPlace(300, 0, 80, 20);
 constexpr QRect mcuButtonPlace(10, 60, 60, 25);
@@ -263,92 +260,11 @@ private slots:
 
     void init()
     {
-        if (qstrcmp(QTest::currentTestFunction(), "a_widget_stands_where_it_should") == 0)
-            return; // no event was processed yet
         window->show();
         QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
         languageBox->setCurrentIndex(English);
         connectedFlag = true;
         buttonAt(mcuButtonPlace)->click();
-    }
-
-    void a_widget_stands_where_it_should_data()
-    {
-        columns<QString, QRect, QString, QString, bool>(
-            {"type", "place", "shows", "style", "shown"});
-        row("state", "QLabel", statePlace, "Connected device", "color:black", true);
-        row("language label", "QLabel", languageLabelPlace, "Language:",
-            "background-color:transparent;color:rgb(158,158,158);text-align:center;"
-            "font-size:15px;font-family:'Source Han Sans CN Medium'",
-            true);
-        row("language box", "QComboBox", QRect(380, 0, 100, 20), "English", "", true);
-        row("MCU button", "QPushButton", mcuButtonPlace, "Firmware", "", true);
-        row("MCU path", "myEdit_view", QRect(80, 60, 340, 25), "Please enter the MCU firmware path",
-            "", true);
-        // The load at the start has shown it.
-        row("MCU version", "QLabel", mcuVersionPlace, "V1.2.3", "", true);
-        row("confirm", "QPushButton", confirmPlace, "Confirm", "", true);
-        row("DSP button", "QPushButton", dspButtonPlace, "DSP固件", "", false);
-        row("DSP path", "QTextEdit", dspEditPlace, "请输入DSP固件路径", "", false);
-        row("DSP version", "QLabel", dspVersionPlace, "V0.0.0", "", false);
-        row("DSP confirm", "QPushButton", confirmPlace, "确认DSP固件升级", "", false);
-        // The upgrade that started has shown it.
-        row("progress view", "tb210_progress_view", QRect(0, 0, 500, 200), "", "", true);
-        row("background", "QLabel", QRect(0, 0, 500, 200), "", "", true);
-        row("panel", "QLabel", QRect(90, anyY, 320, 100), "", "", true);
-        row("loading", "QLabel", anywhere, "Loading...",
-            "color:white;background-color:transparent;font-size:15px;"
-            "font-family:'Source Han Sans CN Medium'",
-            true);
-        row("bar", "QProgressBar", QRect(12, anyY, 266, 16), "0%",
-            "QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
-            "QProgressBar::chunk{background-color:rgb(255,171,33);}",
-            true);
-        row("bar picture", "QLabel", QRect(10, anyY, 270, 16), "", "", true);
-        row("percent", "QLabel", anywhere, "",
-            "color:white;background-color:transparent;font-size:13px;"
-            "font-family:'Source Han Sans CN Medium'",
-            true);
-    }
-
-    void a_widget_stands_where_it_should()
-    {
-        QFETCH(QString, type);
-        QFETCH(QRect, place);
-        QFETCH(QString, shows);
-        QFETCH(QString, style);
-        QFETCH(bool, shown);
-        QString others;
-        for (const QWidget *const widget : window->findChildren<QWidget *>()) {
-            QRect found = widget->geometry();
-            if (place.y() == anyY)
-                found.moveTop(anyY);
-            if (text(widget->metaObject()->className()) != type ||
-                (place != anywhere && found != place))
-                continue;
-            QString content;
-            for (const char *const property : {"text", "placeholderText", "currentText"})
-                content += widget->property(property).toString();
-            if (content == shows && widget->styleSheet() == style &&
-                widget->isVisibleTo(window) == shown)
-                return;
-            others += content + QLatin1Char('|') + widget->styleSheet() + QLatin1Char('\n');
-        }
-        QFAIL(qPrintable(text("there:\n") + others));
-    }
-
-    void the_window_and_its_edits_are_set_up()
-    {
-        QCOMPARE(window->minimumSize(), QSize(500, 200));
-        QCOMPARE(window->maximumSize(), QSize(500, 200));
-        QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
-        QVERIFY(!progressView->bar()->isTextVisible());
-        const std::initializer_list<QTextEdit *> edits = {mcuEdit, at<QTextEdit>(dspEditPlace)};
-        for (const QTextEdit *const edit : edits) {
-            QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
-            QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
-            QCOMPARE(edit->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
-        }
     }
 
     void signals_and_slots_have_their_indices()
@@ -375,37 +291,6 @@ private slots:
         }
         QVERIFY(QTranslator().load(text(":/tb210_lang/tb210_en.qm")));
         QVERIFY(!QFile::exists(text(":/image"))); // pictures and font are not part of it
-    }
-
-    void a_text_is_translated_data()
-    {
-        columns<QString>({"english"});
-        row("MCU固件", "Firmware");
-        row("请输入MCU固件路径", "Please enter the MCU firmware path");
-        row("语言切换：", "Language:");
-        row("确认", "Confirm");
-        row("已连接设备", "Connected device");
-        row("请连接设备", "Please connect the device");
-        row("提示", "Tips");
-        row("升级成功", "Upgrade Successful");
-        row("升级失败", "Upgrade failed");
-        row("打开错误", "Open Error");
-        // These have no entry.
-        row("简体中文", "");
-        row("English", "");
-        row("DSP 升级成功,请重新连接设备", "");
-        row("DSP 升级失败", "");
-    }
-
-    void a_text_is_translated()
-    {
-        const char *const source = QTest::currentDataTag();
-        QTranslator zh;
-        QVERIFY(zh.load(text(":/tb210_lang/tb210_zh.qm")));
-        QTEST(zh.translate("DFU_windows", source), "english");
-        QTranslator en;
-        QVERIFY(en.load(text(":/tb210_lang/tb210_en.qm")));
-        QCOMPARE(en.translate("DFU_windows", source), QString());
     }
 
     void the_language_box_switches_the_texts()

@@ -86,6 +86,9 @@ QList<Scenario> scenarios()
         {"R5 otg, 0065 listed first", r5Otg, good, "quiet=8000;devices=0065,0011", Ending::Exits,
          "success 1", 100, all - 1, Violations::None},
 
+        {"R5 otg, 0065 alone", r5Otg, good, "quiet=8000;devices=0065", Ending::Exits, "success 1",
+         100, all - 1, Violations::None},
+
         {"no microphone", plain, good, "devices=none", Ending::Exits, "success -1", noPercent, 0,
          Violations::None},
         {"foreign devices only", plain, good, "devices=046D:000B,046D:0010", Ending::Exits,

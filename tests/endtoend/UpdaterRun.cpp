@@ -72,6 +72,12 @@ QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options
     return QLatin1String("./") + name;
 }
 
+QString UpdaterRun::makePlainImage()
+{
+    return makeFirmware(QStringLiteral("TB210.bin"),
+                        QStringLiteral("--records 6 --size 100").split(QLatin1Char(' ')));
+}
+
 QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const QString &trace) const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();

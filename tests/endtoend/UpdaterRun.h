@@ -23,6 +23,8 @@ public:
     /// Makes an image with velmo-mkfirmware; its path, from the home on, where the
     /// program is started.
     QString makeFirmware(const QString &name, const QStringList &options);
+    /// One of 13 packets.
+    QString makePlainImage();
 
     /// Starts the program on a simulated microphone with these settings.
     void start(const QStringList &arguments, const QByteArray &simulator);

@@ -33,6 +33,10 @@ void WineTransport::prepare(QProcessEnvironment *environment) const
 {
     environment->insert(QStringLiteral("WINEPREFIX"), prefix);
     environment->insert(QStringLiteral("WINEDEBUG"), QStringLiteral("-all"));
+    // Wine's server is found through it; another one is another server on the same prefix.
+    environment->remove(QStringLiteral("TMPDIR"));
+    if (qEnvironmentVariableIsSet("TMPDIR"))
+        environment->insert(QStringLiteral("TMPDIR"), qEnvironmentVariable("TMPDIR"));
     // Windows programs have no offscreen platform that they would fall back on.
     if (!environment->contains(QStringLiteral("DISPLAY")))
         environment->insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));

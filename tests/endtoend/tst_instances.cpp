@@ -22,12 +22,6 @@ constexpr int atOnceMs = 5000;
 const char *const silentMicrophone = "silent=all;enter-time=20";
 const char *const quickMicrophone = "silent=entry;enter-time=20";
 
-QString plainImage(UpdaterRun *run)
-{
-    return run->makeFirmware(QStringLiteral("TB210.bin"),
-                             QStringLiteral("--records 6 --size 100").split(QLatin1Char(' ')));
-}
-
 } // namespace
 
 /// Who may run while another one does.
@@ -39,7 +33,7 @@ private slots:
     void a_second_updater_ends_at_once()
     {
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         run.start({image}, silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         const QByteArray result = run.result();
@@ -58,7 +52,7 @@ private slots:
     void a_killed_updater_does_not_lock_out_the_next()
     {
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         run.start({image}, silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         run.kill();
@@ -75,7 +69,7 @@ private slots:
             // NOLINTNEXTLINE(clang-diagnostic-gnu-zero-variadic-macro-arguments)
             QSKIP("the segment is Linux' own, whatever the bus");
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         // Segments for the inodes that the updater's files will get.
         constexpr int inodes = 16;
         std::map<key_t, int> segments;
@@ -113,7 +107,7 @@ private slots:
             QSKIP("starts all of them on buses of their own, which only the drop-in has");
         constexpr int starters = 8;
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         run.start({image}, silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         run.kill(); // what it leaves behind must not let two of them run, or none

@@ -12,12 +12,6 @@ constexpr int endTimeoutMs = 90000;
 const char *const silentMicrophone = "silent=all;enter-time=20";
 const char *const quickMicrophone = "silent=entry;enter-time=20";
 
-QString plainImage(UpdaterRun *run)
-{
-    return run->makeFirmware(QStringLiteral("TB210.bin"),
-                             QStringLiteral("--records 6 --size 100").split(QLatin1Char(' ')));
-}
-
 } // namespace
 
 /// What whoever starts the updater gives it, and what it gets.  On Linux only.
@@ -29,7 +23,7 @@ private slots:
     void an_unwritable_result_folder_does_not_stop_the_upgrade()
     {
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         // A file where the folder should be: this stops root, too.
         QFile inTheWay(run.path("data/CorvoUpgrade"));
         QVERIFY(inTheWay.open(QIODevice::WriteOnly));
@@ -42,7 +36,7 @@ private slots:
     void an_earlier_result_is_gone_before_anything_is_sent()
     {
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
         QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
         QVERIFY(earlier.open(QIODevice::WriteOnly));
@@ -57,7 +51,7 @@ private slots:
     {
         UpdaterRun run;
         // 13 packets; it goes after packet 5 and comes back for the last of them.
-        run.start({plainImage(&run)}, "silent=entry;enter-time=20;unplug-at=5;replug-after=50");
+        run.start({run.makePlainImage()}, "silent=entry;enter-time=20;unplug-at=5;replug-after=50");
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         // Standard output is written out when the program ends by itself.
         const QByteArray debug = run.debugOutput();
@@ -84,7 +78,7 @@ private slots:
             QVERIFY2(debug.contains(line), line);
 
         UpdaterRun ending;
-        ending.start({plainImage(&ending)},
+        ending.start({ending.makePlainImage()},
                      "silent=entry;enter-time=120;vanish=yes;packet-time=40");
         QVERIFY(ending.waitForExit(endTimeoutMs));
         const QByteArray output = ending.standardOutput();
@@ -116,7 +110,7 @@ private slots:
     void closed_descriptors_do_not_become_the_debug_output()
     {
         UpdaterRun run;
-        const QString image = plainImage(&run);
+        const QString image = run.makePlainImage();
         run.startInShell("exec \"$0\" \"$@\" 0<&- 1>&- 2>&-", {image}, silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         // The next thing opened would have been the debug output: a microphone, perhaps.
@@ -133,7 +127,7 @@ private slots:
         for (const char *display : {"DISPLAY=", "DISPLAY=:65000"}) {
             UpdaterRun run;
             run.startInShell(QByteArray("export ") + display + "; exec \"$0\" \"$@\"",
-                             {plainImage(&run)}, quickMicrophone);
+                             {run.makePlainImage()}, quickMicrophone);
             QVERIFY(run.waitForExit(endTimeoutMs));
             QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
             QCOMPARE(run.process.exitCode(), 0);

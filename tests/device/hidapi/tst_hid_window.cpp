@@ -80,6 +80,9 @@ private slots:
     {
         notices.clear();
         laterNotices.clear();
+        const QByteArray test = QTest::currentTestFunction();
+        QVERIFY(test.startsWith("registering_makes") || test.startsWith("after_unregistering") ||
+                !libraryWindows().empty());
     }
 
     void registering_makes_one_hidden_window()
@@ -140,8 +143,9 @@ private slots:
     void a_device_that_goes_and_comes_back()
     {
         hid_device_info *const found = hid_enumerate(0x3C9E, 0x000B);
-        if (found == nullptr)
+        if (!qEnvironmentVariableIsSet("VELMO_SIM"))
             QSKIP("no microphone: start this with velmo-sim-wine");
+        QVERIFY(found != nullptr);
         const QByteArray path = found->path;
         hid_free_enumeration(found);
         hid_device *const device = hid_open_path(path.constData());
