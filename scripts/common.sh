@@ -31,7 +31,7 @@ kernel_test_packages=(busybox-static cpio kmod qemu-system-x86 udev)
 # threads need), what builds Qt from Debian's source package, and the installer's maker.
 # shellcheck disable=SC2034
 windows_build_packages=("${build_packages[@]}" dpkg-dev g++-mingw-w64-x86-64-posix make nsis perl
-    xz-utils zip)
+    xz-utils)
 
 # The Debian packages: what checks them, besides.
 # shellcheck disable=SC2034
@@ -54,7 +54,7 @@ need_packages() {
     sudo apt-get install --no-install-recommends ${missing[*]}"
     fi
     say "Installing ${missing[*]} ..."
-    apt-get update -qq ||
+    apt-get update -qq -o APT::Update::Error-Mode=any ||
         die "The package lists could not be fetched: check this machine's network and /etc/apt."
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
         -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null ||

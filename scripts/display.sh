@@ -22,7 +22,8 @@ start_display() {
     rm -f "$folder/display"
     Xvfb -displayfd 3 -noreset -nolisten tcp -screen 0 "$2" 3>"$folder/display" 2>"$folder/server.log" &
     display_server=$!
-    until_true test -s "$folder/display"
+    until_true eval '[[ -s $folder/display ]] || ! kill -0 $display_server 2>/dev/null'
+    [[ -s $folder/display ]] || die "The X server ended at once: $(tail -n 3 "$folder/server.log")"
     DISPLAY=:$(cat "$folder/display")
     export DISPLAY
     HOME=$folder XDG_CONFIG_HOME='' openbox --sm-disable >"$folder/openbox.log" 2>&1 &

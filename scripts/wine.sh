@@ -4,7 +4,14 @@
 
 # shellcheck disable=SC2034
 wine_packages=(fonts-wine fonts-wqy-microhei imagemagick openbox unzip wine wine64 x11-utils xdotool xvfb)
-need_packages "${wine_packages[@]}"
+need_packages "${build_packages[@]}" "${test_packages[@]}" "${wine_packages[@]}"
+# Of this script's caller; nothing here is to reach it.
+unset WINEPREFIX
+
+[[ -e $root/build/windows/CMakeCache.txt ]] || die "There is no Windows build: run scripts/build-windows."
+# Two at a time would take the package and the prefix from each other.
+exec 8>"$root/build/windows.lock"
+flock -n 8 || die "Another script uses the Windows package; wait for its end."
 
 readonly windows_build=$root/build/windows
 zip=("$root"/dist/Velmo_KVX2_DFU-*-windows-x86_64.zip)
@@ -23,8 +30,8 @@ start_wine() {
     mkdir -p "$WINEPREFIX"
     # The server keeps the prefix alive between programs.  Nothing that stays may get a
     # pipe of ours: whoever reads it would wait for its end.
-    wineserver -p </dev/null >/dev/null 2>&1
-    timeout -k 5 120 wine cmd /c rem </dev/null >/dev/null 2>&1 ||
+    wineserver -p </dev/null >/dev/null 2>&1 8>&-
+    timeout -k 5 120 wine cmd /c rem </dev/null >/dev/null 2>&1 8>&- ||
         die "wine could not make a prefix in build/: try 'WINEPREFIX=$WINEPREFIX wine cmd /c rem'."
     # Tahoma, which is the system's own font for windows and boxes.
     cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"

@@ -45,7 +45,8 @@ std::optional<int> ForegroundProgram::handleSignals()
 {
     signalfd_siginfo info{};
     while (read(signals.get(), &info, sizeof info) == sizeof info) {
-        if (info.ssi_signo != SIGCHLD)
+        // What a terminal sends it sends to all in front of it, and so to the program.
+        if (info.ssi_signo != SIGCHLD && info.ssi_code != SI_KERNEL)
             kill(child, static_cast<int>(info.ssi_signo));
     }
     int status = 0;

@@ -96,7 +96,8 @@ std::string Bridge::carryOut(const BridgeLine &line)
         return plug(line);
     if (line.word == "UNPLUG") {
         std::string fault = unplug(line.slot);
-        tell({"UNPLUGGED", line.slot, {}});
+        if (fault.empty())
+            tell({"UNPLUGGED", line.slot, {}});
         return fault;
     }
     if (line.word == "SEND")
@@ -151,8 +152,11 @@ std::string Bridge::unplug(std::size_t slot)
         return {};
     const velmo_slot request = {static_cast<std::uint32_t>(slot)};
     const unsigned long error = control.call(VELMO_IOCTL_UNPLUG, &request, sizeof request);
-    if (error != ERROR_SUCCESS)
+    if (error != ERROR_SUCCESS) {
+        // It may wait for ever; what follows is the process's end.
+        takers.at(slot).detach();
         return failure("a device could not be unplugged", error);
+    }
     takers.at(slot).join();
     return {};
 }

@@ -11,18 +11,19 @@ NTSTATUS NTAPI bus_add(DRIVER_OBJECT *driver, DEVICE_OBJECT *lower)
         return status;
     struct bus_device *const bus = device->DeviceExtension;
     bus->head.kind = kind_bus;
-    bus->lower = lower;
 
     KeAcquireSpinLock(&velmo.lock, &irql);
     const BOOLEAN first = velmo.bus == NULL;
-    if (first)
-        velmo.bus = device;
     KeReleaseSpinLock(&velmo.lock, irql);
-    if (!first) {
+    DEVICE_OBJECT *const attached = first ? IoAttachDeviceToDeviceStack(device, lower) : NULL;
+    if (attached == NULL) {
         IoDeleteDevice(device);
         return STATUS_DEVICE_BUSY;
     }
-    IoAttachDeviceToDeviceStack(device, lower);
+    bus->lower = attached;
+    KeAcquireSpinLock(&velmo.lock, &irql);
+    velmo.bus = device; /* the system adds one at a time */
+    KeReleaseSpinLock(&velmo.lock, irql);
     device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
     return STATUS_SUCCESS;
 }
@@ -43,7 +44,7 @@ void bus_changed(void)
 static NTSTATUS list_children(IRP *irp)
 {
     DEVICE_RELATIONS *const list =
-        ExAllocatePool(PagedPool, sizeof *list + velmo_slots * sizeof(DEVICE_OBJECT *));
+        ExAllocatePool(NonPagedPool, sizeof *list + velmo_slots * sizeof(DEVICE_OBJECT *));
     KIRQL irql = PASSIVE_LEVEL;
 
     if (list == NULL)

@@ -89,6 +89,11 @@ NTSTATUS child_plug(DRIVER_OBJECT *driver, const struct velmo_plug *identity)
     struct child_device *const child = device->DeviceExtension;
     child->head.kind = kind_child;
     child->identity = *identity;
+    /* Whoever plugged it in may have left the zeros out. */
+    child->identity.manufacturer_name[velmo_text_room - 1] = 0;
+    child->identity.product_name[velmo_text_room - 1] = 0;
+    child->identity.serial[velmo_text_room - 1] = 0;
+    child->identity.instance[velmo_text_room - 1] = 0;
     InitializeListHead(&child->reads);
     InitializeListHead(&child->writes);
     device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;

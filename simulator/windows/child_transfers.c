@@ -27,8 +27,11 @@ static void NTAPI cancel_take(DEVICE_OBJECT *device, IRP *irp)
     IoReleaseCancelSpinLock(irp->CancelIrql);
     KeAcquireSpinLock(&velmo.lock, &irql);
     for (ULONG slot = 0; slot < velmo_slots; ++slot) {
-        struct child_device *const child = child_at(slot);
-        if (child != NULL && child->take == irp)
+        /* Of one that is gone, too, which child_at() leaves out. */
+        if (velmo.children[slot] == NULL)
+            continue;
+        struct child_device *const child = velmo.children[slot]->DeviceExtension;
+        if (child->take == irp)
             child->take = NULL;
     }
     KeReleaseSpinLock(&velmo.lock, irql);

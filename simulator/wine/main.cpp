@@ -1,5 +1,5 @@
 /// velmo-sim-wine: runs a Windows program under wine with simulated microphones on a
-/// simulated bus.  README.md beside it tells the rest.
+/// simulated bus.  simulator/README.md tells the rest.
 
 #include "simulator/Settings.h"
 #include "simulator/Trace.h"
