@@ -73,9 +73,9 @@ Section
     Call StopWhileRunning
     ; What an earlier version installed and this one does not have.
     ReadRegStr $1 HKLM "${UNINSTALL_KEY}" "InstallLocation"
-    ${If} $1 == $INSTDIR
-    ${AndIf} ${FileExists} "$INSTDIR\uninstall.exe"
-        ExecWait '"$INSTDIR\uninstall.exe" /S _?=$INSTDIR' $2
+    ${If} $1 != ""
+    ${AndIf} ${FileExists} "$1\uninstall.exe"
+        ExecWait '"$1\uninstall.exe" /S _?=$1' $2
         ${If} $2 != 0
             SetErrorLevel 2
             Abort "The version that is installed cannot be removed."
