@@ -1,5 +1,4 @@
 #include "app/ResultFile.h"
-#include "app/common_funtion.h"
 
 #include <QDir>
 #include <QTemporaryDir>
@@ -69,28 +68,6 @@ private slots:
         qputenv("XDG_DATA_HOME", home->filePath(QStringLiteral("missing")).toLocal8Bit());
         QVERIFY(!file.write(QStringLiteral("success 1")));
         QVERIFY(!QDir(home->filePath(QStringLiteral("missing"))).exists());
-    }
-
-    void a_url_loses_its_prefix_data()
-    {
-        QTest::addColumn<QString>("text");
-        QTest::addColumn<QString>("name");
-        QTest::newRow("path") << "/a/file.bin"
-                              << "/a/file.bin";
-        QTest::newRow("url") << "file:///C:/a.bin"
-                             << "C:/a.bin";
-        QTest::newRow("name that begins so") << "filename.bin"
-                                             << ".bin";
-        QTest::newRow("too short") << "file"
-                                   << "";
-        QTest::newRow("other letter case") << "File:///a"
-                                           << "File:///a";
-    }
-
-    void a_url_loses_its_prefix()
-    {
-        QFETCH(QString, text);
-        QTEST(common_funtion::fileNameOf(text), "name");
     }
 };
 

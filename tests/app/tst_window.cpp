@@ -16,18 +16,14 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
-#include <QMetaMethod>
 #include <QMimeData>
-#include <QProcess>
 #include <QProgressBar>
 #include <QPushButton>
-#include <QResource>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
-#include <QTranslator>
 #include <QUrl>
 
 #include <array>
@@ -41,8 +37,6 @@ constexpr int pollMs = 10;
 // Far above what it takes, for machines under load.
 constexpr int endTimeoutMs = 60000;
 constexpr int packetCount = 7;
-/// The argument that makes this program show an outcome instead of testing.
-const char *const outcomeMode = "outcome";
 
 constexpr QRect statePlace(20, 170, 200, 30);
 constexpr QRect languageLabelPlace(300, 0, 80, 20);
@@ -111,18 +105,12 @@ void writeFile(const QString &path, const QByteArray &content)
     QCOMPARE(file.write(content), qint64(content.size()));
 }
 
-/// The result file of a process whose home this is; on Windows all have the same.
-QByteArray resultIn(const QDir &ownHome)
+QByteArray result()
 {
     const bool windows = QSysInfo::kernelType() == text("winnt");
     const QDir own(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation));
-    const QString data = windows ? own.filePath(text("..")) : ownHome.path();
+    const QString data = windows ? own.filePath(text("..")) : home.path();
     return contentOf(data + text("/CorvoUpgrade/Firmware_bin.txt")).replace("\r\n", "\n");
-}
-
-QByteArray result()
-{
-    return resultIn(home);
 }
 
 /// What the system says of a file that is not there.
@@ -146,13 +134,14 @@ QByteArray imageOfVersion(char major, char minor, char patch)
     return header + record + record + record;
 }
 
-/// Answers every message box that comes up during the action, after telling what
-/// it shows: "icon|title|text|buttons|default button".
-void answerBoxes(const std::function<void()> &action, const std::function<void(QString)> &tell)
+/// Answers every message box that comes up during the action, and tells what they show:
+/// "icon|title|text|buttons|default button".
+QString boxesDuring(const std::function<void()> &action)
 {
     const auto plain = [](const QAbstractButton *button) {
         return button == nullptr ? text("none") : button->text().remove(QLatin1Char('&'));
     };
+    QStringList seen;
     QTimer timer;
     QObject::connect(&timer, &QTimer::timeout, &timer, [&] {
         auto *const box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
@@ -161,51 +150,33 @@ void answerBoxes(const std::function<void()> &action, const std::function<void(Q
         QStringList buttons;
         for (const QAbstractButton *const button : box->buttons())
             buttons += plain(button);
-        tell(QStringList{box->icon() == QMessageBox::Information ? text("i") : text("?"),
-                         box->windowTitle(), box->text(), buttons.join(QLatin1Char(' ')),
-                         plain(box->defaultButton())}
-                 .join(QLatin1Char('|')));
+        seen += QStringList{box->icon() == QMessageBox::Information ? text("i") : text("?"),
+                            box->windowTitle(), box->text(), buttons.join(QLatin1Char(' ')),
+                            plain(box->defaultButton())}
+                    .join(QLatin1Char('|'));
         box->button(QMessageBox::Yes)->click();
     });
     timer.start(pollMs);
     action();
-}
-
-QString boxesDuring(const std::function<void()> &action)
-{
-    QStringList seen;
-    answerBoxes(action, [&seen](const QString &box) { seen += box; });
     return seen.join(QLatin1Char('\n'));
 }
 
-DFU_windows *makeWindow(int argumentCount)
+/// Instead of the end of the process.
+struct Left
 {
-    // It answers the transfer and never gives a verdict.
-    sim::Simulator::instance().configure("silent=entry;verdict=none;enter-time=20");
-    writeFile(home.filePath(text("TB210.bin")), imageOfVersion(1, 2, 3));
-    return new DFU_windows(home.filePath(text("TB210.bin")), argumentCount, nullptr);
-}
-
-/// The outcome ends the process, so a process of its own shows it and notes what
-/// the box says.
-[[noreturn]] void showOutcome(int argumentCount, int language, int status)
-{
-    DFU_windows *const window = makeWindow(argumentCount);
-    window->findChild<QComboBox *>()->setCurrentIndex(language);
-    answerBoxes(
-        [&] { window->sendMessage_fail_hand(status); },
-        [](const QString &box) { writeFile(home.filePath(text("box.txt")), box.toUtf8()); });
-    endProcess(1); // not reached
-}
+    int code;
+};
 
 } // namespace
 
-/// In the program's one's place: a window that ends the process in the middle of the
-/// tests must not look like success.
+/// In the program's one's place: a window that ends the process where no test expects it
+/// must not look like success.
 void leaveProcess(int code)
 {
+    if (testsRun)
+        throw Left{code};
     std::fflush(stdout);
-    std::_Exit(testsRun ? EXIT_FAILURE : code);
+    std::_Exit(code);
 }
 
 /// The window, met as a person meets it.  There is one for all tests, because its
@@ -252,7 +223,11 @@ private slots:
     {
         QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
         QVERIFY(QDir::setCurrent(home.path()));
-        window = makeWindow(3);
+        // It answers the transfer and never gives a verdict.
+        sim::Simulator::instance().configure("silent=entry;verdict=none;enter-time=20");
+        const QString image = home.filePath(text("TB210.bin"));
+        writeFile(image, imageOfVersion(1, 2, 3));
+        window = new DFU_windows(image, 3, nullptr);
         progressView = window->findChild<tb210_progress_view *>();
         languageBox = window->findChild<QComboBox *>();
         mcuEdit = window->findChild<myEdit_view *>();
@@ -265,32 +240,6 @@ private slots:
         languageBox->setCurrentIndex(English);
         connectedFlag = true;
         buttonAt(mcuButtonPlace)->click();
-    }
-
-    void signals_and_slots_have_their_indices()
-    {
-        const QMetaObject &meta = DFU_windows::staticMetaObject;
-        QStringList names;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            names += QString::fromLatin1(meta.method(i).methodSignature());
-        QCOMPARE(
-            names.join(QLatin1Char(' ')),
-            text("sendMsgSignals() OnConnectDevice() OnDisConnectDevice() dfu_click() "
-                 "update_click() updatedsp_click() dsp_btn_click() progress_value(int) "
-                 "sendMessage_fail_hand(int) dsp_kt0206_progress_val(int) dsp_kt0206_finish(int) "
-                 "mcudropClick(QString) change_language(int)"));
-    }
-
-    void resources_are_complete()
-    {
-        QCOMPARE(contentOf(text(":/qt/etc/qt.conf")),
-                 QByteArray("[Platforms]\r\nWindowsArguments = dpiawareness=0\r\n"));
-        for (const char *const source : {":/tb210_lang/tb210_zh.ts", ":/tb210_lang/tb210_en.ts"}) {
-            QCOMPARE(QResource(text(source)).compressionAlgorithm(), QResource::ZlibCompression);
-            QVERIFY(contentOf(text(source)).contains("<TS "));
-        }
-        QVERIFY(QTranslator().load(text(":/tb210_lang/tb210_en.qm")));
-        QVERIFY(!QFile::exists(text(":/image"))); // pictures and font are not part of it
     }
 
     void the_language_box_switches_the_texts()
@@ -417,32 +366,33 @@ private slots:
 
     void an_outcome_is_shown_and_ends_the_process_data()
     {
-        columns<int, int, int, QString>({"argumentCount", "language", "status", "box"});
-        row("failure", 3, English, 1, "i|Tips|Upgrade failed|Yes No|none");
-        row("failure, Chinese", 3, Chinese, 1, "i|提示|升级失败|Yes No|none");
-        row("failure, hidden", 2, English, 1, "");
-        row("success", 3, English, 2, "i|Tips|Upgrade Successful|Yes|none");
-        row("success, Chinese", 3, Chinese, 2, "i|提示|升级成功|Yes|none");
-        row("success, hidden", 2, English, 2, "");
+        columns<int, int, QString>({"language", "status", "box"});
+        row("failure", English, 1, "i|Tips|Upgrade failed|Yes No|none");
+        row("failure, Chinese", Chinese, 1, "i|提示|升级失败|Yes No|none");
+        row("success", English, 2, "i|Tips|Upgrade Successful|Yes|none");
+        row("success, Chinese", Chinese, 2, "i|提示|升级成功|Yes|none");
     }
 
     void an_outcome_is_shown_and_ends_the_process()
     {
-        QFETCH(int, argumentCount);
         QFETCH(int, language);
         QFETCH(int, status);
-        const QTemporaryDir ownHome;
-        QProcess process;
-        process.start(QCoreApplication::applicationFilePath(),
-                      {text(outcomeMode), ownHome.path(), QString::number(argumentCount),
-                       QString::number(language), QString::number(status)});
-        QVERIFY(process.waitForFinished(endTimeoutMs));
-        QCOMPARE(process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(process.exitCode(), 0);
-        QTEST(QString::fromUtf8(contentOf(ownHome.filePath(text("box.txt")))), "box");
-        const QByteArray told = resultIn(ownHome.path());
-        QCOMPARE(told.split('\n').last(), // behind the percentages
-                 QByteArray(status == 1 ? "success -1" : "success 1"));
+        languageBox->setCurrentIndex(language);
+        const QByteArray before = result();
+        int code = -1;
+        const QString boxes = boxesDuring([&] {
+            try {
+                window->sendMessage_fail_hand(status);
+            } catch (const Left &left) {
+                code = left.code;
+            }
+        });
+        // A quit is in force until the next event loop of the application begins.
+        QTimer::singleShot(0, qApp, &QApplication::quit);
+        QApplication::exec();
+        QTEST(boxes, "box");
+        QCOMPARE(code, 0);
+        QCOMPARE(result(), before + (status == 1 ? "success -1" : "success 1"));
     }
 
     void an_unknown_status_is_shown()
@@ -595,17 +545,11 @@ private slots:
 
 int main(int argc, char *argv[])
 {
-    constexpr int outcomeArguments = 6;
-    const bool outcome = argc == outcomeArguments && qstrcmp(argv[1], outcomeMode) == 0;
     QTemporaryDir ownHome;
-    home.setPath(outcome ? QString::fromLocal8Bit(argv[2]) : ownHome.path());
+    home.setPath(ownHome.path());
     qputenv("XDG_DATA_HOME", home.path().toLocal8Bit());
     // Never destroyed, as in the program itself: the window's threads do not stop.
     [[maybe_unused]] auto *const application = new QApplication(argc, argv);
-    if (outcome) {
-        const QStringList arguments = QApplication::arguments();
-        showOutcome(arguments.at(3).toInt(), arguments.at(4).toInt(), arguments.at(5).toInt());
-    }
     WindowTest test;
     testsRun = true;
     const int code = QTest::qExec(&test, argc, argv);

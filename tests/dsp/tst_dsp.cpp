@@ -2,7 +2,6 @@
 #include "tests/support/FakeTool.h"
 
 #include <QFile>
-#include <QMetaMethod>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
@@ -135,17 +134,6 @@ private slots:
         QCOMPARE(runner->dspProcess->error(), QProcess::FailedToStart);
         QCoreApplication::processEvents();
         QCOMPARE(finished.size(), 0);
-    }
-
-    void signals_and_slots_have_their_indices()
-    {
-        const QMetaObject &meta = dfu_0206_view::staticMetaObject;
-        QStringList names;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            names += QString::fromLatin1(meta.method(i).methodSignature());
-        QCOMPARE(names.join(QLatin1Char(' ')),
-                 QStringLiteral("dsp_progress_value(int) dsp_finish_progress(int) readResult(int) "
-                                "onReadData()"));
     }
 };
 

@@ -1,10 +1,10 @@
 #include "tests/endtoend/Transport.h"
 
-#include "tests/endtoend/DropInTransport.h"
-#include "tests/endtoend/GadgetTransport.h"
-#include "tests/endtoend/UmockdevTransport.h"
+#include "tests/endtoend/LocalTransport.h"
+#include "tests/endtoend/Scenario.h"
 #include "tests/endtoend/WineTransport.h"
 
+#include <algorithm>
 #include <memory>
 
 const Transport &Transport::chosen()
@@ -12,14 +12,32 @@ const Transport &Transport::chosen()
     static const std::unique_ptr<Transport> transport = []() -> std::unique_ptr<Transport> {
         const QByteArray name = qgetenv("VELMO_TRANSPORT");
         if (name.isEmpty() || name == "drop-in")
-            return std::make_unique<DropInTransport>();
+            return std::make_unique<LocalTransport>(QString(), QByteArrayList());
         if (name == "umockdev")
-            return std::make_unique<UmockdevTransport>();
+            return std::make_unique<LocalTransport>(QStringLiteral("velmo-sim-umockdev"),
+                                                    QByteArrayList{"fail-reads="});
+        // A USB bus of this machine's own kernel takes root and the kernel's modules:
+        // scripts/test-kernel has a machine with both.
         if (name == "gadget")
-            return std::make_unique<GadgetTransport>();
+            return std::make_unique<LocalTransport>(
+                QStringLiteral("velmo-sim-gadget"),
+                QByteArrayList{"packet-time=", "fail-writes=", "fail-reads=", "short-reads="});
         if (name == "wine")
             return std::make_unique<WineTransport>();
         qFatal("VELMO_TRANSPORT: there is no transport '%s'", name.constData());
     }();
     return *transport;
+}
+
+Transport::Transport(const QByteArray &lineEnd, const QByteArrayList &refused)
+    : resultLineEnd(lineEnd)
+    , refusedSettings(refused)
+{
+}
+
+bool Transport::offers(const Scenario &scenario) const
+{
+    return std::none_of(
+        refusedSettings.begin(), refusedSettings.end(),
+        [&scenario](const QByteArray &setting) { return scenario.simulator.contains(setting); });
 }

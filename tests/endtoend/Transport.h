@@ -1,6 +1,6 @@
 #pragma once
 
-#include <QByteArray>
+#include <QByteArrayList>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -35,10 +35,14 @@ public:
     /// Removes what an earlier run may have left outside its home.
     virtual void clean() const {}
     /// The result file's line end there.
-    virtual QByteArray lineEnd() const = 0;
+    QByteArray lineEnd() const { return resultLineEnd; }
     /// Whether the microphone can do there what the scenario's settings ask for.
-    virtual bool offers(const Scenario &scenario) const = 0;
+    bool offers(const Scenario &scenario) const;
 
 protected:
-    Transport() = default;
+    Transport(const QByteArray &lineEnd, const QByteArrayList &refused);
+
+private:
+    QByteArray resultLineEnd;
+    QByteArrayList refusedSettings;
 };

@@ -1,15 +1,12 @@
 #include "tests/endtoend/WineTransport.h"
 
-#include "tests/endtoend/Scenario.h"
-
 #include <QDir>
 #include <QFile>
 
-#include <algorithm>
-#include <array>
-
 WineTransport::WineTransport()
-    : program(qEnvironmentVariable("VELMO_WINDOWS_PROGRAM"))
+    // The last setting: wine lists devices in the order of their ids, not of their arrival.
+    : Transport("\r\n", {"fail-reads=", "short-reads=", "devices=0065,0011"})
+    , program(qEnvironmentVariable("VELMO_WINDOWS_PROGRAM"))
     , prefix(qEnvironmentVariable("VELMO_WINE_PREFIX", qEnvironmentVariable("WINEPREFIX")))
 {
     if (!QFile::exists(program))
@@ -57,13 +54,4 @@ void WineTransport::clean() const
     const QString earlier = resultFile(QString());
     if (QFile::exists(earlier) && !QFile::remove(earlier))
         qFatal("%s: cannot be removed", qPrintable(earlier));
-}
-
-bool WineTransport::offers(const Scenario &scenario) const
-{
-    // The last one: wine lists devices in the order of their ids, not of their arrival.
-    constexpr std::array refused = {"fail-reads=", "short-reads=", "devices=0065,0011"};
-    return std::none_of(refused.begin(), refused.end(), [&scenario](const char *setting) {
-        return scenario.simulator.contains(setting);
-    });
 }

@@ -17,8 +17,6 @@ public:
     void prepare(QProcessEnvironment *environment) const override;
     QString resultFile(const QString &home) const override;
     void clean() const override;
-    QByteArray lineEnd() const override { return "\r\n"; }
-    bool offers(const Scenario &scenario) const override;
 
 private:
     QString program;

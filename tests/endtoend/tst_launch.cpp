@@ -20,33 +20,6 @@ class LaunchTest : public QObject
     Q_OBJECT
 
 private slots:
-    void an_unwritable_result_folder_does_not_stop_the_upgrade()
-    {
-        UpdaterRun run;
-        const QString image = run.makePlainImage();
-        // A file where the folder should be: this stops root, too.
-        QFile inTheWay(run.path("data/CorvoUpgrade"));
-        QVERIFY(inTheWay.open(QIODevice::WriteOnly));
-        run.start({image}, quickMicrophone);
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.process.exitCode(), 0);
-        QCOMPARE(run.packetsTaken(), 13);
-    }
-
-    void an_earlier_result_is_gone_before_anything_is_sent()
-    {
-        UpdaterRun run;
-        const QString image = run.makePlainImage();
-        QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
-        QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
-        QVERIFY(earlier.open(QIODevice::WriteOnly));
-        earlier.write("100%\nsuccess 1");
-        earlier.close();
-        run.start({image}, "devices=none");
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.result(), QByteArray("success -1"));
-    }
-
     void the_output_tells_what_happens()
     {
         UpdaterRun run;

@@ -223,21 +223,6 @@ private slots:
         QTEST(bench.verdict(), "verdict");
     }
 
-    void leavesTheBusForTheRestart()
-    {
-        Bench bench("return-as=0011");
-        const auto packets = packetsOf({64});
-        bench.send(packets[0]);
-        bench.pass(399ms);
-        QVERIFY(bench.microphone.isOnBus());
-        bench.pass(1ms);
-        QCOMPARE(bench.send(packets[1]), Refusal::Absent);
-        bench.pass(500ms);
-        QCOMPARE(bench.of(Kind::Departure)[0].productId, std::uint16_t{0x000B});
-        QCOMPARE(bench.of(Kind::Arrival)[0].productId, std::uint16_t{0x0011});
-        QCOMPARE(bench.of(Kind::Arrival)[0].at, Time(501ms));
-    }
-
     void aRepeatedEntryPacketStartsOver()
     {
         const auto packets = packetsOf({200, 64});

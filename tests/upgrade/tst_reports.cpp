@@ -3,7 +3,6 @@
 #include "upgrade/DevOperator.h"
 #include "upgrade/linkFlags.h"
 
-#include <QMetaMethod>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -143,20 +142,6 @@ private slots:
         linkReadyFlag = true;
         worker.onePass();
         QCOMPARE(raised, QStringList{QStringLiteral("verdict 2")});
-    }
-
-    void signals_and_slots_have_their_indices()
-    {
-        const QMetaObject &meta = DevOperator::staticMetaObject;
-        QStringList names;
-        for (int i = meta.methodOffset(); i < meta.methodCount(); ++i)
-            names += QString::fromLatin1(meta.method(i).methodSignature());
-        QCOMPARE(names.join(QLatin1Char(' ')),
-                 QStringLiteral("connectDevice() disconnectDevice() refresh_main_signal() "
-                                "tb210_refresh_main_signal() tb210_sysreceive_datasignal() "
-                                "tb210_progress_current_value(int) tb210_break_fail_mess(int) "
-                                "blockDfuStatus(int) blockModelCodel() startSendMsg() "
-                                "tb210_startSendMsg() tb210_startReceiveMsg() timeOutAction()"));
     }
 };
 
