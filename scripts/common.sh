@@ -14,7 +14,7 @@ die() {
 
 # Debian packages that a build needs.  npm fetches the HID library's sources;
 # where it came from does not matter, so it is looked for by command.
-build_packages=(ca-certificates cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev
+build_packages=(ca-certificates ccache cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev
     qttools5-dev-tools)
 command -v npm >/dev/null || build_packages+=(npm)
 # What the tests need besides: false hidraw nodes, an X server without a screen, a window
@@ -37,10 +37,16 @@ windows_build_packages=("${build_packages[@]}" dpkg-dev g++-mingw-w64-x86-64-pos
 # shellcheck disable=SC2034
 linux_package_packages=(appstream desktop-file-utils dpkg-dev lintian man-db mandoc)
 
+# What was compiled once on this machine, from the same text and in whatever folder, is
+# not compiled again: ccache keeps it under the user's cache folder.
+export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
+export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=true
+
 # need_packages NAME...: installs what is missing, or says what is.
 need_packages() {
     if ! command -v dpkg-query >/dev/null; then
         say "Not a Debian system. Needed, under whatever name they have here: $*"
+        command -v ccache >/dev/null || unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER
         return 0
     fi
     local missing=() package
