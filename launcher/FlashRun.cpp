@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QStorageInfo>
 
 #include <utility>
 
@@ -22,15 +23,21 @@ constexpr qint64 farewellMs = 10000;
 constexpr qint64 restartMs = 17000;
 constexpr qint64 millisecondsOfSecond = 1000;
 constexpr int wholePercent = 100;
+/// What the updater says of a packet, generously, and besides.
+constexpr qint64 logBytesOfPacket = 1024;
+constexpr qint64 logBytesBesides = 1024 * 1024;
 /// The updater reports 0 % three times before it sends any firmware: behind the
 /// upgrade-mode command, behind the restart, and once more.
 constexpr int stepsBeforeFirmware = 3;
+/// The upgrade-mode command.
+constexpr int packetsBeforeFirmware = 1;
 
 } // namespace
 
-FlashRun::FlashRun(CommandLine commandLine, Display *display, QObject *parent)
+FlashRun::FlashRun(CommandLine commandLine, int packets, Display *display, QObject *parent)
     : QObject(parent)
     , wanted(std::move(commandLine))
+    , packetCount(packets)
     , shownOn(display)
     , logTail(ownLogPath())
     , keptLog(wanted.logPath)
@@ -69,15 +76,21 @@ void FlashRun::start()
 QString FlashRun::obstacle()
 {
     if (!QFileInfo(wanted.updaterPath).isFile()) {
-        return QStringLiteral("%1 is not there; --updater names another place")
+        return QStringLiteral("%1 is no file; --updater names another place")
             .arg(wanted.updaterPath);
     }
     if (!ownFolder.isValid()) {
         return QStringLiteral("no temporary folder in %1: %2")
             .arg(QDir::tempPath(), ownFolder.errorString());
     }
-    // The first line shows that there is room, too: without the output the endings
-    // could not be told apart.
+    // Without the whole output the endings could not be told apart.
+    const QStorageInfo room(ownFolder.path());
+    // Some file systems do not say.
+    if (room.bytesTotal() > 0 &&
+        room.bytesAvailable() < packetCount * logBytesOfPacket + logBytesBesides) {
+        return QStringLiteral("there is too little room in %1, where its output is kept meanwhile")
+            .arg(QDir::tempPath());
+    }
     QFile file(logTail.path());
     const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
                             UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
@@ -101,7 +114,12 @@ void FlashRun::look()
 void FlashRun::readLog()
 {
     const QByteArray bytes = logTail.readNew();
+    const int sent = facts.log.packetsSent();
+    const ResultFollower::Verdict verdict = facts.log.verdict();
     facts.log.take(bytes);
+    // Also where the result file cannot be written, or another updater has emptied it.
+    if (facts.log.packetsSent() > sent || facts.log.verdict() != verdict)
+        sinceProgress.restart();
     keptLog.take(bytes);
     if (facts.log.hasBegun())
         keptLog.claim();
@@ -147,7 +165,8 @@ void FlashRun::updateProgress()
     progress.elapsedMs = sinceStart.elapsed();
     if (progress.percent == wholePercent)
         progress.phase = Progress::Phase::Verdict;
-    else if (progress.percent > 0 || result.steps() > stepsBeforeFirmware)
+    else if (progress.percent > 0 || result.steps() > stepsBeforeFirmware ||
+             facts.log.packetsSent() > packetsBeforeFirmware)
         progress.phase = Progress::Phase::Sending;
     else if (facts.log.hasOpened())
         progress.phase = Progress::Phase::Entering;

@@ -26,8 +26,8 @@ class FlashRun : public QObject
     Q_OBJECT
 
 public:
-    /// `display` outlives this.
-    FlashRun(CommandLine commandLine, Display *display, QObject *parent = nullptr);
+    /// `packets` are the image's; `display` outlives this.
+    FlashRun(CommandLine commandLine, int packets, Display *display, QObject *parent = nullptr);
 
     void start();
 
@@ -55,6 +55,7 @@ private:
     QString ownLogPath() const { return ownFolder.filePath(QStringLiteral("updater.log")); }
 
     CommandLine wanted;
+    int packetCount;
     Display *shownOn;
     QTemporaryDir ownFolder;
     UpdaterProcess updater;

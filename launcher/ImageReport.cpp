@@ -87,10 +87,10 @@ void ImageReport::read()
     for (const QByteArray &record : firmware.records()) {
         const int count = FirmwareFile::cut({record}).size();
         records.append({offset, record.size(), count});
-        packets += count;
+        packetCount += count;
         offset += record.size();
     }
-    duration = ExpectedDuration::of(packets, namesR5Otg(imagePath));
+    duration = ExpectedDuration::of(packetCount, namesR5Otg(imagePath));
 }
 
 QString ImageReport::microphoneFor(const QString &path)
@@ -109,7 +109,7 @@ QString ImageReport::summary() const
                           "Duration:    %5\n")
         .arg(version)
         .arg(records.size())
-        .arg(packets)
+        .arg(packetCount)
         .arg(microphoneFor(imagePath), duration.text());
 }
 
@@ -142,7 +142,7 @@ QJsonObject ImageReport::json() const
     return {{QStringLiteral("version"), version},
             {QStringLiteral("bytes"), size},
             {QStringLiteral("sha256"), QString::fromLatin1(checksum)},
-            {QStringLiteral("packets"), packets},
+            {QStringLiteral("packets"), packetCount},
             {QStringLiteral("microphone"), microphoneFor(imagePath)},
             {QStringLiteral("seconds_least"), duration.least},
             {QStringLiteral("seconds_most"), duration.most},

@@ -17,6 +17,7 @@ public:
     bool isGood() const { return why.isEmpty(); }
     /// Why it is refused, a phrase for a person.
     const QString &refusal() const { return why; }
+    int packets() const { return packetCount; }
 
     /// Version, records, packets, the microphone that is meant, expected duration.
     QString summary() const;
@@ -43,7 +44,7 @@ private:
     int size = 0;
     QString version;
     QList<Record> records;
-    int packets = 0;
+    int packetCount = 0;
     ExpectedDuration duration;
     QString why;
 };

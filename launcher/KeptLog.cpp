@@ -16,6 +16,7 @@ QString KeptLog::obstacle()
     if (info.exists() && !info.isFile())
         return QStringLiteral("%1 is not a file that can keep its output").arg(file.fileName());
     if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        faultTold = true;
         return QStringLiteral("its output cannot be kept in %1: %2")
             .arg(file.fileName(), file.errorString());
     }

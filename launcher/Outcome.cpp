@@ -25,9 +25,15 @@ Outcome updaterDied(const Outcome::Facts &facts)
         facts.ending == Outcome::Ending::Crashed
             ? QStringLiteral("crashed or was killed")
             : QStringLiteral("ended without a verdict (code %1)").arg(facts.exitCode);
+    const QString file =
+        facts.fileVerdict == ResultFollower::Verdict::None
+            ? QString()
+            : QStringLiteral(" (The result file tells of a verdict. The updater itself did not, so "
+                             "it may be another run's.)");
     return {Outcome::UpdaterFailed, QStringLiteral("The updater %1; --log FILE keeps what it "
                                                    "says. %2")
-                                        .arg(how, Outcome::aftermath(facts.phase))};
+                                            .arg(how, Outcome::aftermath(facts.phase)) +
+                                        file};
 }
 
 /// A warning for whoever reads the result file, too.
@@ -123,7 +129,7 @@ Outcome Outcome::imageRefused(const QString &path, const QString &why)
 {
     return {ImageRefused, QStringLiteral("The image %1 is refused: %2. Nothing was sent; check the "
                                          "path, or get the image anew.")
-                              .arg(path, why)};
+                              .arg(path.simplified(), why)};
 }
 
 Outcome Outcome::notStarted(const QString &why)

@@ -38,7 +38,7 @@ void ResultFollower::takeLine(const QByteArray &line)
     if (!isNumber || !line.endsWith('%'))
         return;
     ++stepCount;
-    // A microphone that went and came back is sent the image again, and the
-    // updater's count goes on past the whole.
+    // The updater's count goes on past the whole when a transfer follows another in the same
+    // process, which its window can bring about.
     highestPercent = std::max(highestPercent, std::min(value, wholePercent));
 }

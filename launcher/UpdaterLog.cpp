@@ -15,7 +15,9 @@ const char *const foundMark = "microphone ";
 const char *const unopenedMark = ", but it cannot be opened: ";
 /// Packet and report length of the microphone that was opened.
 const char *const openedMark = "xxxxx ";
-/// A status report, its bytes in hexadecimal, each behind a blank.
+/// A packet that goes out, and a status report that came: the bytes in hexadecimal, each
+/// behind a blank.
+const char *const packetMark = "dfuxxx------";
 const char *const statusMark = "qqqq  ";
 const char *const refusedMark = "firmware refused: ";
 /// The box that says that the image cannot be opened, where there is no screen.
@@ -68,6 +70,8 @@ void UpdaterLog::takeLine(const QByteArray &line)
         resultEmptied = begun;
     else if (line.startsWith(openedMark))
         opened = true;
+    else if (line.startsWith(packetMark))
+        ++sentCount;
     else if (line.startsWith(statusMark) && reported == ResultFollower::Verdict::None)
         reported = verdictOf(line);
     else if (line.startsWith(refusedMark))

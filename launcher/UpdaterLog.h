@@ -28,6 +28,9 @@ public:
     const QString &openFailure() const { return openFailureText; }
     /// The microphone was opened; without this nothing can have been sent.
     bool hasOpened() const { return opened; }
+    /// Packets handed to the system so far; the first is the upgrade-mode command, but for
+    /// a microphone that was in upgrade mode from the start.
+    int packetsSent() const { return sentCount; }
     /// What the microphone reported.  Of this run for sure, as the result file's is not:
     /// another updater may write there as soon as this one has ended.
     ResultFollower::Verdict verdict() const { return reported; }
@@ -41,6 +44,7 @@ private:
     bool begun = false;
     bool resultEmptied = false;
     bool opened = false;
+    int sentCount = 0;
     ResultFollower::Verdict reported = ResultFollower::Verdict::None;
     QString openFailureText;
     QString refusalText;

@@ -23,7 +23,7 @@ void UpdaterProcess::start(const QString &program, const QString &imagePath, con
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     // Settings that would silence or dress up the lines that UpdaterLog looks for.
     environment.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
-    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default.debug=true"));
+    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default=true"));
     addPlatformSettings(&environment);
     setProcessEnvironment(environment);
     setStandardInputFile(nullDevice());

@@ -27,10 +27,10 @@ std::unique_ptr<Display> displayFor(bool json)
     return std::make_unique<PlainDisplay>();
 }
 
-Outcome flash(const CommandLine &wanted, Display *display)
+Outcome flash(const CommandLine &wanted, int packets, Display *display)
 {
     Interrupt::watch();
-    FlashRun run(wanted, display);
+    FlashRun run(wanted, packets, display);
     Outcome outcome = Outcome::notStarted(QStringLiteral("there is no event loop"));
     QObject::connect(&run, &FlashRun::finished, &run, [&outcome](const Outcome &told) {
         outcome = told;
@@ -50,7 +50,7 @@ Outcome carryOut(const CommandLine &wanted, Display *display)
     if (!report.isGood())
         return Outcome::imageRefused(wanted.imagePath, report.refusal());
     if (wanted.task == CommandLine::Task::Flash)
-        return flash(wanted, display);
+        return flash(wanted, report.packets(), display);
     display->image(report, wanted.task == CommandLine::Task::Inspect ? Display::Detail::Table
                                                                      : Display::Detail::Summary);
     return Outcome::imageGood();
