@@ -3,6 +3,7 @@
 #include "device/hidapi/hidapi_additions.h"
 
 #include <cerrno>
+#include <cstring>
 #include <unistd.h>
 
 QString openFailure(const char *path)
@@ -16,6 +17,10 @@ QString openFailure(const char *path)
     }
     if (!allowed && errno == ENOENT)
         return QStringLiteral("it is gone. Plug the microphone in anew.");
-    return QString::fromWCharArray(hid_error(nullptr)) +
-           QStringLiteral(". Plug the microphone in anew.");
+    const QString reason = QString::fromWCharArray(hid_error(nullptr));
+    // Its mode would let us in: a container that was not given the device says so.
+    if (reason.contains(QString::fromLocal8Bit(std::strerror(EPERM))))
+        return reason + QStringLiteral(". Let this container use the device, or start the updater "
+                                       "outside of it.");
+    return reason + QStringLiteral(". Plug the microphone in anew.");
 }

@@ -13,7 +13,7 @@ readonly qt_dsc_sha256=f442936526e336a033acb1021bfed0d59b42ee520483a015cf245478c
 readonly qt_configure_options=(
     -xplatform win32-g++ -device-option CROSS_COMPILE=x86_64-w64-mingw32-
     -opensource -confirm-license
-    -release -shared -no-pch
+    -release -shared
     -no-opengl -no-dbus -no-icu -no-openssl -no-pkg-config
     -no-feature-vulkan -no-feature-direct2d -no-feature-tabletevent
     -qt-zlib -qt-pcre -qt-doubleconversion -qt-harfbuzz -qt-libpng -no-libjpeg -no-freetype

@@ -20,21 +20,26 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds noticeTimeout{20};
 constexpr std::chrono::milliseconds noticePoll{5};
 
-/// Until the system has a node for each device that is on its bus, and for no other.
-void waitForHost(const std::vector<bool> &onBus)
+/// Until the system has a node for the device if that is on its bus, and else none.
+void waitForNode(std::size_t index, bool onBus)
 {
     const auto end = steady_clock::now() + noticeTimeout;
-    for (std::size_t i = 0; i < onBus.size(); ++i) {
-        while (UsbGadget::hostNode(i).empty() == onBus[i]) {
-            if (steady_clock::now() > end)
-                throw std::system_error(ETIMEDOUT, std::generic_category(),
-                                        "the system does not notice a USB device (modules "
-                                        "usbhid and hid-generic?): dummy_hcd." +
-                                            std::to_string(i));
-            std::this_thread::sleep_for(noticePoll);
-        }
+    while (UsbGadget::hostNode(index).empty() == onBus) {
+        if (steady_clock::now() > end)
+            throw std::system_error(ETIMEDOUT, std::generic_category(),
+                                    "the system does not notice a USB device (modules "
+                                    "usbhid and hid-generic?): dummy_hcd." +
+                                        std::to_string(index));
+        std::this_thread::sleep_for(noticePoll);
     }
-    // A program that starts now must not hear of what was before.
+}
+
+/// The same for each device; and a program that starts behind this does not hear of what was
+/// before.
+void waitForHost(const std::vector<bool> &onBus)
+{
+    for (std::size_t i = 0; i < onBus.size(); ++i)
+        waitForNode(i, onBus[i]);
     if (std::system("udevadm settle") != 0)
         throw std::system_error(EIO, std::generic_category(), "udevadm settle");
 }
@@ -134,6 +139,7 @@ void GadgetHost::departed(std::size_t index)
         heldNodes.emplace_back(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     }
     gadgets[index]->unplug();
+    waitForNode(index, false);
 }
 
 void GadgetHost::plug(std::size_t index)
@@ -146,6 +152,9 @@ void GadgetHost::plug(std::size_t index)
 void GadgetHost::arrived(std::size_t index)
 {
     plug(index);
+    // One that goes again before the system has looked at it would not have been there for
+    // anybody.  The others' reports wait meanwhile, on the system's side.
+    waitForNode(index, true);
 }
 
 void GadgetHost::sent(std::size_t index, const InputReport &report)

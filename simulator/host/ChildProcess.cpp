@@ -1,5 +1,6 @@
 #include "simulator/host/ChildProcess.h"
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 
@@ -60,7 +61,13 @@ bool ChildProcess::start(const std::vector<std::string> &command, int input, int
         return false;
     // Not by the C library's function: its header did not suit C++ at first (glibc 2.36).
     end = FileDescriptor(static_cast<int>(syscall(SYS_pidfd_open, id, 0)));
-    return end.isOpen();
+    if (end.isOpen())
+        return true;
+    // Without it nobody could wait for the end with a time-out.
+    ::kill(id, SIGKILL);
+    waitpid(id, nullptr, 0);
+    id = 0;
+    return false;
 }
 
 std::optional<int> ChildProcess::waitForEnd(std::chrono::milliseconds patience)
@@ -68,7 +75,11 @@ std::optional<int> ChildProcess::waitForEnd(std::chrono::milliseconds patience)
     if (code || id <= 0)
         return code;
     pollfd ended = {end.get(), POLLIN, 0};
-    if (poll(&ended, 1, static_cast<int>(patience.count())) <= 0)
+    int events = -1;
+    do
+        events = poll(&ended, 1, static_cast<int>(patience.count()));
+    while (events < 0 && errno == EINTR);
+    if (events <= 0)
         return std::nullopt;
     int status = 0;
     if (waitpid(id, &status, 0) != id)

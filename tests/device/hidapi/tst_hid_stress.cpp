@@ -18,8 +18,9 @@ private slots:
         const QString ours = QStringLiteral(VELMO_STRESS);
         const QString plain = QStringLiteral(VELMO_STRESS_PLAIN);
         const QString file = QStringLiteral("/dev/full");
-        QTest::newRow("ours, unplugged") << QStringList{host, ours} << true;
-        QTest::newRow("ours, failing file") << QStringList{ours, file} << true;
+        const QString close = QStringLiteral("--close");
+        QTest::newRow("ours, unplugged") << QStringList{host, ours, close} << true;
+        QTest::newRow("ours, failing file") << QStringList{ours, close, file} << true;
         QTest::newRow("plain, unplugged") << QStringList{host, plain} << false;
         QTest::newRow("plain, failing file") << QStringList{plain, file} << false;
     }

@@ -1,9 +1,11 @@
-/// Reads and writes a HID device from two threads, each as fast as it can, and closes it
-/// under both.  tst_hid_stress runs it, with the library as it is shipped and with the
-/// plain backend.
+/// Reads and writes a HID device from two threads, each as fast as it can.  tst_hid_stress
+/// runs it, with the library as it is shipped and with the plain backend.
 ///
-///   unplug_stress          the microphone, from the moment when it vanishes
-///   unplug_stress PATH     this file, whose writes fail and whose reads do not: faster
+///   unplug_stress [--close] [PATH]
+///
+/// The microphone, from the moment when it vanishes; with PATH that file, whose writes fail
+/// and whose reads do not: faster.  --close closes it under both threads, which a library
+/// has to allow for; else it is closed behind them.
 ///
 /// Ends with 0, unless the library cannot bear that; 1: there is no device.
 
@@ -12,12 +14,13 @@
 #include <array>
 #include <atomic>
 #include <cstdio>
+#include <cstring>
 #include <thread>
 
 namespace {
 
-/// Failing writes, enough for two calls to meet in what they share; the last ones of
-/// them on a closed handle.
+/// Failing writes, enough for two calls to meet in what they share; with --close the last
+/// ones of them on a closed handle.
 constexpr int writesOfMicrophone = 3000;
 constexpr int writesOfFile = 300000;
 constexpr int closingDivisor = 2;
@@ -27,9 +30,12 @@ constexpr std::size_t reportSize = 65;
 
 int main(int argc, char **argv)
 {
-    const bool isFile = argc > 1;
+    const bool closesEarly = argc > 1 && std::strcmp(argv[1], "--close") == 0;
+    const int pathAt = closesEarly ? 2 : 1;
+    const bool isFile = argc > pathAt;
     const int calls = isFile ? writesOfFile : writesOfMicrophone;
-    hid_device *const device = isFile ? hid_open_path(argv[1]) : hid_open(0x3C9E, 0x000B, nullptr);
+    hid_device *const device =
+        isFile ? hid_open_path(argv[pathAt]) : hid_open(0x3C9E, 0x000B, nullptr);
     if (device == nullptr) {
         std::fputs("unplug_stress: there is no device\n", stderr);
         return 1;
@@ -53,8 +59,11 @@ int main(int argc, char **argv)
     });
     while (writes < calls / closingDivisor)
         std::this_thread::yield();
-    hid_close(device);
+    if (closesEarly)
+        hid_close(device);
     reader.join();
     writer.join();
+    if (!closesEarly)
+        hid_close(device);
     return 0;
 }
