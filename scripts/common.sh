@@ -67,6 +67,13 @@ need_packages() {
         die "Not all packages could be installed; see above."
 }
 
+# lock_windows: for the rest of this script nobody else makes or uses the Windows package.
+lock_windows() {
+    mkdir -p "$root/build"
+    exec 8>"$root/build/windows.lock"
+    flock -n 8 || die "Another script makes or uses the Windows package; wait for its end."
+}
+
 # build PRESET [TARGET...]: configures and builds; warnings are errors in CI.
 build() {
     local preset=$1 output

@@ -16,17 +16,18 @@ until_true() {
 window_manager_runs() { xprop -root _NET_SUPPORTING_WM_CHECK 2>/dev/null | grep -q 'window id'; }
 
 # start_display FOLDER SCREEN: sets DISPLAY; the server's process id is in display_server.
-# A home without settings, so that the window manager's own keys are in force.
+# A home without settings, so that the window manager's own keys are in force.  Nobody
+# inherits a lock that the script holds (wine.sh).
 start_display() {
     local folder=$1
     rm -f "$folder/display"
-    Xvfb -displayfd 3 -noreset -nolisten tcp -screen 0 "$2" 3>"$folder/display" 2>"$folder/server.log" &
+    Xvfb -displayfd 3 -noreset -nolisten tcp -screen 0 "$2" 3>"$folder/display" 2>"$folder/server.log" 8>&- &
     display_server=$!
     until_true eval '[[ -s $folder/display ]] || ! kill -0 $display_server 2>/dev/null'
     [[ -s $folder/display ]] || die "The X server ended at once: $(tail -n 3 "$folder/server.log")"
     DISPLAY=:$(cat "$folder/display")
     export DISPLAY
-    HOME=$folder XDG_CONFIG_HOME='' openbox --sm-disable >"$folder/openbox.log" 2>&1 &
+    HOME=$folder XDG_CONFIG_HOME='' openbox --sm-disable >"$folder/openbox.log" 2>&1 8>&- &
     until_true window_manager_runs
 }
 

@@ -9,24 +9,26 @@ need_packages "${build_packages[@]}" "${test_packages[@]}" "${wine_packages[@]}"
 unset WINEPREFIX
 
 [[ -e $root/build/windows/CMakeCache.txt ]] || die "There is no Windows build: run scripts/build-windows."
-# Two at a time would take the package and the prefix from each other.
-exec 8>"$root/build/windows.lock"
-flock -n 8 || die "Another script uses the Windows package; wait for its end."
+lock_windows
 
 readonly windows_build=$root/build/windows
 zip=("$root"/dist/Velmo_KVX2_DFU-*-windows-x86_64.zip)
 [[ -e ${zip[0]} && ${#zip[@]} == 1 ]] ||
     die "dist/ does not hold exactly one Windows package: remove dist/ and run scripts/build-windows."
 # The package as somebody would unpack it.
+setup=${zip[0]%.zip}-setup.exe
+[[ -e $setup ]] || die "${setup#"$root"/} is missing: run scripts/build-windows."
 rm -rf "$root/build/windows-package"
 unzip -q "${zip[0]}" -d "$root/build/windows-package"
-windows_program=$(echo "$root"/build/windows-package/*)
-readonly windows_program
+readonly windows_program=$root/build/windows-package/$(basename "${zip[0]}" .zip)
 
-# start_wine FOLDER: makes the prefix there; DISPLAY is set.  wine_result is where the
+# start_wine FOLDER: makes the prefix there anew; DISPLAY is set.  wine_result is where the
 # updater's result file is going to be.
 start_wine() {
     export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+    # One that was killed left its server running.
+    wineserver -k 2>/dev/null || true
+    rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
     # The server keeps the prefix alive between programs.  Nothing that stays may get a
     # pipe of ours: whoever reads it would wait for its end.
@@ -35,7 +37,7 @@ start_wine() {
         die "wine could not make a prefix in build/: try 'WINEPREFIX=$WINEPREFIX wine cmd /c rem'."
     # Tahoma, which is the system's own font for windows and boxes.
     cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
-    wine_result=$(echo "$WINEPREFIX"/drive_c/users/"${USER:-$(id -un)}"/AppData/Roaming)/CorvoUpgrade/Firmware_bin.txt
+    wine_result=$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt
 }
 
 end_wine() {

@@ -80,6 +80,9 @@ Section
             SetErrorLevel 2
             Abort "The version that is installed cannot be removed."
         ${EndIf}
+        ; Itself it could not remove while it ran.
+        Delete "$1\uninstall.exe"
+        RMDir "$1"
     ${EndIf}
 
     ClearErrors
