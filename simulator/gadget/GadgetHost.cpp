@@ -20,26 +20,43 @@ using std::chrono::steady_clock;
 constexpr std::chrono::seconds noticeTimeout{20};
 constexpr std::chrono::milliseconds noticePoll{5};
 
-/// Until the system has a node for the device if that is on its bus, and else none.
-void waitForNode(std::size_t index, bool onBus)
+/// Waits for the system to have a node for a device that is on its bus, and else none.
+class NoticeWait
 {
-    const auto end = steady_clock::now() + noticeTimeout;
-    while (UsbGadget::hostNode(index).empty() == onBus) {
+public:
+    NoticeWait(std::size_t index, bool onBus)
+        : device(index)
+        , expected(onBus)
+    {
+    }
+
+    /// Whether it is over; throws when it has taken too long.
+    bool isOver() const
+    {
+        if (UsbGadget::hostNode(device).empty() != expected)
+            return true;
         if (steady_clock::now() > end)
             throw std::system_error(ETIMEDOUT, std::generic_category(),
                                     "the system does not notice a USB device (modules "
                                     "usbhid and hid-generic?): dummy_hcd." +
-                                        std::to_string(index));
-        std::this_thread::sleep_for(noticePoll);
+                                        std::to_string(device));
+        return false;
     }
-}
 
-/// The same for each device; and a program that starts behind this does not hear of what was
-/// before.
+private:
+    std::size_t device;
+    bool expected;
+    steady_clock::time_point end = steady_clock::now() + noticeTimeout;
+};
+
+/// For each device; a program that starts behind this does not hear of what was before.
 void waitForHost(const std::vector<bool> &onBus)
 {
-    for (std::size_t i = 0; i < onBus.size(); ++i)
-        waitForNode(i, onBus[i]);
+    for (std::size_t i = 0; i < onBus.size(); ++i) {
+        const NoticeWait wait(i, onBus[i]);
+        while (!wait.isOver())
+            std::this_thread::sleep_for(noticePoll);
+    }
     if (std::system("udevadm settle") != 0)
         throw std::system_error(EIO, std::generic_category(), "udevadm settle");
 }
@@ -97,6 +114,12 @@ int GadgetHost::run(char *const *arguments)
     std::vector<pollfd> polled(gadgets.size() + 1);
     for (;;) {
         const auto due = bus.runDue();
+        if (!kept.empty()) {
+            const auto [index, report] = std::move(kept.front());
+            kept.pop_front();
+            give(index, report);
+            continue;
+        }
         for (std::size_t i = 0; i < gadgets.size(); ++i) {
             const bool waiting = gadgets[i]->hasWaiting();
             // A descriptor of -1 is passed over.
@@ -123,13 +146,33 @@ void GadgetHost::pass(std::size_t index)
         return;
     if (gadgets[index]->hasWaiting())
         gadgets[index]->flush();
-    const std::vector<std::uint8_t> report = gadgets[index]->receive();
-    if (report.empty())
+    give(index, gadgets[index]->receive());
+}
+
+void GadgetHost::give(std::size_t index, const std::vector<std::uint8_t> &report)
+{
+    // One that was kept may have outlived its device's stay.
+    if (report.empty() || !gadgets[index]->isPlugged())
         return;
     if (untouched[index])
         bus.opened(index);
     untouched[index] = false;
     bus.receive(index, report.data(), report.size());
+}
+
+void GadgetHost::awaitNotice(std::size_t index, bool onBus)
+{
+    const NoticeWait wait(index, onBus);
+    while (!wait.isOver()) {
+        for (std::size_t i = 0; i < gadgets.size(); ++i) {
+            if (!gadgets[i]->isPlugged())
+                continue;
+            std::vector<std::uint8_t> report = gadgets[i]->receive();
+            if (!report.empty())
+                kept.emplace_back(i, std::move(report));
+        }
+        std::this_thread::sleep_for(noticePoll);
+    }
 }
 
 void GadgetHost::departed(std::size_t index)
@@ -139,7 +182,7 @@ void GadgetHost::departed(std::size_t index)
         heldNodes.emplace_back(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
     }
     gadgets[index]->unplug();
-    waitForNode(index, false);
+    awaitNotice(index, false);
 }
 
 void GadgetHost::plug(std::size_t index)
@@ -152,9 +195,7 @@ void GadgetHost::plug(std::size_t index)
 void GadgetHost::arrived(std::size_t index)
 {
     plug(index);
-    // One that goes again before the system has looked at it would not have been there for
-    // anybody.  The others' reports wait meanwhile, on the system's side.
-    waitForNode(index, true);
+    awaitNotice(index, true);
 }
 
 void GadgetHost::sent(std::size_t index, const InputReport &report)

@@ -8,8 +8,11 @@
 #include "simulator/host/FileDescriptor.h"
 
 #include <cstddef>
+#include <cstdint>
+#include <deque>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace sim {
@@ -45,12 +48,20 @@ private:
     void plug(std::size_t index);
     /// Passes one report on each way.
     void pass(std::size_t index);
+    /// Gives the device a report from its host.
+    void give(std::size_t index, const std::vector<std::uint8_t> &report);
+    /// Until the system has noticed that the device came or went.  One that goes again before
+    /// it was looked at would not have been there for anybody.  What the others get
+    /// meanwhile is kept for them: the kernel would lose it.
+    void awaitNotice(std::size_t index, bool onBus);
 
     Bus bus;
     /// The number of a device is that of its gadget and its controller.
     std::vector<std::unique_ptr<UsbGadget>> gadgets;
     /// The host has sent the device nothing since it was plugged in.
     std::vector<bool> untouched;
+    /// Reports that came during a wait, with the numbers of their devices.
+    std::deque<std::pair<std::size_t, std::vector<std::uint8_t>>> kept;
     /// Nodes that are held open so that the system gives their paths to nothing else.
     std::vector<FileDescriptor> heldNodes;
 };
