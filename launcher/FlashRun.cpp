@@ -25,7 +25,7 @@ constexpr qint64 millisecondsOfSecond = 1000;
 constexpr int wholePercent = 100;
 /// What the updater says of a packet, generously, and besides.
 constexpr qint64 logBytesOfPacket = 1024;
-constexpr qint64 logBytesBesides = 1024 * 1024;
+constexpr qint64 logBytesBesides = 1024 * logBytesOfPacket;
 /// The updater reports 0 % three times before it sends any firmware: behind the
 /// upgrade-mode command, behind the restart, and once more.
 constexpr int stepsBeforeFirmware = 3;

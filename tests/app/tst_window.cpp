@@ -388,7 +388,7 @@ private slots:
             }
         });
         // A quit is in force until the next event loop of the application begins.
-        QTimer::singleShot(0, qApp, &QApplication::quit);
+        QMetaObject::invokeMethod(qApp, "quit", Qt::QueuedConnection);
         QApplication::exec();
         QTEST(boxes, "box");
         QCOMPARE(code, 0);

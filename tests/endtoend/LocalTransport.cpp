@@ -1,8 +1,10 @@
 #include "tests/endtoend/LocalTransport.h"
 
-LocalTransport::LocalTransport(const QString &host, const QByteArrayList &refused)
+#include <utility>
+
+LocalTransport::LocalTransport(QString host, const QByteArrayList &refused)
     : Transport("\n", refused)
-    , hostName(host)
+    , hostName(std::move(host))
 {
 }
 

@@ -9,7 +9,7 @@ class LocalTransport : public Transport
 public:
     /// \param host     name of the program around the updater; "" is the drop-in library.
     /// \param refused  settings that the microphone cannot follow there.
-    LocalTransport(const QString &host, const QByteArrayList &refused);
+    LocalTransport(QString host, const QByteArrayList &refused);
 
     QStringList command() const override;
     void prepare(QProcessEnvironment *environment) const override;

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 const Transport &Transport::chosen()
 {
@@ -29,9 +30,9 @@ const Transport &Transport::chosen()
     return *transport;
 }
 
-Transport::Transport(const QByteArray &lineEnd, const QByteArrayList &refused)
-    : resultLineEnd(lineEnd)
-    , refusedSettings(refused)
+Transport::Transport(QByteArray lineEnd, QByteArrayList refused)
+    : resultLineEnd(std::move(lineEnd))
+    , refusedSettings(std::move(refused))
 {
 }
 

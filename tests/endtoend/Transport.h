@@ -40,7 +40,7 @@ public:
     bool offers(const Scenario &scenario) const;
 
 protected:
-    Transport(const QByteArray &lineEnd, const QByteArrayList &refused);
+    Transport(QByteArray lineEnd, QByteArrayList refused);
 
 private:
     QByteArray resultLineEnd;
