@@ -15,9 +15,9 @@ readonly windows_build=$root/build/windows
 zip=("$root"/dist/Velmo_KVX2_DFU-*-windows-x86_64.zip)
 [[ -e ${zip[0]} && ${#zip[@]} == 1 ]] ||
     die "dist/ does not hold exactly one Windows package: remove dist/ and run scripts/build-windows."
-# The package as somebody would unpack it.
 setup=${zip[0]%.zip}-setup.exe
 [[ -e $setup ]] || die "${setup#"$root"/} is missing: run scripts/build-windows."
+# The package as somebody would unpack it.
 rm -rf "$root/build/windows-package"
 unzip -q "${zip[0]}" -d "$root/build/windows-package"
 readonly windows_program=$root/build/windows-package/$(basename "${zip[0]}" .zip)
