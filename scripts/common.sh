@@ -22,11 +22,6 @@ command -v npm >/dev/null || build_packages+=(npm)
 # shellcheck disable=SC2034
 test_packages=(libumockdev-dev openbox umockdev x11-utils xdotool xvfb)
 
-# What test-kernel makes its emulated machine of, besides.  The kernel itself is only
-# unpacked.
-# shellcheck disable=SC2034
-kernel_test_packages=(busybox-static cpio kmod qemu-system-x86 udev)
-
 # The Windows program: the cross compiler (the variant with POSIX threads, which C++'s
 # threads need), what builds Qt from Debian's source package, and the installer's maker.
 # shellcheck disable=SC2034

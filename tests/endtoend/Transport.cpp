@@ -17,12 +17,6 @@ const Transport &Transport::chosen()
         if (name == "umockdev")
             return std::make_unique<LocalTransport>(QStringLiteral("velmo-sim-umockdev"),
                                                     QByteArrayList{"fail-reads="});
-        // A USB bus of this machine's own kernel takes root and the kernel's modules:
-        // scripts/test-kernel has a machine with both.
-        if (name == "gadget")
-            return std::make_unique<LocalTransport>(
-                QStringLiteral("velmo-sim-gadget"),
-                QByteArrayList{"packet-time=", "fail-writes=", "fail-reads=", "short-reads="});
         if (name == "wine")
             return std::make_unique<WineTransport>();
         qFatal("VELMO_TRANSPORT: there is no transport '%s'", name.constData());
