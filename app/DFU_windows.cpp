@@ -1,9 +1,9 @@
 #include "app/DFU_windows.h"
 
 #include "app/common_funtion.h"
-#include "app/endProcess.h"
 #include "app/inform.h"
 #include "app/myEdit_view.h"
+#include "app/process.h"
 #include "app/tb210_progress_view.h"
 #include "device/deviceSelection.h"
 #include "dsp/dfu_0206_view.h"

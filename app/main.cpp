@@ -1,8 +1,7 @@
 #include "app/DFU_windows.h"
 #include "app/SingleInstance.h"
-#include "app/endProcess.h"
 #include "app/inform.h"
-#include "app/prepareProcess.h"
+#include "app/process.h"
 
 #include <QApplication>
 #include <QDebug>

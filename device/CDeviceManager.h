@@ -1,6 +1,7 @@
 #pragma once
 
 #include "device/ICommDeviceMgmt.h"
+#include "device/Output.h"
 #include "device/Unguarded.h"
 #include "device/deviceSelection.h"
 #include "upgrade/ICommProtocol.h"
@@ -10,7 +11,6 @@
 #include <QThread>
 
 #include <array>
-#include <cstdio>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -128,7 +128,7 @@ bool CDeviceManager<Device>::connect(const char *path, std::uint32_t vid, std::u
         return false;
     const int frameLength = protocol->frameLength();
     const int reportLength = device->getMaxInputReportLen();
-    std::printf("--xxx---%d----%d", frameLength, reportLength);
+    Output::print("--xxx---%d----%d", frameLength, reportLength);
     qDebug() << "xxxxx" << frameLength << reportLength;
     protocol->onDeviceConnected(this);
     return true;
@@ -319,8 +319,8 @@ template <class Device>
 void CDeviceManager<Device>::onHotPlug(const char *path, int removal, std::uint16_t vid,
                                        std::uint16_t pid, void *context)
 {
-    std::printf("vid:pid=%04X:%04X removal=%d, path:%s\n", static_cast<unsigned>(vid),
-                static_cast<unsigned>(pid), removal, path);
+    Output::print("vid:pid=%04X:%04X removal=%d, path:%s\n", static_cast<unsigned>(vid),
+                  static_cast<unsigned>(pid), removal, path);
     auto *const manager = static_cast<CDeviceManager *>(context);
     if (manager == nullptr || !manager->isReady())
         return;

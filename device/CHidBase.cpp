@@ -1,12 +1,12 @@
 #include "device/CHidBase.h"
 
+#include "device/Output.h"
 #include "device/deviceSelection.h"
 #include "device/openFailure.h"
 
 #include <QDebug>
 
 #include <algorithm>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -35,23 +35,24 @@ bool isSelected(const hid_device_info &record)
 }
 
 /// A device need not tell its strings.
-const wchar_t *orNull(const wchar_t *text)
+QByteArray textOf(const wchar_t *text)
 {
-    return text != nullptr ? text : L"(null)";
+    return text != nullptr ? QString::fromWCharArray(text).toLocal8Bit() : QByteArray("(null)");
 }
 
 void printFound(const hid_device_info &found)
 {
-    std::printf("Device Found\n  type: %04hx %04hx\n  path: %s\n  serial_number: %ls",
-                microphoneVendorId, found.product_id, found.path, orNull(found.serial_number));
-    std::printf("\n");
-    std::printf("  Manufacturer: %ls\n", orNull(found.manufacturer_string));
-    std::printf("  Product:      %ls\n", orNull(found.product_string));
-    std::printf("  Release:      %hx\n", found.release_number);
-    std::printf("  Interface:    %d\n", found.interface_number);
-    std::printf("  Usage Page:   %04x\n", static_cast<unsigned>(found.usage_page));
-    // One blank less than the labels above, by decision of this system.
-    std::printf("  Usage:       %04x\n", static_cast<unsigned>(found.usage));
+    Output::print("Device Found\n  type: %04hx %04hx\n  path: %s\n  serial_number: %s",
+                  microphoneVendorId, found.product_id, found.path,
+                  textOf(found.serial_number).constData());
+    Output::print("\n");
+    Output::print("  Manufacturer: %s\n", textOf(found.manufacturer_string).constData());
+    Output::print("  Product:      %s\n", textOf(found.product_string).constData());
+    Output::print("  Release:      %hx\n", found.release_number);
+    Output::print("  Interface:    %d\n", found.interface_number);
+    Output::print("  Usage Page:   %04x\n", static_cast<unsigned>(found.usage_page));
+    // Quirk: one blank less than the labels above, kept for whoever parses this list.
+    Output::print("  Usage:       %04x\n", static_cast<unsigned>(found.usage));
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "device/CDeviceManager.h"
 #include "device/CHidBase.h"
+#include "device/Output.h"
 #include "device/deviceSelection.h"
 #include "upgrade/FirmwareFile.h"
 #include "upgrade/commandQueues.h"
@@ -11,7 +12,6 @@
 #include <QDebug>
 
 #include <algorithm>
-#include <cstdio>
 
 QVector<std::uint8_t> modelCodes;
 int statusReportCount = 0;
@@ -110,7 +110,7 @@ void DevOperator::onDeviceConnected(ICommDeviceMgmt *connected)
 
 void DevOperator::onDeviceDisconnected()
 {
-    std::printf("NOconnect-----new------\n");
+    Output::print("NOconnect-----new------\n");
     emit disconnectDevice();
 }
 

@@ -1,5 +1,5 @@
 #include "app/DFU_windows.h"
-#include "app/endProcess.h"
+#include "app/process.h"
 #include "app/tb210_progress_view.h"
 
 #include <QApplication>

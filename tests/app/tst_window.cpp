@@ -1,6 +1,5 @@
 #include "app/DFU_windows.h"
-#include "app/endProcess.h"
-#include "app/leaveProcess.h"
+#include "app/process.h"
 #include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
 #include "simulator/Simulator.h"

@@ -1,9 +1,6 @@
-#include "app/prepareProcess.h"
-
-#include "app/outputRoom_linux.h"
+#include "app/process.h"
 
 #include <QByteArray>
-#include <QLoggingCategory>
 
 #include <csignal>
 #include <fcntl.h>
@@ -22,28 +19,14 @@ void fillStandardDescriptors()
     }
 }
 
-/// Writes a debug line unless it would have to wait: a launcher that does not read
-/// our output loses lines, not the upgrade.
-void writeDebugLine(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    const QByteArray line = qFormatLogMessage(type, context, text).toLocal8Bit() + '\n';
-    for (int begin = 0; begin < line.size(); begin += surelyFitting) {
-        if (!hasOutputRoom(STDERR_FILENO))
-            return;
-        const QByteArray piece = line.mid(begin, surelyFitting);
-        if (write(STDERR_FILENO, piece.constData(), static_cast<std::size_t>(piece.size())) == -1)
-            return;
-    }
-}
-
 } // namespace
 
 void prepareProcess()
 {
     fillStandardDescriptors();
-    // Nor must one that closes its end stop an upgrade midway.
+    // A reader that closes its end must not stop an upgrade midway.
     std::signal(SIGPIPE, SIG_IGN);
-    qInstallMessageHandler(&writeDebugLine);
+    installDebugOutput();
     // Without a display, or with one that does not answer, a headless run goes on.
     if (qgetenv("QT_QPA_PLATFORM").isEmpty()) {
         const bool wayland = !qgetenv("WAYLAND_DISPLAY").isEmpty();
@@ -51,4 +34,9 @@ void prepareProcess()
         qputenv("QT_QPA_PLATFORM",
                 QByteArray(wayland ? "wayland;" : "") + (x11 ? "xcb;" : "") + "offscreen");
     }
+}
+
+void leaveProcess(int code)
+{
+    _exit(code);
 }

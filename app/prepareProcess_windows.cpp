@@ -1,3 +1,0 @@
-#include "app/prepareProcess.h"
-
-void prepareProcess() {}

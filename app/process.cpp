@@ -1,0 +1,39 @@
+#include "app/process.h"
+
+#include "app/SingleInstance.h"
+#include "device/Output.h"
+
+#include <QByteArray>
+#include <QLoggingCategory>
+
+namespace {
+
+SingleInstance *heldInstance = nullptr;
+
+void writeDebugLine(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    Output::write(Output::Stream::Error,
+                  qFormatLogMessage(type, context, text).toLocal8Bit() + '\n');
+    if (type == QtFatalMsg)
+        Output::finish(); // the toolkit aborts behind it
+}
+
+} // namespace
+
+void installDebugOutput()
+{
+    qInstallMessageHandler(&writeDebugLine);
+}
+
+void setInstanceToRelease(SingleInstance *instance)
+{
+    heldInstance = instance;
+}
+
+void endProcess(int code)
+{
+    if (heldInstance != nullptr)
+        heldInstance->release();
+    Output::finish();
+    leaveProcess(code);
+}

@@ -1,0 +1,34 @@
+#include "device/OutputChannel.h"
+
+#include <cerrno>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+int descriptorOf(Output::Stream stream)
+{
+    return stream == Output::Stream::Standard ? STDOUT_FILENO : STDERR_FILENO;
+}
+
+} // namespace
+
+bool OutputChannel::mayWait(Output::Stream stream)
+{
+    struct stat status
+    {
+    };
+    return fstat(descriptorOf(stream), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
+bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
+{
+    for (int begin = 0; begin < text.size();) {
+        const ssize_t count = ::write(descriptorOf(stream), text.constData() + begin,
+                                      static_cast<std::size_t>(text.size() - begin));
+        if (count < 0 && errno != EINTR)
+            return false;
+        begin += count > 0 ? static_cast<int>(count) : 0;
+    }
+    return true;
+}

@@ -1,0 +1,32 @@
+#include "device/OutputChannel.h"
+
+#include <windows.h>
+
+namespace {
+
+/// Null or invalid in a process that was started without.
+HANDLE handleOf(Output::Stream stream)
+{
+    return GetStdHandle(stream == Output::Stream::Standard ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
+}
+
+} // namespace
+
+bool OutputChannel::mayWait(Output::Stream stream)
+{
+    return GetFileType(handleOf(stream)) != FILE_TYPE_DISK;
+}
+
+bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
+{
+    // As the C library does for text.
+    const QByteArray lines = QByteArray(text).replace("\n", "\r\n");
+    for (int begin = 0; begin < lines.size();) {
+        DWORD count = 0;
+        if (WriteFile(handleOf(stream), lines.constData() + begin,
+                      static_cast<DWORD>(lines.size() - begin), &count, nullptr) == 0)
+            return false;
+        begin += static_cast<int>(count);
+    }
+    return true;
+}
