@@ -70,7 +70,6 @@ private:
     static constexpr std::size_t key2Offset = 7;
     /// Only commands of this kind are matched by their key bytes.
     static constexpr std::uint8_t keyedKind = 4;
-    static constexpr std::size_t reportSize = 64;
     static constexpr std::size_t packetSize = 65;
     static constexpr int readArgument = 10;
 
@@ -232,7 +231,7 @@ int CDeviceManager<Device>::sendAndWait(const std::uint8_t *packet, std::uint8_t
         do {
             if (!waitingReply)
                 return statusReplied;
-        } while (!sinceWrite.hasExpired(replyWindowMs));
+        } while (sinceWrite.elapsed() < replyWindowMs);
     }
     return lastStatus;
 }

@@ -17,6 +17,9 @@ class ICommProtocol;
 class ICommDeviceMgmt
 {
 public:
+    /// Bytes of an input report as read from the device.
+    static constexpr std::size_t reportSize = 64;
+
     /// Outcomes of a command, as sendAndWait() returns them.
     static constexpr int statusNoDevice = -1;
     static constexpr int statusReplied = 1;

@@ -1,11 +1,8 @@
 #include "upgrade/CFirmwareUpgradeProtocol.h"
 
-#include "device/ICommDeviceMgmt.h"
-
 #include <QDebug>
 
 #include <algorithm>
-#include <cstring>
 
 namespace {
 
@@ -54,14 +51,9 @@ int CFirmwareUpgradeProtocol::sendCommand(const std::uint8_t *tx, std::uint8_t *
                               : ICommDeviceMgmt::statusNoDevice;
 }
 
-bool CFirmwareUpgradeProtocol::exchange(const ExchangeBuffer &tx, std::uint8_t *rx)
+bool CFirmwareUpgradeProtocol::exchange(const ExchangeBuffer &tx, ExchangeReply &rx)
 {
-    if (manager == nullptr)
-        return false;
-    int result = 0;
-    const bool done = manager->sendAndReadOnce(tx.data(), &result, retries, tx.size());
-    std::memcpy(rx, &result, sizeof result);
-    return done;
+    return manager != nullptr && manager->sendAndReadOnce(tx.data(), rx.data(), retries, tx.size());
 }
 
 bool CFirmwareUpgradeProtocol::sendPacket(const std::uint8_t *tx, std::uint8_t *rx, int keepPending,

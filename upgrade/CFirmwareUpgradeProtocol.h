@@ -1,5 +1,6 @@
 #pragma once
 
+#include "device/ICommDeviceMgmt.h"
 #include "upgrade/CProtocol.h"
 
 #include <array>
@@ -15,6 +16,9 @@ public:
     /// length: a decision of this system.  The type makes sure they are there.
     static constexpr std::size_t exchangeSize = 500;
     using ExchangeBuffer = std::array<std::uint8_t, exchangeSize>;
+    /// An exchange's reply, as long as an input report.  The manager takes it for its
+    /// result, so it is made of words.
+    using ExchangeReply = std::array<int, ICommDeviceMgmt::reportSize / sizeof(int)>;
 
     CFirmwareUpgradeProtocol();
 
@@ -24,9 +28,10 @@ public:
     /// Sends `length` bytes and waits for the answer; `rx` has 64 bytes.  A status
     /// of the device manager, negative for a failure.
     int sendCommand(const std::uint8_t *tx, std::uint8_t *rx, std::size_t length);
-    /// Sends a request and ignores what comes back; puts a zero word into `rx`.
-    /// The manager's answer, which is always false.
-    bool exchange(const ExchangeBuffer &tx, std::uint8_t *rx);
+    /// Sends a request.  `rx` is handed on as the manager's result; CDeviceManager zeroes
+    /// its first word and ignores what comes back.  The manager's answer, which is always
+    /// false there.
+    bool exchange(const ExchangeBuffer &tx, ExchangeReply &rx);
     /// Sends one 65-byte packet; `rx` has 64 bytes and is zeroed.  `timeout` (ms)
     /// is not used: the write's own time-out holds.
     bool sendPacket(const std::uint8_t *tx, std::uint8_t *rx, int keepPending, int timeout);

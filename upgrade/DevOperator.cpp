@@ -12,6 +12,7 @@
 #include <QDebug>
 
 #include <algorithm>
+#include <cstring>
 
 QVector<std::uint8_t> modelCodes;
 int statusReportCount = 0;
@@ -305,10 +306,12 @@ void DevOperator::shortCommandPass()
     if (controlCommandQueue.isEmpty())
         return;
     const ShortCommand request = shortCommandQueue.value(0);
-    ShortCommand reply{};
+    ExchangeReply answer{};
     clock->sleep(commandPauseMs);
-    if (exchange(asExchangeBuffer(request), reply.data()))
+    if (exchange(asExchangeBuffer(request), answer))
         return; // the request stays and is sent again
+    ShortCommand reply{};
+    std::memcpy(reply.data(), answer.data(), reply.size());
     if (!shortCommandQueue.isEmpty())
         shortCommandQueue.removeFirst();
     lastCommandNotWrite = request[verbOffset] != writeVerb;
@@ -332,10 +335,10 @@ void DevOperator::reportRequestPass()
     clock->sleep(passPauseMs);
     if (reportCommandQueue.isEmpty())
         return;
-    Reply reply{};
+    ExchangeReply answer{};
     const ReportCommand request = reportCommandQueue.first();
     clock->sleep(commandPauseMs);
-    if (exchange(asExchangeBuffer(request), reply.data()))
+    if (exchange(asExchangeBuffer(request), answer))
         return;
     // Not the queue that was served: its request is sent again on the next round,
     // by decision of this system.

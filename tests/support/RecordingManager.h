@@ -6,6 +6,7 @@
 #include <QList>
 
 #include <algorithm>
+#include <cstring>
 #include <deque>
 #include <functional>
 
@@ -31,6 +32,8 @@ public:
                          std::size_t length) override
     {
         *result = 0;
+        std::memcpy(result, exchangeReply.constData(),
+                    static_cast<std::size_t>(std::min(exchangeReply.size(), 64)));
         commands.append(copyOf(packet, length));
         return exchangeResult;
     }
@@ -68,6 +71,7 @@ public:
 
     int commandResult = statusNoReply;
     bool exchangeResult = true;
+    QByteArray exchangeReply;
     std::deque<QByteArray> reports;
     QList<QByteArray> commands;
     /// With the last command that waits for its answer.

@@ -115,8 +115,14 @@ private slots:
         row(10, "answering", "0/0 7000 1/0 2/1 3/0 4/1 5/2 6/3 7/4 8/0 9/1",
             "0 0 0 3 3 3 3 3 8 8 9 10");
         row(8, "answering", "0/0 7000 1/0 2/1 3/0 4/1 5/2 6/3 7/4", "0 0 0 3 3 3 3 3 4 5 6 7 8");
-        // One that comes while the first batch waits stops the walk.
-        row(23, "verdict", "0/0 w 1/0 2/1 w 3/0 4/1 5/2 6/3 7/4", "0 0 0 3 3 3 3 3 8");
+        // Nothing goes out behind a verdict, and the step that it comes in is the last.
+        row(23, "verdict while 7/4 is awaited", "0/0 w 1/0 2/1 w 3/0 4/1 5/2 6/3 7/4",
+            "0 0 0 3 3 3 3 3 8");
+        row(23, "verdict behind 0/0", "0/0", "0");
+        row(23, "verdict behind 1/0", "0/0 w 1/0", "0 0 0 3");
+        row(23, "verdict behind 5/2", "0/0 w 1/0 2/1 w 3/0 4/1 5/2", "0 0 0 3 3 3 3 3 8");
+        row(10, "verdict behind 8/0", "0/0 w 1/0 2/1 w 3/0 4/1 5/2 6/3 7/4 w 8/0",
+            "0 0 0 3 3 3 3 3 8 8 9");
         row(4, "otg answering", "0/0 10000 7000 1/0 2/1 3/0", "0 0 0 3 4");
         row(4, "otg alternate id", "w 1/0 2/1 w 3/0", "0 0 3 4");
         // Shorter lists than any image makes: the schedule's arithmetic as it stands.
@@ -135,13 +141,22 @@ private slots:
         g_otgAltPid = situation.endsWith(QStringLiteral("alternate id"));
         if (situation.endsWith(QStringLiteral("answering")))
             answerAtOnce();
-        if (situation == QLatin1String("verdict"))
-            onTick = [this] {
-                if (log.last() == QLatin1String("7/4") && !devOperator->pendingPackets.isEmpty()) {
+        if (situation.startsWith(QStringLiteral("verdict"))) {
+            const auto giveVerdict = [this, packet = situation.section(QLatin1Char(' '), 2, 2)] {
+                if (log.last() == packet && !devOperator->pendingPackets.isEmpty()) {
                     manager->reports.push_back(QByteArray::fromHex("000000000b000005"));
                     devOperator->readDeviceReport();
                 }
             };
+            if (situation.contains(QStringLiteral("awaited")))
+                onTick = giveVerdict;
+            else
+                manager->onPacket = [giveVerdict, record = manager->onPacket](
+                                        const QByteArray &bytes, int indexInBatch) {
+                    record(bytes, indexInBatch);
+                    giveVerdict();
+                };
+        }
         devOperator->pendingPackets = numberedPackets(packets);
         devOperator->reportBuffer.append(InputReport());
         const QSignalSpy progress(devOperator.get(), &DevOperator::tb210_progress_current_value);
@@ -248,12 +263,23 @@ private slots:
         QCOMPARE(shortCommandQueue.size(), 2); // reported as done: kept and sent again
 
         manager->exchangeResult = false;
-        for (const int left : {1, 0}) {
+        const ShortCommand value{1, 2, 3, 4, 5, 'v', 7, 8, 9, 10, 11};
+        manager->exchangeReply = QByteArray("\1\2\3\4\5v\7\x8\x9\xA\xB\xC", 12);
+        expectedReplyList.resize(3);
+        const QSignalSpy complete(devOperator.get(), &DevOperator::refresh_main_signal);
+        shortCommandQueue.append(shortCommandQueue.last());
+        // A write's reply is not kept; the list is complete with one less than expected.
+        for (const int kept : {0, 1, 2}) {
             devOperator->shortCommandPass();
-            QCOMPARE(shortCommandQueue.size(), left);
-            QCOMPARE(lastCommandNotWrite, left == 0);
+            QCOMPARE(shortCommandQueue.size(), 2 - kept);
+            QCOMPARE(lastCommandNotWrite, kept > 0);
+            QCOMPARE(shortReplyList, QVector<ShortCommand>(kept, value));
+            QCOMPARE(complete.size(), kept / 2);
         }
         QCOMPARE(manager->commands.last(), QByteArray(5, '\0') + 'r' + QByteArray(494, '\0'));
+        manager->exchangeReply[5] = 'w'; // no value
+        devOperator->shortCommandPass();
+        QCOMPARE(shortReplyList.size(), 2);
     }
 
     void the_report_request_loop_shortens_the_other_queue()
