@@ -180,6 +180,19 @@ private slots:
         QVERIFY(timer.elapsed() >= 1023);
     }
 
+    void a_short_report_ends_in_zeros()
+    {
+        QCOMPARE(bus.configure("short-reads=2"), std::string());
+        QVERIFY(openFor("a.bin"));
+        sim::InputReport each{};
+        each.fill(0xA5);
+        for (const int whole : {64, 32}) {
+            bus.inject(each);
+            QVERIFY(device->read(report.data(), 10));
+            QCOMPARE(static_cast<int>(std::count(report.begin(), report.end(), 0xA5)), whole);
+        }
+    }
+
     void a_device_that_goes_fails_its_reads()
     {
         QVERIFY(openFor("a.bin"));

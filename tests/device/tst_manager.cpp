@@ -165,28 +165,6 @@ private slots:
         QCOMPARE(device->getPath(), "/dev/16");
     }
 
-    void without_protocol_or_device_nothing_is_sent()
-    {
-        int result = 7;
-        Manager bare;
-        bare.setProtocol(protocol.get());
-        bare.disconnect();
-        manager->setProtocol(nullptr);
-        for (Manager *lacking : {&bare, manager.get()}) {
-            QCOMPARE(lacking->sendAndWait(buffer.data(), buffer.data(), 3, 12), -1);
-            QVERIFY(!lacking->sendNoWait(buffer.data(), buffer.data(), 0));
-            QVERIFY(!lacking->sendAndReadOnce(buffer.data(), &result, 3, 12));
-            QVERIFY(!lacking->sendWithRetries(buffer.data()));
-            QVERIFY(!lacking->receive(buffer.data(), 3, 64));
-            QVERIFY(!lacking->connectFirst());
-            QVERIFY(!lacking->connectByPid(1));
-            QVERIFY(!lacking->connect("/dev/mic", 1, 1));
-            QVERIFY(lacking->listDevicePids().isEmpty());
-        }
-        QCOMPARE(result, 7);
-        QVERIFY(device->writes.isEmpty());
-    }
-
     void a_command_without_answer_is_written_three_times()
     {
         for (const bool canWrite : {true, false}) {

@@ -65,30 +65,30 @@ private slots:
         QVERIFY(!isValidWith(5, '\3')); // another group wants zeros
     }
 
-    void the_supported_models_are_linked()
+    void the_checksum_table_is_whole()
     {
-        PlainProtocol protocol;
-        QStringList models;
-        for (const SupportedModel *m = protocol.supportedModels(); m != nullptr; m = m->next)
-            models += QStringLiteral("%1 %2:%3")
-                          .arg(QString::fromLatin1(m->name.data()))
-                          .arg(m->vid, 4, 16)
-                          .arg(m->pid, 4, 16, QLatin1Char('0'));
-        QCOMPARE(models.join(QLatin1Char('|')),
-                 QStringLiteral("Velmo LV-330 2b53:006a|TQ736 3c9e:0101|ZRX650 31b2:0011|"
-                                "TB210 3c9e:0100|LM217 3c9e:0102|TQ905 3c9e:0103"));
-        QVERIFY(protocol.isSupported(nullptr, 0x3C9E, 0x0100));
-        QVERIFY(!protocol.isSupported(nullptr, 0x31B2, 0x0100)); // ids of two entries
+        // The table is linear, so eight entries give all of it.
+        const auto entry = [](int index) {
+            std::array<std::uint8_t, 3> frame{static_cast<std::uint8_t>(index)};
+            PlainProtocol protocol;
+            protocol.setFrameLength(frame.size());
+            return ~protocol.makeChecksum(frame.data()) & 0xFF;
+        };
+        const std::array<int, 8> basis = {0x31, 0x62, 0xC4, 0x88, 0x21, 0x73, 0xE6, 0xCC};
+        for (int index = 0; index < 256; ++index) {
+            int expected = 0;
+            for (std::size_t bit = 0; bit < basis.size(); ++bit)
+                expected ^= (index >> bit & 1) != 0 ? basis.at(bit) : 0;
+            QCOMPARE(entry(index), expected);
+        }
     }
 
-    void without_a_manager_everything_fails()
+    void both_ids_of_one_model_are_wanted()
     {
         PlainProtocol protocol;
-        std::array<std::uint8_t, 65> bytes{};
-        QCOMPARE(protocol.sendCommand(bytes.data(), bytes.data(), 12), -1);
-        QVERIFY(!protocol.exchange({}, bytes.data()));
-        QVERIFY(!protocol.sendPacket(bytes.data(), bytes.data(), 0, 200));
-        QVERIFY(!protocol.readReport(bytes.data()));
+        QVERIFY(protocol.isSupported(nullptr, 0x3C9E, 0x0100));
+        QVERIFY(!protocol.isSupported(nullptr, 0x31B2, 0x0100)); // ids of two entries
+        QVERIFY(!protocol.isSupported(nullptr, 0x3C9E, 0x0010)); // in upgrade mode
     }
 
     void an_image_is_cut_into_packets()
@@ -106,6 +106,9 @@ private slots:
             'K' + QByteArray("c") + QByteArray(63, '\0'),
         };
         QCOMPARE(FirmwareFile::cut(file.records()), expected);
+        // The least there is: three packets, and records of nothing but their head.
+        const FirmwareFile least = FirmwareFile::parse(entry + record(3) + record(3));
+        QCOMPARE(FirmwareFile::cut(least.records()).size(), 3);
     }
 
     void a_malformed_image_is_refused_whole_data()
@@ -123,6 +126,7 @@ private slots:
         QTest::newRow("past the end") << good.chopped(1) << third;
         QTest::newRow("trailing bytes")
             << good + "\3\3" << QStringLiteral("record 3 at offset 175: ");
+        QTest::newRow("header only") << record(11) << QStringLiteral("record 1 at offset 11: ");
         QTest::newRow("one data packet")
             << record(11) + record(64) << QStringLiteral("record 1 at offset 11: ");
     }
