@@ -7,6 +7,7 @@
 #include "device/hidapi/hid_backend_names.h"
 #include "device/hidapi/hid_report_descriptor.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -16,9 +17,19 @@ static char *copy_or_empty(const char *text)
     return strdup(text != NULL ? text : "");
 }
 
+/* hid.c lets every child process inherit an open node.  The DSP vendor's tool, which this
+   system starts, would keep a node alive whose microphone is gone, and the microphone
+   would come back under another one. */
+static int open_for_us_alone(const char *path, int flags)
+{
+    return open(path, flags | O_CLOEXEC);
+}
+
 #undef strdup
 #define strdup copy_or_empty
+#define open open_for_us_alone
 #include <linux/hid.c> // NOLINT(bugprone-suspicious-include): see above
+#undef open
 #undef strdup
 
 hid_device *hid_backend_new_view(const hid_device *device)

@@ -2,10 +2,13 @@
 
 #include "tests/simulator/packets.h"
 
+#include <QDirIterator>
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <fcntl.h>
 #include <future>
+#include <linux/input.h>
 
 namespace {
 
@@ -41,6 +44,28 @@ QStringList enumeration()
     return list;
 }
 
+/// The nodes that a child process would get of ours.
+QStringList inheritedNodes()
+{
+    QStringList inherited;
+    const QDir descriptors(QStringLiteral("/proc/self/fd"));
+    for (const QString &name : descriptors.entryList(QDir::NoFilter)) {
+        const int flags = fcntl(name.toInt(), F_GETFD);
+        const QString node = QFile::symLinkTarget(descriptors.filePath(name));
+        if (flags != -1 && (flags & FD_CLOEXEC) == 0 && node.startsWith(QLatin1String("/dev/")))
+            inherited += node;
+    }
+    return inherited;
+}
+
+/// Fills what lies below on the stack: a variable that nobody writes to has this value.
+[[gnu::noinline]] void leaveOnStack(unsigned value)
+{
+    std::array<volatile unsigned, 4096> left{};
+    for (auto &one : left)
+        one = value;
+}
+
 void receive(unsigned short vendor, unsigned short product, const char *path, int removal,
              void *context)
 {
@@ -74,13 +99,28 @@ private slots:
 
     void opensAndTells()
     {
+        const QStringList before = inheritedNodes();
         device = hid_open(0x3C9E, 0x000B, nullptr);
         QVERIFY(device != nullptr);
+        // A child process that inherited the node would keep it alive behind a replug.
+        QCOMPARE(inheritedNodes(), before);
         QCOMPARE(hid_max_input_report_len(device), 64);
         std::array<wchar_t, 64> text{};
         QCOMPARE(hid_get_product_string(device, text.data(), text.size()), 0);
         QCOMPARE(QString::fromWCharArray(text.data()),
                  QStringLiteral("Velmo microphone (simulated)"));
+        // One that goes between two look-ups has no name any more.
+        QDirIterator found(QFile::decodeName(qgetenv("UMOCKDEV_DIR") + "/sys/devices"),
+                           {QStringLiteral("0003:3C9E:000B.*")}, QDir::Dirs,
+                           QDirIterator::Subdirectories);
+        QFile uevent(found.next() + QStringLiteral("/uevent"));
+        QVERIFY(uevent.open(QIODevice::ReadWrite));
+        const QByteArray content = uevent.readAll();
+        QVERIFY(content.contains("HID_ID=") && uevent.resize(0));
+        leaveOnStack(BUS_USB);
+        hid_get_product_string(device, text.data(), text.size());
+        QVERIFY(uevent.seek(0) && uevent.write(content) == content.size());
+        QCOMPARE(QString::fromWCharArray(text.data()), QString());
     }
 
     void writesAndReads()
