@@ -21,7 +21,8 @@ const char *const quickMicrophone = "silent=entry;enter-time=20";
 
 } // namespace
 
-/// What whoever starts the updater gives it, and what it gets.  On Linux only.
+/// What a launching application gives the updater, and what it gets.  On Linux; output that
+/// nobody reads is tested on wine, too.
 class LaunchTest : public QObject
 {
     Q_OBJECT
