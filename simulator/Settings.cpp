@@ -274,6 +274,11 @@ constexpr std::array rules = {
     Rule{"fail-writes",
          [](std::string_view v, Settings &s) { return put(parseRanges(v), s.failingWrites); },
          rangesRule},
+    Rule{"slow-writes",
+         [](std::string_view v, Settings &s) { return put(parseRanges(v), s.slowWrites); },
+         rangesRule},
+    Rule{"slow-time", [](std::string_view v, Settings &s) { return put(parseTime(v), s.slowTime); },
+         timeRule},
     Rule{"fail-reads",
          [](std::string_view v, Settings &s) { return put(parseRanges(v), s.failingReads); },
          rangesRule},
@@ -313,6 +318,8 @@ std::string contradiction(const Settings &settings, const std::set<std::string> 
     for (const char *name : {"visitor-at", "visitor-stay"})
         if (has(name) && !has("visitor"))
             return std::string(name) + ": needs visitor";
+    if (has("slow-time") && !has("slow-writes"))
+        return "slow-time: needs slow-writes";
     if (has("verdict-at") && microphone.verdict == VerdictKind::None)
         return "verdict-at: not together with verdict=none";
     return {};

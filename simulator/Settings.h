@@ -34,12 +34,15 @@ struct Settings
     std::vector<DeviceId> devices = {{microphoneVendor, plainProduct}};
     /// Of the microphone that is opened first.
     MicrophoneSettings microphone;
-    /// How long a write takes.
+    /// How long a write takes that is not a slow one.
     Time packetTime = std::chrono::milliseconds(1);
     /// One that comes back does so under another path.
     bool newPath = false;
     std::optional<Visitor> visitor;
     CallRanges failingWrites;
+    /// These take another time.
+    CallRanges slowWrites;
+    Time slowTime = std::chrono::milliseconds(1500);
     CallRanges failingReads;
     /// Counts the reports handed out, not the calls: most reads find nothing.
     CallRanges shortReads;
@@ -47,6 +50,12 @@ struct Settings
     /// The settings, or one line that names the setting at fault and what is
     /// allowed.
     static std::variant<Settings, std::string> parse(const std::string &text);
+
+    /// How long this write takes, the first one being 1.
+    Time writeTime(std::uint32_t call) const
+    {
+        return slowWrites.contains(call) ? slowTime : packetTime;
+    }
 };
 
 } // namespace sim

@@ -228,10 +228,10 @@ std::optional<Simulator::Listing> Simulator::describe(const hid_device_ *handle)
 
 int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t length)
 {
-    const auto done = std::chrono::steady_clock::now();
+    const auto start = std::chrono::steady_clock::now();
     std::unique_lock<std::mutex> lock(mutex);
     const std::uint32_t call = ++writeCalls;
-    const auto packetTime = bus.currentSettings().packetTime;
+    const auto writeTime = bus.currentSettings().writeTime(call);
     const auto fail = [&](const char *why) {
         bus.traceFailedWrite(data, length, why);
         return -1;
@@ -250,8 +250,8 @@ int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t 
     // The transfer: whatever else happens goes on meanwhile.
     lock.unlock();
     // Windows wakes up to a clock tick early.
-    while (std::chrono::steady_clock::now() < done + packetTime)
-        std::this_thread::sleep_until(done + packetTime);
+    while (std::chrono::steady_clock::now() < start + writeTime)
+        std::this_thread::sleep_until(start + writeTime);
     lock.lock();
     known = find(handle);
     if (known == nullptr || known->lost)

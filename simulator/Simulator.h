@@ -79,7 +79,7 @@ public:
     void close(hid_device_ *handle);
     /// What the handle is open on; nothing for a stale one.
     std::optional<Listing> describe(const hid_device_ *handle) const;
-    /// Takes the packet time.  `length`, or -1.
+    /// Takes its time (Settings::writeTime()).  `length`, or -1.
     int write(hid_device_ *handle, const std::uint8_t *data, std::size_t length);
     /// The report's size, 0 after `timeoutMs` (negative: none), or -1.
     int read(hid_device_ *handle, std::uint8_t *data, std::size_t length, int timeoutMs);

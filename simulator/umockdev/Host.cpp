@@ -69,9 +69,10 @@ void Host::take(HostRequest request)
         return;
     }
     // Nothing goes over the wire to a device that is not there.
-    const auto wire = deviceOf(request.node) ? bus.currentSettings().packetTime : Time(0);
+    const std::uint32_t call = ++writeCalls;
+    const auto wire = deviceOf(request.node) ? bus.currentSettings().writeTime(call) : Time(0);
     const auto due = request.at + wire;
-    transfers.push_back({std::move(request), due});
+    transfers.push_back({std::move(request), call, due});
 }
 
 std::optional<Bus::Clock::time_point> Host::runTransfers()
@@ -79,27 +80,26 @@ std::optional<Bus::Clock::time_point> Host::runTransfers()
     while (!transfers.empty() && transfers.front().due <= Bus::Clock::now()) {
         const Transfer transfer = std::move(transfers.front());
         transfers.pop_front();
-        finish(transfer.request);
+        finish(transfer);
     }
     if (transfers.empty())
         return std::nullopt;
     return transfers.front().due;
 }
 
-void Host::finish(const HostRequest &write)
+void Host::finish(const Transfer &transfer)
 {
-    UMockdevIoctlClient *const writer = write.writer.get();
+    UMockdevIoctlClient *const writer = transfer.request.writer.get();
     const UMockdevIoctlData *const report = umockdev_ioctl_client_get_arg(writer);
     const auto length = static_cast<std::size_t>(report->data_len);
-    const std::uint32_t call = ++writeCalls;
-    const auto index = deviceOf(write.node);
+    const auto index = deviceOf(transfer.request.node);
     long result = -1;
     int error = EIO;
     if (!index) {
         bus.violate(Microphone::Refusal::Absent);
         bus.traceFailedWrite(report->data, length, "lost");
         error = ENODEV;
-    } else if (bus.currentSettings().failingWrites.contains(call)) {
+    } else if (bus.currentSettings().failingWrites.contains(transfer.call)) {
         bus.traceFailedWrite(report->data, length, "fail-writes");
     } else if (bus.receive(*index, report->data, length) == Microphone::Refusal::None) {
         result = static_cast<long>(length);

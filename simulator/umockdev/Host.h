@@ -37,6 +37,8 @@ private:
     struct Transfer
     {
         HostRequest request;
+        /// Which write it is, over all nodes, from 1 on.
+        std::uint32_t call;
         Bus::Clock::time_point due;
     };
 
@@ -47,7 +49,7 @@ private:
     void waitFor(std::optional<Bus::Clock::time_point> next) const;
     void take(HostRequest request);
     std::optional<Bus::Clock::time_point> runTransfers();
-    void finish(const HostRequest &write);
+    void finish(const Transfer &transfer);
     std::optional<std::size_t> deviceOf(const HidrawNode *node) const;
     std::size_t nextReportSize();
 
@@ -58,7 +60,7 @@ private:
     /// Of the reports handed to the program; on the test bed's thread.
     std::atomic<std::uint32_t> reportsRead{0};
     std::uint32_t writeCalls = 0;
-    /// In order; the packet time is the same for all.
+    /// In order: a slow one holds up those behind it.
     std::deque<Transfer> transfers;
     /// All that there ever were: a program may have any of them open.
     std::vector<std::unique_ptr<HidrawNode>> nodes;

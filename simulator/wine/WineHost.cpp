@@ -173,7 +173,8 @@ void WineHost::begin(std::size_t index, const std::string &hex)
         return;
     }
     port.report = *report;
-    port.arrival = Clock::now() + bus.currentSettings().packetTime;
+    port.call = ++writes;
+    port.arrival = Clock::now() + bus.currentSettings().writeTime(port.call);
 }
 
 std::optional<WineHost::Clock::time_point> WineHost::handOver()
@@ -202,7 +203,7 @@ void WineHost::receive(std::size_t index, const std::vector<std::uint8_t> &repor
         bus.opened(index);
     port.wasOpened = true;
     port.handingOver = true;
-    if (bus.currentSettings().failingWrites.contains(++writes)) {
+    if (bus.currentSettings().failingWrites.contains(port.call)) {
         bus.traceFailedWrite(report.data(), report.size(), "fail-writes");
         answer(index, false);
         return;

@@ -45,8 +45,9 @@ private:
         bool wasOpened = false;
         /// Unplugged, and programs may not know yet.
         bool leaving = false;
-        /// The report under way, and when it is there.
+        /// The report under way, the how manyth it is, and when it is there.
         std::vector<std::uint8_t> report;
+        std::uint32_t call = 0;
         std::optional<Clock::time_point> arrival;
         /// The microphone looks at it; what comes of that may be that it leaves the bus.
         bool handingOver = false;
@@ -76,7 +77,7 @@ private:
     ChildProcess program;
     FileDescriptor signals;
     std::vector<Port> ports;
-    /// Reports that came, over all devices.
+    /// Reports under way to a device so far, over all devices.
     std::uint32_t writes = 0;
     std::size_t pluggedIn = 0;
     bool ready = false;

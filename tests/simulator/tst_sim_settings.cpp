@@ -15,7 +15,8 @@ private slots:
     {
         const auto parsed = Settings::parse(
             " devices = 46D:c31c , 0065 ;; packet-time= 0.125 ;enter-time=600000;"
-            "verdict-delay=7;quiet=8.5;fail-writes=3,7-9,20-;fail-reads=1;short-reads=2");
+            "verdict-delay=7;quiet=8.5;fail-writes=3,7-9,20-;fail-reads=1;short-reads=2;"
+            "slow-writes=2;slow-time=600000");
         if (const auto *const fault = std::get_if<std::string>(&parsed))
             QFAIL(fault->c_str());
         const auto &settings = std::get<Settings>(parsed);
@@ -24,6 +25,7 @@ private slots:
         QCOMPARE(settings.devices[0].product, std::uint16_t{0xC31C});
         QCOMPARE(settings.devices[1].vendor, std::uint16_t{0x3C9E});
         QVERIFY(settings.packetTime == 125us && settings.microphone.enterTime == 10min);
+        QVERIFY(settings.writeTime(1) == 125us && settings.writeTime(2) == 10min);
         QVERIFY(settings.microphone.verdictDelay == 7ms && settings.microphone.quiet == 8500us);
         QByteArray calls;
         for (std::uint32_t call = 1; call <= 22; ++call)
@@ -48,6 +50,7 @@ private slots:
         rows("verdict", {"verdict=success"});
         rows("unplug-at", {"unplug-at=100000001"});
         rows("fail-writes", {"fail-writes=0", "fail-writes=5-3", "fail-writes=-3"});
+        rows("slow-time", {"slow-time=1", "slow-writes=1;slow-time=600001"});
         rows("unplug-after", {"unplug-at=1;unplug-after=1"});
         rows("replug-after", {"replug-after=1"});
         rows("replug-as", {"unplug-at=1;replug-as=10"});

@@ -94,18 +94,20 @@ private slots:
 
     void failsTheCallsThatAreAsked()
     {
-        configure("devices=0065;packet-time=20;fail-writes=2;fail-reads=2;short-reads=2;"
-                  "answer-delay=0");
+        configure("devices=0065;packet-time=20;slow-writes=3;slow-time=200;fail-writes=2;"
+                  "fail-reads=2;short-reads=2;answer-delay=0");
         hid_device *const device = openFirst();
         const auto packets = packetsOf({64, 64, 64});
         Report report{};
-        const auto start = std::chrono::steady_clock::now();
+        auto start = std::chrono::steady_clock::now();
         QCOMPARE(send(device, packets[1]), 65);
         QVERIFY(std::chrono::steady_clock::now() - start >= 20ms);
         QCOMPARE(read(device, report), 64);
         QCOMPARE(send(device, packets[2]), -1);
         QCOMPARE(read(device, report), -1);
+        start = std::chrono::steady_clock::now();
         QCOMPARE(send(device, packets[2]), 65);
+        QVERIFY(std::chrono::steady_clock::now() - start >= 200ms);
         QCOMPARE(read(device, report), 32);
         QCOMPARE(simulator().packets().size(), std::size_t{2});
         QVERIFY(simulator().violations().empty());
