@@ -125,7 +125,8 @@ private slots:
         hid_close(device);
     }
 
-    // Hangs, and so fails, where the library waits for the read.
+    // Hangs, and so fails, where the library waits for the read, or where one reads that
+    // queued for the lane while the handle was closed.
     void writeAndCloseDoNotWaitForRead()
     {
         const QByteArray path = QFile::encodeName(pipe);
@@ -140,6 +141,9 @@ private slots:
 
         BlockedReader second(device);
         QTRY_VERIFY(second.isInside());
+        BlockedReader third(device);
+        BlockedReader fourth(device);
+        QTRY_VERIFY(third.isInside() && fourth.isInside());
         hid_close(device);
         QCOMPARE(hid_write(device, report.data(), report.size()), -1);
         QCOMPARE(openCount(pipe), 1);
@@ -147,6 +151,9 @@ private slots:
         hid_device *const again = hid_open_path(path.constData());
         QCOMPARE(hid_write(again, report.data(), report.size()), int(reportSize));
         QCOMPARE(second.join(), int(reportSize));
+        // Those that queued behind it find the handle closed, and the last one closes the device.
+        QCOMPARE(third.join(), -1);
+        QCOMPARE(fourth.join(), -1);
         QCOMPARE(openCount(pipe), 1);
         hid_close(again);
         QCOMPARE(openCount(pipe), 0);
