@@ -34,13 +34,14 @@ const char *raw_hid_version_str(void);
 
 /** A second view of an open device with an error text of its own; null when memory is short. */
 hid_device *hid_backend_new_view(const hid_device *device);
-/** Frees a view.  The device stays open. */
+/** Frees a view.  What was written on it and has not gone out is cancelled; the device stays
+    open. */
 void hid_backend_free_view(hid_device *view);
-/** Closes the device itself.  No call may be inside, on any view. */
+/** Closes the device itself, when its views are gone and no call is inside. */
 void hid_backend_close(hid_device *device);
 
-/** hid_write(), on a view of hid_backend_new_view(); what the system still holds of a write
-    that failed is cancelled. */
+/** hid_write(), on a view of hid_backend_new_view().  A write that takes too long fails, and
+    goes out all the same, before later ones. */
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length);
 /** As hid_max_input_report_len(), for an open device. */
 int hid_backend_max_input_report_len(hid_device *device);

@@ -81,9 +81,10 @@ static void end_session(struct session *session)
 {
     if (session == NULL)
         return;
-    hid_backend_close(session->view[lane_read]);
+    /* The device last: a view may have something to cancel on it. */
     hid_backend_free_view(session->view[lane_write]);
     hid_backend_free_view(session->view[lane_control]);
+    hid_backend_close(session->view[lane_read]);
     for (int i = 0; i < lane_count; ++i)
         hid_lock_destroy(&session->lock[i]);
     free(session);

@@ -8,35 +8,94 @@
 
 #include <windows/hid.c> // NOLINT(bugprone-suspicious-include): see above
 
-/* How long a cancelled transfer may take to end: far longer than it does.  One that takes
-   longer (a driver that ignores the cancelling) keeps its memory, so that the system never
-   writes into freed memory. */
+/* hidapi's own: how long a write is waited for. */
+static const DWORD write_timeout_ms = 1000;
+/* How long a device that is being closed waits for what was cancelled: far longer than that
+   takes.  What takes longer (a driver that ignores the cancelling) keeps its memory, so that
+   the system never writes into freed memory. */
 static const DWORD cancel_timeout_ms = 250;
+
+/* A report on its way to the device.  The system reads and writes all of it until the write
+   has ended. */
+struct pending_write
+{
+    struct pending_write *earlier;
+    OVERLAPPED transfer; /* with an event of its own */
+    DWORD length;
+    unsigned char report[];
+};
 
 struct view
 {
     struct hid_device_ device; /* first: a hid_device of hid_backend_new_view() is a view */
-    BOOL write_stuck;          /* a cancelled write had not ended when last looked at */
+    /* Those that took too long, the latest first.  Their number has no limit, because at the
+       limit a packet would be lost.  It grows slowly: each one has cost its caller a second,
+       for some 200 bytes and an event. */
+    struct pending_write *writes;
 };
 
-/* Ends a transfer that may still be under way.  CancelIo(), which hidapi calls, ends
-   only what the calling thread began.  Returns whether the system is done with it. */
-static BOOL end_transfer(HANDLE device, OVERLAPPED *transfer)
+static BOOL wait_for_end(const OVERLAPPED *transfer, DWORD milliseconds)
 {
-    if (HasOverlappedIoCompleted(transfer))
-        return TRUE;
-    /* A transfer that was refused at once is left marked as pending. */
-    if (!CancelIoEx(device, transfer) && GetLastError() == ERROR_NOT_FOUND)
-        return TRUE;
-    return WaitForSingleObject(transfer->hEvent, cancel_timeout_ms) == WAIT_OBJECT_0 ||
+    return WaitForSingleObject(transfer->hEvent, milliseconds) == WAIT_OBJECT_0 ||
            HasOverlappedIoCompleted(transfer);
 }
 
-static BOOL is_write_stuck(struct view *view)
+/* A short report is filled with zeros, as hidapi does.  Null, and the system's last error,
+   when the system is short of something. */
+static struct pending_write *new_write(const hid_device *device, const unsigned char *data,
+                                       size_t length)
 {
-    if (view->write_stuck && HasOverlappedIoCompleted(&view->device.write_ol))
-        view->write_stuck = FALSE;
-    return view->write_stuck;
+    const size_t room =
+        length < device->output_report_length ? device->output_report_length : length;
+    struct pending_write *const write = calloc(1, sizeof *write + room);
+    if (write == NULL) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return NULL;
+    }
+    write->transfer.hEvent = CreateEventW(NULL, TRUE, FALSE, NULL);
+    if (write->transfer.hEvent == NULL) {
+        free(write);
+        return NULL;
+    }
+    write->length = (DWORD)room;
+    memcpy(write->report, data, length); // NOLINT(*.DeprecatedOrUnsafeBufferHandling)
+    return write;
+}
+
+static void free_write(struct pending_write *write)
+{
+    CloseHandle(write->transfer.hEvent);
+    free(write);
+}
+
+static void free_ended_writes(struct view *view)
+{
+    struct pending_write **link = &view->writes;
+    while (*link != NULL) {
+        struct pending_write *const write = *link;
+        if (HasOverlappedIoCompleted(&write->transfer)) {
+            *link = write->earlier;
+            free_write(write);
+        } else {
+            link = &write->earlier;
+        }
+    }
+}
+
+/* Of a device that is about to be closed.  A write that does not end in time is never freed. */
+static void cancel_writes(struct view *view)
+{
+    if (view->writes == NULL)
+        return;
+    /* One call for all, and the read that is under way with them: for each write by itself the
+       system would search its whole list. */
+    CancelIoEx(view->device.device_handle, NULL);
+    const ULONGLONG end = GetTickCount64() + cancel_timeout_ms;
+    ULONGLONG now = 0;
+    for (const struct pending_write *write = view->writes;
+         write != NULL && (now = GetTickCount64()) < end; write = write->earlier)
+        wait_for_end(&write->transfer, (DWORD)(end - now));
+    free_ended_writes(view);
 }
 
 hid_device *hid_backend_new_view(const hid_device *device)
@@ -53,44 +112,56 @@ void hid_backend_free_view(hid_device *view)
 {
     if (view == NULL)
         return;
+    cancel_writes((struct view *)view);
     LocalFree(view->last_error_str);
-    if (!is_write_stuck((struct view *)view))
-        free(view);
+    free(view);
 }
 
 void hid_backend_close(hid_device *device)
 {
-    if (device->read_pending && !end_transfer(device->device_handle, &device->ol)) {
-        CloseHandle(device->device_handle);
-        return;
+    /* CancelIo(), which hidapi calls, ends only what the calling thread began. */
+    if (device->read_pending && !HasOverlappedIoCompleted(&device->ol)) {
+        CancelIoEx(device->device_handle, &device->ol);
+        if (!wait_for_end(&device->ol, cancel_timeout_ms)) {
+            CloseHandle(device->device_handle);
+            return;
+        }
     }
     raw_hid_close(device);
 }
 
+/* hidapi's hid_write() has one OVERLAPPED for all writes, and frees the copy of a short
+   report while a write that timed out still reads it. */
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length)
 {
     struct view *const view = (struct view *)device;
-    if (is_write_stuck(view)) {
-        SetLastError(ERROR_BUSY);
+    free_ended_writes(view);
+    struct pending_write *const write = new_write(device, data, length);
+    if (write == NULL) {
         register_error(device, "WriteFile");
         return -1;
     }
-
-    /* hidapi would pad a short report too, but free its copy while a write that
-       timed out still reads it. */
-    unsigned char *padded = NULL;
-    if (length < device->output_report_length) {
-        padded = calloc(1, device->output_report_length);
-        if (padded == NULL)
-            return -1;
-        memcpy(padded, data, length); // NOLINT(*.DeprecatedOrUnsafeBufferHandling)
-        data = padded;
-        length = device->output_report_length;
+    if (!WriteFile(device->device_handle, write->report, write->length, NULL, &write->transfer) &&
+        GetLastError() != ERROR_IO_PENDING) {
+        /* Refused: the system has kept nothing, though the transfer is left marked as pending. */
+        register_error(device, "WriteFile");
+        free_write(write);
+        return -1;
     }
-    const int result = raw_hid_write(device, data, length);
-    view->write_stuck = result < 0 && !end_transfer(device->device_handle, &device->write_ol);
-    if (!view->write_stuck)
-        free(padded);
+    if (!wait_for_end(&write->transfer, write_timeout_ms)) {
+        write->earlier = view->writes;
+        view->writes = write;
+        SetLastError(ERROR_IO_PENDING);
+        register_error(device, "WriteFile");
+        return -1;
+    }
+    DWORD written = 0;
+    int result = -1;
+    if (GetOverlappedResult(device->device_handle, &write->transfer, &written, FALSE))
+        result = (int)written;
+    else
+        register_error(device, "WriteFile");
+    free_write(write);
     return result;
 }
 
