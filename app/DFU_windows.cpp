@@ -23,6 +23,7 @@
 #include <QLabel>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScopedValueRollback>
 #include <QSettings>
 #include <QTextEdit>
 #include <QThread>
@@ -351,14 +352,20 @@ void DFU_windows::progress_value(int value)
 
 void DFU_windows::sendMessage_fail_hand(int status)
 {
+    const bool isVerdict = status == StatusFailed || status == StatusSucceeded;
+    // A microphone may repeat its last report, and each would open a box inside the
+    // event loop of the one before.
+    if (isVerdict && showingVerdict)
+        return;
     progressView->hide();
-    if (status != StatusFailed && status != StatusSucceeded) {
+    if (!isVerdict) {
         // Shown in hidden mode as well; nothing is written and nothing ends.
         inform(this, tr("提示"), QString::number(status), QMessageBox::Yes);
         return;
     }
     const bool succeeded = status == StatusSucceeded;
     if (argCount > headlessArguments) {
+        const QScopedValueRollback showing(showingVerdict, true);
         if (succeeded) {
             inform(this, tr("提示"), tr("升级成功"), QMessageBox::Yes);
         } else {

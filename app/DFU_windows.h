@@ -110,6 +110,8 @@ private:
     /// Reused for every load.
     QTranslator translator;
     QPushButton *confirmButton = nullptr;
+    /// While a verdict's box is open, further verdicts are ignored.
+    bool showingVerdict = false;
 };
 
 /// The MCU version shown last.  Main thread.

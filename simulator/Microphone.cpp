@@ -206,6 +206,9 @@ void Microphone::fire(Timer timerDue, Time at)
     case Verdict:
         giveVerdict(at);
         break;
+    case Repeat:
+        sayVerdict(at);
+        break;
     case Quiet:
         scheduleVerdict(at);
         break;
@@ -252,8 +255,16 @@ void Microphone::giveVerdict(Time at)
         return;
     }
     enter(State::VerdictGiven, at);
+    verdictReport = statusReport(code, flag);
     if (settings.silence != Silence::All)
-        events.push_back({Event::Kind::Verdict, at, statusReport(code, flag), product, {}});
+        sayVerdict(at);
+}
+
+void Microphone::sayVerdict(Time at)
+{
+    events.push_back({Event::Kind::Verdict, at, verdictReport, product, {}});
+    if (settings.verdictRepeat)
+        timer(Repeat) = at + *settings.verdictRepeat;
 }
 
 void Microphone::enter(State next, Time at)

@@ -114,6 +114,7 @@ private:
         Restart,
         UpgradeMode,
         Verdict,
+        Repeat,
         Quiet,
         Unplug,
         Replug,
@@ -128,6 +129,7 @@ private:
     void scheduleVerdict(Time now);
     void fire(Timer timer, Time at);
     void giveVerdict(Time at);
+    void sayVerdict(Time at);
     void enter(State next, Time at);
     void depart(Time at);
     void arrive(std::uint16_t productId, Time at);
@@ -147,6 +149,7 @@ private:
     std::optional<Payload> entry;
     std::optional<std::uint32_t> packet;
     std::uint8_t pendingCode = 0;
+    InputReport verdictReport{};
     std::vector<Event> events;
     std::vector<Violation> violationList;
 };

@@ -52,6 +52,8 @@ struct MicrophoneSettings
     /// The packet after which the verdict comes early.
     std::optional<std::uint32_t> verdictAt;
     Time verdictDelay = std::chrono::milliseconds(5);
+    /// From one saying of the verdict to the next; none: it is said once.
+    std::optional<Time> verdictRepeat;
     /// An image without a seal ends when no packet has come for this long.
     Time quiet = std::chrono::milliseconds(500);
     std::optional<std::uint32_t> unplugAt;

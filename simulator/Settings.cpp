@@ -16,6 +16,8 @@ namespace {
 
 constexpr std::uint32_t largestTimeMs = 600000;
 constexpr std::size_t timeDecimals = 3;
+/// A shorter interval would be all that the simulator does.
+constexpr Time leastRepeat = std::chrono::milliseconds(1);
 constexpr std::uint32_t largestNumber = 100000000;
 constexpr int hexadecimal = 16;
 constexpr int decimal = 10;
@@ -229,6 +231,12 @@ constexpr std::array rules = {
              return put(parseTime(v), s.microphone.verdictDelay);
          },
          timeRule},
+    Rule{"verdict-repeat",
+         [](std::string_view v, Settings &s) {
+             return put(parseTime(v), s.microphone.verdictRepeat) &&
+                    *s.microphone.verdictRepeat >= leastRepeat;
+         },
+         "milliseconds from 1 to 600000, at most 3 decimals"},
     Rule{"quiet",
          [](std::string_view v, Settings &s) { return put(parseTime(v), s.microphone.quiet); },
          timeRule},
@@ -320,8 +328,9 @@ std::string contradiction(const Settings &settings, const std::set<std::string> 
             return std::string(name) + ": needs visitor";
     if (has("slow-time") && !has("slow-writes"))
         return "slow-time: needs slow-writes";
-    if (has("verdict-at") && microphone.verdict == VerdictKind::None)
-        return "verdict-at: not together with verdict=none";
+    for (const char *name : {"verdict-at", "verdict-repeat"})
+        if (has(name) && microphone.verdict == VerdictKind::None)
+            return std::string(name) + ": not together with verdict=none";
     return {};
 }
 

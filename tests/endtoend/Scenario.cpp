@@ -100,6 +100,8 @@ QList<Scenario> scenarios()
          "success -1", 100, all, Violations::None},
         {"failure verdict midway", plain, good, quick("verdict=failure2;verdict-at=20"),
          Ending::Exits, "success -1", belowHundred, anyNumber, Violations::DependOnTiming},
+        {"a verdict that is repeated", plain, good, quick("verdict-repeat=1"), Ending::Exits,
+         "success 1", 100, all, Violations::None},
         {"failure flag midway", plain, good, quick("verdict=failure-flag;verdict-at=20"),
          Ending::Exits, "success -1", belowHundred, anyNumber, Violations::DependOnTiming},
         // The packet that is missing is noticed by the quiet behind the last one.

@@ -7,6 +7,7 @@ namespace {
 
 // Far above what a run takes, for machines under load.
 constexpr int endTimeoutMs = 90000;
+constexpr int repeatsHeard = 50;
 
 QString text(const char *latin1)
 {
@@ -74,6 +75,12 @@ private slots:
                                  << QByteArray("success 1");
         QTest::newRow("success, Escape")
             << QByteArray("by-image") << QByteArray("key Escape") << QByteArray("success 1");
+        QTest::newRow("success, said again and again")
+            << QByteArray("by-image;verdict-repeat=10") << QByteArray("key Return")
+            << QByteArray("success 1");
+        QTest::newRow("failure, said again and again")
+            << QByteArray("failure2;verdict-repeat=10") << QByteArray("key Return")
+            << QByteArray("success -1");
         QTest::newRow("failure") << QByteArray("failure2") << QByteArray("key Return")
                                  << QByteArray("success -1");
         QTest::newRow("failure, No")
@@ -94,6 +101,14 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Tips"), endTimeoutMs);
         QCOMPARE(run.process.state(), QProcess::Running);
         QVERIFY(!run.result().contains("success")); // that comes when the box is closed
+        if (verdict.contains("verdict-repeat")) {
+            const auto heard = [&] { return run.traceLines(text(" read ")).size(); };
+            const int before = heard();
+            QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeatsHeard, endTimeoutMs);
+        }
+        QCOMPARE(
+            ask("xdotool", "search --onlyvisible --name ^Tips$").split(QLatin1Char('\n')).size(),
+            1);
         press(key);
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);

@@ -223,6 +223,21 @@ private slots:
         QTEST(bench.verdict(), "verdict");
     }
 
+    void repeatsItsVerdictUntilItIsUnplugged()
+    {
+        Bench bench("verdict-repeat=10");
+        bench.flash(packetsOf({64, 64}));
+        bench.pass(100ms);
+        auto verdicts = bench.of(Kind::Verdict);
+        QCOMPARE(verdicts.size(), std::size_t{10}); // from 5 ms on
+        QVERIFY(verdicts.front().report == verdicts.back().report);
+        QCOMPARE(verdicts.back().at - verdicts.front().at, Time(90ms));
+        bench.microphone.unplug(bench.now);
+        bench.microphone.plug(0x000B, false, bench.now);
+        bench.pass(100ms);
+        QCOMPARE(bench.of(Kind::Verdict).size(), verdicts.size());
+    }
+
     void aRepeatedEntryPacketStartsOver()
     {
         const auto packets = packetsOf({200, 64});

@@ -59,6 +59,7 @@ private slots:
         rows("visitor", {"visitor=none", "visitor=1,2"});
         rows("visitor-stay", {"visitor-stay=1"});
         rows("verdict-at", {"verdict=none;verdict-at=3"});
+        rows("verdict-repeat", {"verdict-repeat=0.999", "verdict=none;verdict-repeat=10"});
         rows("enter-time", {"vanish=yes;enter-time=102", "return-as=11;enter-time=102"});
     }
 
