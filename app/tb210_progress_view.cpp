@@ -65,3 +65,15 @@ void tb210_progress_view::setPercent(int percent)
 {
     percentLabel->setText(QString::number(percent) + QLatin1Char('%'));
 }
+
+void tb210_progress_view::showEvent(QShowEvent *event)
+{
+    QWidget::showEvent(event);
+    setFocus();
+}
+
+bool tb210_progress_view::focusNextPrevChild(bool next)
+{
+    // The focus goes to the others again when the view is hidden.
+    return isVisible() || QWidget::focusNextPrevChild(next);
+}

@@ -5,8 +5,9 @@
 class QLabel;
 class QProgressBar;
 
-/// The overlay that covers the whole window while an upgrade runs.  Its pictures
-/// are not part of the updater's resources, so their labels show empty.
+/// The overlay that covers the whole window while an upgrade runs: neither the mouse
+/// nor the keyboard reaches what is below.  Its pictures are not part of the updater's
+/// resources, so their labels show empty.
 class tb210_progress_view : public QWidget
 {
     Q_OBJECT
@@ -18,6 +19,11 @@ public:
     QProgressBar *bar() const { return progressBar; }
     /// Shows the number followed by "%".
     void setPercent(int percent);
+
+protected:
+    void showEvent(QShowEvent *event) override;
+    /// Keeps the keyboard's focus as long as the view is shown.
+    bool focusNextPrevChild(bool next) override;
 
 private:
     QProgressBar *progressBar;

@@ -3,6 +3,8 @@
 #include <QTemporaryDir>
 #include <QTest>
 
+#include <algorithm>
+
 namespace {
 
 // Far above what a run takes, for machines under load.
@@ -143,6 +145,36 @@ private slots:
         QVERIFY(far() < 100);
         QVERIFY(!run.result().contains("success"));
         QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+    }
+
+    void keys_and_clicks_wait_for_the_end_of_the_transfer()
+    {
+        constexpr int packets = 201;
+        constexpr int whole = 100;
+        const char *const confirm = "key shift+Tab space";
+        UpdaterRun run;
+        run.display = display;
+        const QString image = run.makeFirmware(
+            text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
+        run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20;verdict=none");
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
+        QTRY_VERIFY_WITH_TIMEOUT(run.percentages().size() > 10, endTimeoutMs);
+        press(confirm);
+        press("key Tab space Tab space Tab space Tab space Down space Right space Return");
+        press("getactivewindow mousemove --window %1 250 140 click 1");
+        QVERIFY(run.percentages().last() < whole);
+        QVERIFY(run.waitForResultEnd("\n100%\n", endTimeoutMs));
+        const QList<int> first = run.percentages();
+        QVERIFY(std::is_sorted(first.begin(), first.end()));
+        QCOMPARE(run.packetsTaken(), packets);
+
+        // Then they act again, and a second transfer counts from the begin.
+        press(confirm);
+        QTRY_COMPARE_WITH_TIMEOUT(run.packetsTaken(), 2 * packets, endTimeoutMs);
+        QVERIFY(run.waitForResultEnd("\n100%\n", endTimeoutMs));
+        const QList<int> second = run.percentages().mid(first.size());
+        QCOMPARE(second.first(), 0);
+        QCOMPARE(second.mid(second.size() - first.size()), first);
     }
 
     void a_missing_file_is_shown_and_ends_the_program_data()
