@@ -1,5 +1,6 @@
 #include "app/tb210_progress_view.h"
 
+#include <QGraphicsDropShadowEffect>
 #include <QLabel>
 #include <QPixmap>
 #include <QProgressBar>
@@ -9,10 +10,8 @@ namespace {
 constexpr QSize panelSize(320, 100);
 constexpr QRect barPlace(12, 42, 266, 16);
 constexpr QRect picturePlace(10, 42, 270, 16);
-// Both texts are white, so they stand on the bar, the one dark place there is
-// without the pictures; above and below it they could not be read.
-constexpr QRect loadingPlace = barPlace.adjusted(8, 0, -8, 0);
-constexpr QRect percentPlace = loadingPlace;
+constexpr int textIndent = 8;
+constexpr QPointF shadowOffset(1, 1);
 constexpr int barEnd = 100;
 
 QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture)
@@ -23,10 +22,20 @@ QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture
     return label;
 }
 
-QLabel *textLabel(QWidget *parent, const QRect &place, const QString &fontSize)
+/// A white text on the bar, the one dark place that there is without the pictures;
+/// above and below it nobody could read it.  Its shadow sets it off from the orange.
+///
+/// As wide as the bar: a bar that some of is painted anew, because a text on it has
+/// changed, takes its whole for painted, and its ends would keep what they show.
+QLabel *textLabel(QWidget *parent, const QString &fontSize)
 {
     auto *const label = new QLabel(parent);
-    label->setGeometry(place);
+    label->setGeometry(barPlace);
+    label->setIndent(textIndent);
+    auto *const shadow = new QGraphicsDropShadowEffect(label);
+    shadow->setOffset(shadowOffset);
+    shadow->setColor(Qt::black);
+    label->setGraphicsEffect(shadow);
     label->setStyleSheet(QStringLiteral("color:white;background-color:transparent;font-size:%1;"
                                         "font-family:'Source Han Sans CN Medium'")
                              .arg(fontSize));
@@ -54,9 +63,9 @@ tb210_progress_view::tb210_progress_view(QWidget *parent)
                        "QProgressBar::chunk{background-color:rgb(255,171,33);}"));
 
     pictureLabel(panel, picturePlace, QStringLiteral(":/image/images/tb210_progress_image.png"));
-    QLabel *const loading = textLabel(panel, loadingPlace, QStringLiteral("15px"));
+    QLabel *const loading = textLabel(panel, QStringLiteral("15px"));
     loading->setText(QStringLiteral("Loading..."));
-    percentLabel = textLabel(panel, percentPlace, QStringLiteral("13px"));
+    percentLabel = textLabel(panel, QStringLiteral("13px"));
     percentLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
     hide();
 }

@@ -18,6 +18,7 @@
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QScreen>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -230,12 +231,14 @@ private slots:
         progressView = window->findChild<tb210_progress_view *>();
         languageBox = window->findChild<QComboBox *>();
         mcuEdit = window->findChild<myEdit_view *>();
+        window->show();
+        QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
     }
 
     void init()
     {
-        window->show();
-        QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
+        window->show();       // an outcome has closed it
+        progressView->hide(); // a case that failed has left it
         languageBox->setCurrentIndex(English);
         connectedFlag = true;
         buttonAt(mcuButtonPlace)->click();
@@ -294,6 +297,26 @@ private slots:
             QCOMPARE(progressView->bar()->value(), value);
         QCOMPARE(result(), before + percent.toLatin1() + '\n');
         QCOMPARE(progressView->isVisible(), goesOn);
+        progressView->hide();
+    }
+
+    void the_bar_shows_all_of_its_value()
+    {
+        constexpr int total = 1000;
+        constexpr int value = 420;
+        const QProgressBar *const bar = progressView->bar();
+        progressView->show();
+        progressView->bar()->setMaximum(total);
+        for (int i = 0; i <= value; ++i) {
+            window->progress_value(i);
+            QApplication::processEvents();
+        }
+        const QImage shown = window->screen()->grabWindow(window->winId()).toImage();
+        const auto isFilled = [&](int x) {
+            return shown.pixelColor(bar->mapTo(window, QPoint(x, 1))) == QColor(255, 171, 33);
+        };
+        const int end = bar->width() * value / total;
+        QVERIFY(isFilled(1) && isFilled(end - 2) && !isFilled(end + 2));
         progressView->hide();
     }
 
