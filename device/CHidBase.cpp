@@ -16,22 +16,17 @@ constexpr int readTimeoutMs = 64;
 constexpr int waitReadTimeoutMs = 1024;
 constexpr std::size_t wideProductNameSize = 256;
 
-/// Whether the selection flags mean this enumeration record.
+/// Whether the selection flags mean this enumeration record.  More than one flag, or none,
+/// means no device.
 bool isSelected(const hid_device_info &record)
 {
-    if (record.vendor_id != microphoneVendorId)
-        return false;
     const bool plain = g_selPlain;
     const bool r5 = g_selR5;
     const bool r5Otg = g_selR5Otg;
-    if (r5Otg && !r5 && !plain) {
-        return record.product_id == r5OtgProductId || record.product_id == r5OtgAltProductId;
-    }
-    if (!r5Otg && r5 && !plain)
-        return record.product_id == r5ProductId;
-    if (!r5Otg && !r5 && plain)
-        return record.product_id == plainProductId;
-    return false;
+    if (record.vendor_id != microphoneVendorId || plain + r5 + r5Otg != 1)
+        return false;
+    const Microphone selected = r5 ? Microphone::R5 : Microphone::R5Otg;
+    return productIdsOf(plain ? Microphone::Plain : selected).contains(record.product_id);
 }
 
 /// A device need not tell its strings.

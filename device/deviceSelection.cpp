@@ -6,11 +6,30 @@ Unguarded<bool> g_selR5Otg{false};
 Unguarded<bool> g_otgAltPid{false};
 Unguarded<int> g_activeModelCode{0};
 
+Microphone microphoneFor(const QString &firmwarePath)
+{
+    if (!firmwarePath.contains(QLatin1String("R5")))
+        return Microphone::Plain;
+    return firmwarePath.contains(QLatin1String("otg")) ? Microphone::R5Otg : Microphone::R5;
+}
+
+QVector<std::uint16_t> productIdsOf(Microphone microphone)
+{
+    switch (microphone) {
+    case Microphone::R5:
+        return {r5ProductId};
+    case Microphone::R5Otg:
+        return {r5OtgProductId, r5OtgAltProductId};
+    case Microphone::Plain:
+        break;
+    }
+    return {plainProductId};
+}
+
 void selectMicrophoneFor(const QString &firmwarePath)
 {
-    const bool r5 = firmwarePath.contains(QLatin1String("R5"));
-    const bool otg = firmwarePath.contains(QLatin1String("otg"));
-    g_selPlain = !r5;
-    g_selR5 = r5 && !otg;
-    g_selR5Otg = r5 && otg;
+    const Microphone microphone = microphoneFor(firmwarePath);
+    g_selPlain = microphone == Microphone::Plain;
+    g_selR5 = microphone == Microphone::R5;
+    g_selR5Otg = microphone == Microphone::R5Otg;
 }

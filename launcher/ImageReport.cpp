@@ -1,5 +1,7 @@
 #include "launcher/ImageReport.h"
 
+#include "device/deviceSelection.h"
+
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
@@ -13,16 +15,6 @@ namespace {
 /// Read into memory whole, here and by the updater; no microphone holds as much.
 constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
 constexpr int columnWidth = 10;
-
-bool namesR5(const QString &path)
-{
-    return path.contains(QLatin1String("R5"));
-}
-
-bool namesR5Otg(const QString &path)
-{
-    return namesR5(path) && path.contains(QLatin1String("otg"));
-}
 
 /// The updater carries the path through a text field, which turns these characters
 /// into others.
@@ -90,14 +82,15 @@ void ImageReport::read()
         packetCount += count;
         offset += record.size();
     }
-    duration = ExpectedDuration::of(packetCount, namesR5Otg(imagePath));
+    duration = ExpectedDuration::of(packetCount, microphoneFor(imagePath) == Microphone::R5Otg);
 }
 
-QString ImageReport::microphoneFor(const QString &path)
+QString ImageReport::microphoneIds(const QString &path)
 {
-    if (namesR5Otg(path))
-        return QStringLiteral("3C9E:0011 or 3C9E:0065");
-    return namesR5(path) ? QStringLiteral("3C9E:0010") : QStringLiteral("3C9E:000B");
+    QStringList ids;
+    for (const std::uint16_t productId : productIdsOf(microphoneFor(path)))
+        ids += QString::asprintf("%04X:%04X", microphoneVendorId, productId);
+    return ids.join(QLatin1String(" or "));
 }
 
 QString ImageReport::summary() const
@@ -110,7 +103,7 @@ QString ImageReport::summary() const
         .arg(version)
         .arg(records.size())
         .arg(packetCount)
-        .arg(microphoneFor(imagePath), duration.text());
+        .arg(microphoneIds(imagePath), duration.text());
 }
 
 QString ImageReport::table() const
@@ -143,7 +136,7 @@ QJsonObject ImageReport::json() const
             {QStringLiteral("bytes"), size},
             {QStringLiteral("sha256"), QString::fromLatin1(checksum)},
             {QStringLiteral("packets"), packetCount},
-            {QStringLiteral("microphone"), microphoneFor(imagePath)},
+            {QStringLiteral("microphone"), microphoneIds(imagePath)},
             {QStringLiteral("seconds_least"), duration.least},
             {QStringLiteral("seconds_most"), duration.most},
             {QStringLiteral("records"), list}};

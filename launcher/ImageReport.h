@@ -27,7 +27,7 @@ public:
     QJsonObject json() const;
 
     /// The product ids that the updater looks for with this path, for a person.
-    static QString microphoneFor(const QString &path);
+    static QString microphoneIds(const QString &path);
 
 private:
     struct Record

@@ -16,7 +16,7 @@ Outcome noMicrophone(const Outcome::Facts &facts)
             QStringLiteral("No microphone %1 was found; nothing was sent. Plug it in and run "
                            "this again; if it is plugged in, check the image's path, which "
                            "decides which one is looked for.")
-                .arg(ImageReport::microphoneFor(facts.imagePath))};
+                .arg(ImageReport::microphoneIds(facts.imagePath))};
 }
 
 Outcome updaterDied(const Outcome::Facts &facts)
