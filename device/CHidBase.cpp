@@ -2,7 +2,6 @@
 
 #include "device/Output.h"
 #include "device/deviceSelection.h"
-#include "device/openFailure.h"
 
 #include <QDebug>
 
@@ -126,18 +125,11 @@ bool CHidBase::open(const char *newPath, std::uint32_t newVid, std::uint32_t new
     if (handle != nullptr)
         return true;
     const std::size_t pathSize = std::strlen(newPath) + 1;
-    if (pathSize > path.size()) {
-        qDebug() << "device path is longer than" << path.size() - 1 << "bytes, not opened";
+    if (pathSize > path.size())
         return false;
-    }
     hid_device *const opened = hid_open_path(newPath);
-    if (opened == nullptr) {
-        // Once for the search at the start and once for each arrival, so this floods
-        // nothing.
-        qDebug("microphone %04X:%04X found at %s, but it cannot be opened: %s", newVid, newPid,
-               newPath, qPrintable(openFailure(newPath)));
+    if (opened == nullptr)
         return false;
-    }
 
     std::array<wchar_t, wideProductNameSize> wide{};
     if (hid_get_product_string(opened, wide.data(), wide.size() - 1) == 0) {

@@ -1,6 +1,7 @@
 #include "launcher/ImageReport.h"
 
 #include "device/deviceSelection.h"
+#include "launcher/PluggedIn.h"
 
 #include <QCryptographicHash>
 #include <QFile>
@@ -89,7 +90,7 @@ QString ImageReport::microphoneIds(const QString &path)
 {
     QStringList ids;
     for (const std::uint16_t productId : productIdsOf(microphoneFor(path)))
-        ids += QString::asprintf("%04X:%04X", microphoneVendorId, productId);
+        ids += PluggedIn::idOf(productId);
     return ids.join(QLatin1String(" or "));
 }
 

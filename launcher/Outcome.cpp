@@ -1,22 +1,39 @@
 #include "launcher/Outcome.h"
 
 #include "launcher/ImageReport.h"
+#include "launcher/PluggedIn.h"
 
 namespace {
 
-Outcome noMicrophone(const Outcome::Facts &facts)
+/// The updater does not say why: to it a microphone that does not open is none.
+Outcome noMicrophone(const QString &imagePath)
 {
-    if (!facts.log.openFailure().isEmpty()) {
+    QStringList others;
+    for (const PluggedIn &each : PluggedIn::all()) {
+        if (!each.isMeantBy(imagePath)) {
+            others += each.id();
+            continue;
+        }
+        // The first one is the one that the updater takes.
+        if (each.obstacle.isEmpty()) {
+            return {Outcome::NoMicrophone,
+                    QStringLiteral("The microphone %1 was not found, but it is there now (%2); "
+                                   "nothing was sent. Run this again.")
+                        .arg(each.id(), each.node)};
+        }
         return {Outcome::NoMicrophone,
-                QStringLiteral("The microphone was found but cannot be opened; nothing was sent. "
-                               "The updater says: ") +
-                    facts.log.openFailure()};
+                QStringLiteral("The microphone %1 is there (%2) but cannot be opened: %3 Nothing "
+                               "was sent.")
+                    .arg(each.id(), each.node, each.obstacle)};
     }
-    return {Outcome::NoMicrophone,
-            QStringLiteral("No microphone %1 was found; nothing was sent. Plug it in and run "
-                           "this again; if it is plugged in, check the image's path, which "
-                           "decides which one is looked for.")
-                .arg(ImageReport::microphoneIds(facts.imagePath))};
+    const QString advice = others.isEmpty()
+                               ? QStringLiteral("Plug it in and run this again.")
+                               : QStringLiteral("The image's path does not mean what is plugged in "
+                                                "(%1): check it.")
+                                     .arg(others.join(QLatin1String(" and ")));
+    return {Outcome::NoMicrophone, QStringLiteral("No microphone %1 was found; nothing was sent. ")
+                                           .arg(ImageReport::microphoneIds(imagePath)) +
+                                       advice};
 }
 
 Outcome updaterDied(const Outcome::Facts &facts)
@@ -57,7 +74,7 @@ Outcome silentEnd(const Outcome::Facts &facts)
     }
     if (!facts.log.refusal().isEmpty())
         return Outcome::imageRefused(facts.imagePath, facts.log.refusal());
-    return facts.log.hasOpened() ? updaterDied(facts) : noMicrophone(facts);
+    return facts.log.hasOpened() ? updaterDied(facts) : noMicrophone(facts.imagePath);
 }
 
 } // namespace

@@ -10,9 +10,6 @@ const char *const beginMark = "createUI----";
 /// ... and the first that can stand behind that: the search begins, or it could not.
 const char *const searchMark = "kkkhhhhxxxxx ";
 const char *const resultMark = "file_ssss: ";
-/// A line with both of these tells of a microphone that does not open.
-const char *const foundMark = "microphone ";
-const char *const unopenedMark = ", but it cannot be opened: ";
 /// Packet and report length of the microphone that was opened.
 const char *const openedMark = "xxxxx ";
 /// A packet that goes out, and a status report that came: the bytes in hexadecimal, each
@@ -78,6 +75,4 @@ void UpdaterLog::takeLine(const QByteArray &line)
         refusalText = behind(line, refusedMark);
     else if (line.startsWith(boxMark))
         refusalText = behind(line, "+");
-    else if (line.startsWith(foundMark) && line.contains(unopenedMark))
-        openFailureText = behind(line, unopenedMark);
 }

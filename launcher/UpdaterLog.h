@@ -23,9 +23,6 @@ public:
     bool hasBegun() const { return begun; }
     /// The result file holds nothing of an earlier run any more.
     bool hasEmptiedResult() const { return resultEmptied; }
-    /// Why the microphone, which was found, could not be opened, in one or two whole
-    /// sentences; empty: it could, or there was none.
-    const QString &openFailure() const { return openFailureText; }
     /// The microphone was opened; without this nothing can have been sent.
     bool hasOpened() const { return opened; }
     /// Packets handed to the system so far; the first is the upgrade-mode command, but for
@@ -46,6 +43,5 @@ private:
     bool opened = false;
     int sentCount = 0;
     ResultFollower::Verdict reported = ResultFollower::Verdict::None;
-    QString openFailureText;
     QString refusalText;
 };

@@ -1,4 +1,4 @@
-#include "device/openFailure.h"
+#include "launcher/openFailure.h"
 
 QString openFailure(const char * /*path*/)
 {

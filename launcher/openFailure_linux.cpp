@@ -1,4 +1,4 @@
-#include "device/openFailure.h"
+#include "launcher/openFailure.h"
 
 #include "device/hidapi/hidapi_additions.h"
 
@@ -12,15 +12,16 @@ QString openFailure(const char *path)
     if (!allowed && errno == EACCES) {
         return QStringLiteral("no permission. The udev rule 70-velmo-microphones.rules, which the "
                               "package velmo-kvx2-dfu brings, gives it to whoever is logged in at "
-                              "this machine. Install it and plug the microphone in anew, or start "
-                              "the updater as root.");
+                              "this machine. Install it and plug the microphone in anew, or run "
+                              "this as root.");
     }
     if (!allowed && errno == ENOENT)
         return QStringLiteral("it is gone. Plug the microphone in anew.");
     const QString reason = QString::fromWCharArray(hid_error(nullptr));
     // Its mode would let us in: a container that was not given the device says so.
     if (reason.contains(QString::fromLocal8Bit(std::strerror(EPERM))))
-        return reason + QStringLiteral(". Let this container use the device, or start the updater "
-                                       "outside of it.");
+        return reason +
+               QStringLiteral(". Let this container use the device, or run this outside of "
+                              "it.");
     return reason + QStringLiteral(". Plug the microphone in anew.");
 }

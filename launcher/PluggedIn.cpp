@@ -1,0 +1,66 @@
+#include "launcher/PluggedIn.h"
+
+#include "device/deviceSelection.h"
+#include "device/hidapi/hidapi_additions.h"
+#include "launcher/openFailure.h"
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+
+/// A device says of itself what it likes; a terminal would obey some of it.
+QString printable(const wchar_t *words)
+{
+    QString text = QString::fromWCharArray(words);
+    std::replace_if(
+        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
+        QLatin1Char('?'));
+    return text;
+}
+
+QString obstacleTo(const char *node)
+{
+    hid_device *const device = hid_open_path(node);
+    if (device == nullptr)
+        return openFailure(node);
+    hid_close(device);
+    return {};
+}
+
+} // namespace
+
+QList<PluggedIn> PluggedIn::all()
+{
+    const std::unique_ptr<hid_device_info, decltype(&hid_free_enumeration)> first(
+        hid_enumerate(microphoneVendorId, 0), &hid_free_enumeration);
+    QList<PluggedIn> found;
+    for (const hid_device_info *record = first.get(); record != nullptr; record = record->next) {
+        // One that is just going has no path any more.
+        if (record->path != nullptr)
+            found.append({record->product_id, printable(record->product_string),
+                          QString::fromLocal8Bit(record->path), obstacleTo(record->path)});
+    }
+    return found;
+}
+
+QString PluggedIn::idOf(std::uint16_t productId)
+{
+    return QString::asprintf("%04X:%04X", microphoneVendorId, productId);
+}
+
+bool PluggedIn::isMeantBy(const QString &imagePath) const
+{
+    return productIdsOf(microphoneFor(imagePath)).contains(productId);
+}
+
+QString PluggedIn::pathRule() const
+{
+    if (productIdsOf(Microphone::Plain).contains(productId))
+        return QStringLiteral("without \"R5\"");
+    if (productIdsOf(Microphone::R5).contains(productId))
+        return QStringLiteral("with \"R5\" but not \"otg\"");
+    if (productIdsOf(Microphone::R5Otg).contains(productId))
+        return QStringLiteral("with \"R5\" and \"otg\"");
+    return {};
+}
