@@ -9,62 +9,40 @@
 
 namespace {
 
-QString helpName()
-{
-    return QStringLiteral("help");
-}
-QString versionName()
-{
-    return QStringLiteral("version");
-}
-QString inspectName()
-{
-    return QStringLiteral("inspect");
-}
-QString dryRunName()
-{
-    return QStringLiteral("dry-run");
-}
-QString jsonName()
-{
-    return QStringLiteral("json");
-}
-QString logName()
-{
-    return QStringLiteral("log");
-}
-QString timeoutName()
-{
-    return QStringLiteral("timeout");
-}
-QString updaterName()
-{
-    return QStringLiteral("updater");
-}
+constexpr QLatin1String helpName("help");
+constexpr QLatin1String versionName("version");
+constexpr QLatin1String inspectName("inspect");
+constexpr QLatin1String dryRunName("dry-run");
+constexpr QLatin1String listName("list");
+constexpr QLatin1String jsonName("json");
+constexpr QLatin1String logName("log");
+constexpr QLatin1String timeoutName("timeout");
+constexpr QLatin1String updaterName("updater");
 
 void addOptions(QCommandLineParser *parser)
 {
     parser->setApplicationDescription(
-        QStringLiteral("Flashes a microphone: checks IMAGE, starts the updater, follows it, and "
-                       "tells how it went\nby its exit code."));
+        QStringLiteral("Flashes a microphone: checks IMAGE, starts the updater, follows it, and\n"
+                       "tells by its exit code how it went."));
     parser->addPositionalArgument(QStringLiteral("IMAGE"),
                                   QStringLiteral("Firmware image. Its path decides which "
                                                  "microphone is meant."));
     parser->addOptions({
-        {dryRunName(), QStringLiteral("Check the image, say what it holds, send nothing.")},
-        {inspectName(), QStringLiteral("List the image's records, send nothing.")},
-        {jsonName(), QStringLiteral("Print one JSON object a line and nothing else.")},
-        {logName(), QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
-        {timeoutName(),
+        {dryRunName, QStringLiteral("Check the image, say what it holds, send nothing.")},
+        {inspectName, QStringLiteral("List the image's records, send nothing.")},
+        {listName, QStringLiteral("List the microphones that are plugged in.")},
+        {jsonName, QStringLiteral("Print one JSON object a line and nothing else.")},
+        {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
+        {timeoutName,
          QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2); "
                         "17 s more until the firmware goes out.")
              .arg(CommandLine::longestTimeout)
              .arg(CommandLine::defaultTimeout),
          QStringLiteral("SECONDS")},
-        {updaterName(), QStringLiteral("The updater, if it is not beside this program."),
+        {updaterName, QStringLiteral("The updater, if it is not beside this program."),
          QStringLiteral("PATH")},
-        {{QStringLiteral("h"), helpName()}, QStringLiteral("Show this text.")},
-        {versionName(), QStringLiteral("Show the version.")},
+        {{QStringLiteral("h"), helpName}, QStringLiteral("Show this text.")},
+        {versionName, QStringLiteral("Show the version.")},
     });
 }
 
@@ -93,19 +71,21 @@ bool costsOurOwn(const CommandLine &wanted)
 /// What the parser lets pass.
 QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
 {
+    if (parser.isSet(dryRunName) + parser.isSet(inspectName) + parser.isSet(listName) > 1)
+        return QStringLiteral("Use one of --dry-run, --inspect and --list.");
     const int images = parser.positionalArguments().size();
+    if (wanted.task == CommandLine::Task::List)
+        return images == 0 ? QString() : QStringLiteral("--list takes no image.");
     if (images != 1)
         return QStringLiteral("Name one image, not %1.").arg(images);
     if (wanted.imagePath.isEmpty())
         return QStringLiteral("The image's path is empty.");
-    if (parser.isSet(dryRunName()) && parser.isSet(inspectName()))
-        return QStringLiteral("Use either --dry-run or --inspect.");
     if (wanted.timeoutSeconds < 1 || wanted.timeoutSeconds > CommandLine::longestTimeout) {
         return QStringLiteral("--timeout takes seconds from 1 to %1, not '%2'.")
             .arg(CommandLine::longestTimeout)
-            .arg(parser.value(timeoutName()));
+            .arg(parser.value(timeoutName));
     }
-    for (const QString &option : {logName(), updaterName()}) {
+    for (const QLatin1String &option : {logName, updaterName}) {
         if (parser.isSet(option) && parser.value(option).isEmpty())
             return QStringLiteral("The path behind --%1 is empty.").arg(option);
     }
@@ -123,25 +103,26 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     CommandLine wanted;
     const bool understood = parser.parse(arguments);
     // Whoever asks for JSON gets it for a wrong command line, too.
-    wanted.json = understood ? parser.isSet(jsonName())
-                             : arguments.contains(QLatin1String("--") + jsonName());
+    wanted.json = understood ? parser.isSet(jsonName) : arguments.contains(QLatin1String("--json"));
     if (!understood) {
         wanted.fault = parser.errorText();
         return wanted;
     }
-    if (parser.isSet(helpName()) || parser.isSet(versionName())) {
-        wanted.task = parser.isSet(helpName()) ? Task::Help : Task::Version;
+    if (parser.isSet(helpName) || parser.isSet(versionName)) {
+        wanted.task = parser.isSet(helpName) ? Task::Help : Task::Version;
         return wanted;
     }
-    if (parser.isSet(inspectName()))
+    if (parser.isSet(inspectName))
         wanted.task = Task::Inspect;
-    else if (parser.isSet(dryRunName()))
+    else if (parser.isSet(dryRunName))
         wanted.task = Task::Check;
+    else if (parser.isSet(listName))
+        wanted.task = Task::List;
     wanted.imagePath = parser.positionalArguments().value(0);
-    wanted.updaterPath = parser.value(updaterName());
-    wanted.logPath = parser.value(logName());
-    if (parser.isSet(timeoutName()))
-        wanted.timeoutSeconds = parser.value(timeoutName()).toInt();
+    wanted.updaterPath = parser.value(updaterName);
+    wanted.logPath = parser.value(logName);
+    if (parser.isSet(timeoutName))
+        wanted.timeoutSeconds = parser.value(timeoutName).toInt();
     wanted.fault = faultOf(parser, wanted);
     return wanted;
 }
@@ -152,6 +133,7 @@ QString CommandLine::helpText()
     addOptions(&parser);
     // The parser names the program by the path it was started with.
     const QString text = parser.helpText();
-    return QStringLiteral("Usage: velmo-flash [options] IMAGE") +
+    return QStringLiteral("Usage: velmo-flash [options] IMAGE\n"
+                          "       velmo-flash --list [--json]") +
            text.mid(text.indexOf(QLatin1Char('\n'))) + QLatin1Char('\n') + Outcome::codeList();
 }

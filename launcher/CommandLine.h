@@ -13,6 +13,8 @@ struct CommandLine
         Check,
         /// --inspect
         Inspect,
+        /// --list
+        List,
         Help,
         Version
     };

@@ -4,6 +4,7 @@
 #include "launcher/Progress.h"
 
 class ImageReport;
+struct PluggedIn;
 
 /// Where a run is shown.  Main thread.
 class Display
@@ -23,6 +24,8 @@ public:
 
     /// An image that is in order.
     virtual void image(const ImageReport &report, Detail detail) = 0;
+    /// A microphone that is plugged in.
+    virtual void microphone(const PluggedIn &microphone) = 0;
     /// Called several times a second, whether anything has changed or not.
     virtual void progress(const Progress &progress) = 0;
     /// A question or a note that needs no answer here.

@@ -1,6 +1,7 @@
 #include "launcher/JsonDisplay.h"
 
 #include "launcher/ImageReport.h"
+#include "launcher/PluggedIn.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -24,6 +25,16 @@ void JsonDisplay::print(const QString &event, QJsonObject object)
 void JsonDisplay::image(const ImageReport &report, Detail /*detail*/)
 {
     print(QStringLiteral("image"), report.json());
+}
+
+void JsonDisplay::microphone(const PluggedIn &microphone)
+{
+    print(QStringLiteral("microphone"), {{QStringLiteral("id"), microphone.id()},
+                                         {QStringLiteral("product"), microphone.product},
+                                         {QStringLiteral("node"), microphone.node},
+                                         {QStringLiteral("path_rule"), microphone.pathRule()},
+                                         {QStringLiteral("opens"), microphone.obstacle.isEmpty()},
+                                         {QStringLiteral("why"), microphone.obstacle}});
 }
 
 void JsonDisplay::progress(const Progress &progress)

@@ -29,7 +29,7 @@ Outcome noMicrophone(const QString &imagePath)
     const QString advice = others.isEmpty()
                                ? QStringLiteral("Plug it in and run this again.")
                                : QStringLiteral("The image's path does not mean what is plugged in "
-                                                "(%1): check it.")
+                                                "(%1): check it, and see velmo-flash --list.")
                                      .arg(others.join(QLatin1String(" and ")));
     return {Outcome::NoMicrophone, QStringLiteral("No microphone %1 was found; nothing was sent. ")
                                            .arg(ImageReport::microphoneIds(imagePath)) +
@@ -149,6 +149,13 @@ Outcome Outcome::imageRefused(const QString &path, const QString &why)
                               .arg(path.simplified(), why)};
 }
 
+Outcome Outcome::listed(int microphones)
+{
+    if (microphones > 0)
+        return {Done, QString()};
+    return {NoMicrophone, QStringLiteral("No microphone is plugged in.")};
+}
+
 Outcome Outcome::notStarted(const QString &why)
 {
     return {UpdaterFailed,
@@ -185,14 +192,15 @@ QString Outcome::aftermath(Progress::Phase phase)
 
 QString Outcome::codeList()
 {
-    return QStringLiteral("Exit codes:\n"
-                          "  0    the microphone was flashed, or the image is in order\n"
-                          "  1    the microphone reported failure\n"
-                          "  2    no microphone was found, or it could not be opened\n"
-                          "  3    the image was refused\n"
-                          "  4    another updater is running\n"
-                          "  5    no verdict in time, the updater was ended\n"
-                          "  6    the updater could not be started, or died\n"
-                          "  64   wrong usage\n"
-                          "  130  interrupted by Ctrl-C, the updater was ended\n");
+    return QStringLiteral(
+        "Exit codes:\n"
+        "  0    flashed; or the image is in order; or a microphone is plugged in\n"
+        "  1    the microphone reported failure\n"
+        "  2    no microphone was found, or it could not be opened\n"
+        "  3    the image was refused\n"
+        "  4    another updater is running\n"
+        "  5    no verdict in time, the updater was ended\n"
+        "  6    the updater could not be started, or died\n"
+        "  64   wrong usage\n"
+        "  130  interrupted by Ctrl-C, the updater was ended\n");
 }

@@ -56,6 +56,7 @@ struct Outcome
     };
 
     Code code = Done;
+    /// Empty: the code says enough.
     QString sentence;
 
     /// "flashed", "failed", "no-microphone" ...
@@ -64,6 +65,8 @@ struct Outcome
     static Outcome of(const Facts &facts);
     static Outcome imageGood();
     static Outcome imageRefused(const QString &path, const QString &why);
+    /// Of --list, which said everything; nothing more is said when there are some.
+    static Outcome listed(int microphones);
     static Outcome notStarted(const QString &why);
     static Outcome wrongUsage(const QString &why);
 

@@ -1,6 +1,7 @@
 #include "launcher/PlainDisplay.h"
 
 #include "launcher/ImageReport.h"
+#include "launcher/PluggedIn.h"
 
 #include <cstdio>
 
@@ -20,6 +21,21 @@ void print(std::FILE *stream, const QString &text)
 void PlainDisplay::image(const ImageReport &report, Detail detail)
 {
     print(stdout, detail == Detail::Table ? report.table() : report.summary());
+}
+
+void PlainDisplay::microphone(const PluggedIn &microphone)
+{
+    const QString rule = microphone.pathRule();
+    print(stdout,
+          QStringLiteral("%1  %2  %3  %4  %5\n")
+              .arg(microphone.id(),
+                   microphone.product.isEmpty() ? QStringLiteral("(no name)") : microphone.product,
+                   microphone.node,
+                   rule.isEmpty() ? QStringLiteral("no path means it")
+                                  : QStringLiteral("a path ") + rule,
+                   microphone.obstacle.isEmpty()
+                       ? QStringLiteral("opens")
+                       : QStringLiteral("does not open: ") + microphone.obstacle));
 }
 
 void PlainDisplay::progress(const Progress &progress)
@@ -42,5 +58,7 @@ void PlainDisplay::note(const QString &text)
 
 void PlainDisplay::outcome(const Outcome &outcome)
 {
-    print(outcome.code == Outcome::Done ? stdout : stderr, outcome.sentence + QLatin1Char('\n'));
+    if (!outcome.sentence.isEmpty())
+        print(outcome.code == Outcome::Done ? stdout : stderr,
+              outcome.sentence + QLatin1Char('\n'));
 }

@@ -8,6 +8,7 @@ class PlainDisplay : public Display
 {
 public:
     void image(const ImageReport &report, Detail detail) override;
+    void microphone(const PluggedIn &microphone) override;
     void progress(const Progress &progress) override;
     void note(const QString &text) override;
     void outcome(const Outcome &outcome) override;

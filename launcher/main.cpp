@@ -8,6 +8,7 @@
 #include "launcher/JsonDisplay.h"
 #include "launcher/Outcome.h"
 #include "launcher/PlainDisplay.h"
+#include "launcher/PluggedIn.h"
 #include "launcher/Terminal.h"
 
 #include <QCoreApplication>
@@ -46,6 +47,12 @@ Outcome carryOut(const CommandLine &wanted, Display *display)
 {
     if (!wanted.fault.isEmpty())
         return Outcome::wrongUsage(wanted.fault);
+    if (wanted.task == CommandLine::Task::List) {
+        const QList<PluggedIn> microphones = PluggedIn::all();
+        for (const PluggedIn &each : microphones)
+            display->microphone(each);
+        return Outcome::listed(microphones.size());
+    }
     const ImageReport report = ImageReport::of(wanted.imagePath);
     if (!report.isGood())
         return Outcome::imageRefused(wanted.imagePath, report.refusal());

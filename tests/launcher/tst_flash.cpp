@@ -53,6 +53,7 @@ QList<QJsonObject> strictlyParsed(const QByteArray &output)
     const QMap<QString, QString> keys = {
         {QStringLiteral("progress"), QStringLiteral("event percent phase seconds")},
         {QStringLiteral("outcome"), QStringLiteral("code event message outcome")},
+        {QStringLiteral("microphone"), QStringLiteral("event id node opens path_rule product why")},
         {QStringLiteral("image"), QStringLiteral("bytes event microphone packets records "
                                                  "seconds_least seconds_most sha256 version")}};
     QList<QJsonObject> objects;
@@ -161,6 +162,10 @@ private slots:
             "killed; --log FILE keeps what it says. The microphone may be in its upgrade mode, "
             "with an incomplete");
         row("unknown option", plain, QStringLiteral("--fast"), "", "exit 1", 64, "fast");
+        row("nothing to list", {}, QStringLiteral("--list"), "devices=046D:000B", "", 2,
+            "No microphone is plugged in");
+        row("list an image", plain, QStringLiteral("--list"), "", "", 64, "takes no image");
+        row("list and look", {}, QStringLiteral("--list --dry-run"), "", "", 64, "Use one of");
         row("two images", plain, QStringLiteral("a"), "", "exit 1", 64, "one image, not 2");
         row("no time", plain, QStringLiteral("--timeout 0"), "", "exit 1", 64, "from 1 to");
         row("log over image", plain, QStringLiteral("--log TB210.bin"), "", "exit 1", 64, "--log");
@@ -184,17 +189,19 @@ private slots:
         QStringList options = QStringLiteral("--records 6 --size 100").split(QLatin1Char(' '));
         if (image == QLatin1String("broken"))
             options += QStringLiteral("--broken record-past-end").split(QLatin1Char(' '));
-        if (image != QLatin1String("missing"))
+        if (!image.isEmpty() && image != QLatin1String("missing"))
             run.makeFirmware(image, options);
         // What an earlier run left there must not count.
         QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
         QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
         QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write("100%\nsuccess 1") > 0);
         earlier.close();
+        if (!image.isEmpty())
+            more.prepend(image);
         if (!updater.isEmpty())
             more = QStringList{QStringLiteral("--updater"), writeUpdater(run, updater)} + more;
 
-        flash(&run, QStringList{QStringLiteral("--json"), image} + more, simulator);
+        flash(&run, QStringList{QStringLiteral("--json")} + more, simulator);
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), code);
 
@@ -297,6 +304,27 @@ private slots:
         QVERIFY(!QFile::exists(run.path("trace.txt")));
     }
 
+    void what_is_plugged_in_is_listed()
+    {
+        UpdaterRun run;
+        flash(&run, {QStringLiteral("--list")}, "devices=000B,046D:0101,0101,0010,0011,0065");
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(run.process.exitCode(), 0);
+        QByteArray expected;
+        for (const char *line : {"000B  NAME  NODE0  a path without \"R5\"  opens\n",
+                                 "0101  NAME  NODE2  no path means it  opens\n",
+                                 "0010  NAME  NODE3  a path with \"R5\" but not \"otg\"  opens\n",
+                                 "0011  NAME  NODE4  a path with \"R5\" and \"otg\"  opens\n",
+                                 "0065  NAME  NODE5  a path with \"R5\" and \"otg\"  opens\n"})
+            expected += QByteArray("3C9E:") + line;
+        expected.replace("NAME", "Velmo microphone (simulated)").replace("NODE", "/dev/velmo-sim");
+        QCOMPARE(run.standardOutput(), expected);
+
+        flash(&run, {QStringLiteral("--list"), QStringLiteral("--json")}, "devices=0065,000B");
+        QVERIFY(run.waitForExit(endTimeoutMs));
+        QCOMPARE(strictlyParsed(run.standardOutput()).size(), 3);
+    }
+
     void the_manual_has_what_the_help_has()
     {
         QProcess program;
@@ -305,7 +333,7 @@ private slots:
         const QString help = QString::fromUtf8(program.readAllStandardOutput());
         QString manual = QString::fromUtf8(contentOf(QStringLiteral(VELMO_FLASH_MANUAL)));
         const QSet<QString> options = allOf("\n  (?:-h, )?(--[a-z-]+)", help);
-        QCOMPARE(options.size(), 8);
+        QCOMPARE(options.size(), 9);
         QCOMPARE(allOf("\n\\.It (?:Fl h , )?Fl (--[a-z-]+)",
                        manual.replace(QLatin1String("Fl -"), QLatin1String("Fl --"))),
                  options);
