@@ -6,6 +6,7 @@
 
 #include <QCommandLineParser>
 #include <QFileInfo>
+#include <QRegularExpression>
 
 namespace {
 
@@ -16,6 +17,7 @@ constexpr QLatin1String dryRunName("dry-run");
 constexpr QLatin1String listName("list");
 constexpr QLatin1String jsonName("json");
 constexpr QLatin1String logName("log");
+constexpr QLatin1String sha256Name("sha256");
 constexpr QLatin1String timeoutName("timeout");
 constexpr QLatin1String updaterName("updater");
 
@@ -33,6 +35,8 @@ void addOptions(QCommandLineParser *parser)
         {listName, QStringLiteral("List the microphones that are plugged in.")},
         {jsonName, QStringLiteral("Print one JSON object a line and nothing else.")},
         {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
+        {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is another one."),
+         QStringLiteral("HEX")},
         {timeoutName,
          QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2); "
                         "17 s more until the firmware goes out.")
@@ -85,6 +89,9 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
             .arg(CommandLine::longestTimeout)
             .arg(parser.value(timeoutName));
     }
+    static const QRegularExpression sha256Form(QStringLiteral("^[0-9a-fA-F]{64}\\z"));
+    if (parser.isSet(sha256Name) && !sha256Form.match(parser.value(sha256Name)).hasMatch())
+        return QStringLiteral("--sha256 takes 64 hexadecimal digits.");
     for (const QLatin1String &option : {logName, updaterName}) {
         if (parser.isSet(option) && parser.value(option).isEmpty())
             return QStringLiteral("The path behind --%1 is empty.").arg(option);
@@ -119,6 +126,7 @@ CommandLine CommandLine::parse(const QStringList &arguments)
     else if (parser.isSet(listName))
         wanted.task = Task::List;
     wanted.imagePath = parser.positionalArguments().value(0);
+    wanted.sha256 = parser.value(sha256Name).toLower();
     wanted.updaterPath = parser.value(updaterName);
     wanted.logPath = parser.value(logName);
     if (parser.isSet(timeoutName))

@@ -30,6 +30,8 @@ struct CommandLine
 
     Task task = Task::Flash;
     QString imagePath;
+    /// The image's checksum in small letters; empty: any will do.
+    QString sha256;
     /// Empty: the one beside this program.
     QString updaterPath;
     /// Empty: the updater's output is not kept.

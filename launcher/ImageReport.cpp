@@ -36,15 +36,15 @@ QString row(const QString &index, const QString &offset, const QString &length,
 
 } // namespace
 
-ImageReport ImageReport::of(const QString &path)
+ImageReport ImageReport::of(const QString &path, const QString &sha256)
 {
     ImageReport report;
     report.imagePath = path;
-    report.read();
+    report.read(sha256);
     return report;
 }
 
-void ImageReport::read()
+void ImageReport::read(const QString &sha256)
 {
     if (std::any_of(imagePath.begin(), imagePath.end(), isChangedOnTheWay)) {
         why = QStringLiteral("its path has a line break or a no-break space in it, which the "
@@ -68,7 +68,12 @@ void ImageReport::read()
         return;
     }
     const QByteArray image = file.readAll();
-    checksum = QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex();
+    checksum =
+        QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex());
+    if (!sha256.isEmpty() && checksum != sha256) {
+        why = QStringLiteral("its SHA-256 is %1, not %2").arg(checksum, sha256);
+        return;
+    }
     size = image.size();
     const FirmwareFile firmware = FirmwareFile::parse(image);
     if (!firmware.isValid()) {
@@ -114,7 +119,7 @@ QString ImageReport::table() const
                                   "SHA-256:  %3\n\n")
                        .arg(version)
                        .arg(size)
-                       .arg(QString::fromLatin1(checksum));
+                       .arg(checksum);
     text += row(QStringLiteral("Record"), QStringLiteral("Offset"), QStringLiteral("Length"),
                 QStringLiteral("Packets"));
     for (int i = 0; i < records.size(); ++i) {
@@ -135,7 +140,7 @@ QJsonObject ImageReport::json() const
     }
     return {{QStringLiteral("version"), version},
             {QStringLiteral("bytes"), size},
-            {QStringLiteral("sha256"), QString::fromLatin1(checksum)},
+            {QStringLiteral("sha256"), checksum},
             {QStringLiteral("packets"), packetCount},
             {QStringLiteral("microphone"), microphoneIds(imagePath)},
             {QStringLiteral("seconds_least"), duration.least},

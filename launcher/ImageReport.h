@@ -11,8 +11,9 @@
 class ImageReport
 {
 public:
-    /// Reads and checks; never throws, a fault is in refusal().
-    static ImageReport of(const QString &path);
+    /// Reads and checks; never throws, a fault is in refusal().  `sha256`: the checksum that
+    /// it must have, in small letters; empty: any.
+    static ImageReport of(const QString &path, const QString &sha256);
 
     bool isGood() const { return why.isEmpty(); }
     /// Why it is refused, a phrase for a person.
@@ -37,10 +38,10 @@ private:
         int packets;
     };
 
-    void read();
+    void read(const QString &sha256);
 
     QString imagePath;
-    QByteArray checksum;
+    QString checksum;
     int size = 0;
     QString version;
     QList<Record> records;

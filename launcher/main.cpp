@@ -53,7 +53,7 @@ Outcome carryOut(const CommandLine &wanted, Display *display)
             display->microphone(each);
         return Outcome::listed(microphones.size());
     }
-    const ImageReport report = ImageReport::of(wanted.imagePath);
+    const ImageReport report = ImageReport::of(wanted.imagePath, wanted.sha256);
     if (!report.isGood())
         return Outcome::imageRefused(wanted.imagePath, report.refusal());
     if (wanted.task == CommandLine::Task::Flash)

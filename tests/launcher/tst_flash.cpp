@@ -133,6 +133,13 @@ private slots:
         row("broken image", QStringLiteral("broken"), {}, "", "exit 1", 3,
             "record 6 at offset 511: length 100, but only 99 bytes are left");
         row("no image", QStringLiteral("missing"), {}, "", "exit 1", 3, "No such file");
+        const QString otherSum = QStringLiteral("--sha256 ") + QString(64, QLatin1Char('0'));
+        row("another checksum", plain, otherSum, "", "exit 1", 3, "not 0000");
+        row("another checksum, looked at", plain, otherSum + QStringLiteral(" --inspect"), "", "",
+            3, "its SHA-256 is ");
+        row("a digit too many", plain, otherSum + QLatin1Char('0'), "", "exit 1", 64, "64 hexa");
+        row("no digits", plain, QStringLiteral("--sha256 ") + QString(64, QLatin1Char('g')), "",
+            "exit 1", 64, "64 hexa");
         row("image broken meanwhile", plain, {}, "",
             "echo createUI----; echo kkkhhhhxxxxx 1 2; "
             "echo xxxxx 11 64; echo firmware refused: record 4 at offset 5: new",
@@ -295,7 +302,10 @@ private slots:
             " Record Offset Length Packets 0 0 11 1 1 11 100 2 2 111 64 1 3 175 65 2 ";
         QVERIFY2(table.startsWith(expected), table.constData());
 
-        flash(&run, {QStringLiteral("--dry-run"), QStringLiteral("--json"), image}, {});
+        flash(&run,
+              {QStringLiteral("--dry-run"), QStringLiteral("--json"), image,
+               QStringLiteral("--sha256"), QString::fromLatin1(sum.toHex().toUpper())},
+              {});
         QVERIFY(run.waitForExit(endTimeoutMs));
         const QList<QJsonObject> events = strictlyParsed(run.standardOutput());
         QCOMPARE(events.size(), 2);
@@ -332,9 +342,9 @@ private slots:
         QVERIFY(program.waitForFinished(endTimeoutMs));
         const QString help = QString::fromUtf8(program.readAllStandardOutput());
         QString manual = QString::fromUtf8(contentOf(QStringLiteral(VELMO_FLASH_MANUAL)));
-        const QSet<QString> options = allOf("\n  (?:-h, )?(--[a-z-]+)", help);
-        QCOMPARE(options.size(), 9);
-        QCOMPARE(allOf("\n\\.It (?:Fl h , )?Fl (--[a-z-]+)",
+        const QSet<QString> options = allOf("\n  (?:-h, )?(--[a-z0-9-]+)", help);
+        QCOMPARE(options.size(), 10);
+        QCOMPARE(allOf("\n\\.It (?:Fl h , )?Fl (--[a-z0-9-]+)",
                        manual.replace(QLatin1String("Fl -"), QLatin1String("Fl --"))),
                  options);
         const QSet<QString> codes = allOf("\n  ([0-9]+)  ", help);
