@@ -21,13 +21,20 @@ constexpr qint64 millisecondsOfSecond = 1000;
 QString BarDisplay::line(const Progress &progress, int columns)
 {
     const int room = std::max(0, columns - marginColumns);
-    const QString text = QStringLiteral("%1% %2 s  %3")
-                             .arg(progress.percent, percentWidth)
-                             .arg(progress.elapsedMs / millisecondsOfSecond, secondsWidth)
-                             .arg(progress.phaseText());
+    // A narrow terminal has room for the one word.
+    constexpr int longestText = 45;
+    const bool wide = room >= longestText;
+    QString text = QStringLiteral("%1% %2 s  %3")
+                       .arg(progress.percent, percentWidth)
+                       .arg(progress.elapsedMs / millisecondsOfSecond, secondsWidth)
+                       .arg(wide ? progress.phaseText() : progress.phaseName());
+    if (progress.leftMs != Progress::unknown) {
+        // Rounded up: it is not over before it is over.
+        text += QStringLiteral(", %1 s left")
+                    .arg((progress.leftMs + millisecondsOfSecond - 1) / millisecondsOfSecond);
+    }
     const QString frame = QStringLiteral("[%1] ");
-    // As wide beside the longest phase as beside the shortest, or it would jump.
-    constexpr int longestText = 39;
+    // As wide beside the longest text as beside the shortest, or it would jump.
     const int width = std::min(widestBar, room - longestText - (frame.size() - 2));
     QString bar;
     if (width > 0) {
@@ -39,7 +46,7 @@ QString BarDisplay::line(const Progress &progress, int columns)
 
 void BarDisplay::progress(const Progress &progress)
 {
-    const QString now = line(progress, Terminal::columns());
+    const QString now = line(progress, Terminal::columns(stdout));
     if (now == shown)
         return;
     shown = now;

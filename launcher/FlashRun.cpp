@@ -1,7 +1,7 @@
 #include "launcher/FlashRun.h"
 
 #include "launcher/Display.h"
-#include "launcher/Interrupt.h"
+#include "launcher/Terminal.h"
 #include "launcher/resultFilePlace.h"
 
 #include <QDir>
@@ -170,23 +170,34 @@ void FlashRun::updateProgress()
         progress.phase = Progress::Phase::Sending;
     else if (facts.log.hasOpened())
         progress.phase = Progress::Phase::Entering;
+    if (progress.phase == Progress::Phase::Sending && !sinceFirmware.isValid()) {
+        sinceFirmware.start();
+        sentBeforeFirmware = facts.log.packetsSent();
+    }
+    progress.leftMs = Progress::unknown;
+    if (progress.phase == Progress::Phase::Sending) {
+        progress.leftMs =
+            Progress::timeLeft(facts.log.packetsSent() - sentBeforeFirmware,
+                               packetCount - facts.log.packetsSent(), sinceFirmware.elapsed());
+    }
     shownOn->progress(progress);
 }
 
 void FlashRun::heedInterrupts()
 {
-    const int count = Interrupt::count();
-    if (count == interruptsSeen || ending)
+    if (ending)
         return;
-    const bool asked = interruptsSeen > 0;
-    // Of two presses before the question none was its answer.
-    interruptsSeen = count;
-    if (asked) {
+    switch (question.take(Terminal::interrupts())) {
+    case InterruptQuestion::Meaning::Ask:
+        shownOn->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
+                                     "mode. Press Ctrl-C again to end it all the same."));
+        break;
+    case InterruptQuestion::Meaning::End:
         endUpdater(Outcome::Ending::Interrupted);
-        return;
+        break;
+    case InterruptQuestion::Meaning::Nothing:
+        break;
     }
-    shownOn->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
-                                 "mode. Press Ctrl-C again to end it all the same."));
 }
 
 void FlashRun::heedTime()

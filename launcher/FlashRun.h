@@ -2,6 +2,7 @@
 
 #include "launcher/CommandLine.h"
 #include "launcher/FileTail.h"
+#include "launcher/InterruptQuestion.h"
 #include "launcher/KeptLog.h"
 #include "launcher/Outcome.h"
 #include "launcher/Progress.h"
@@ -72,10 +73,12 @@ private:
     QTimer poll;
     QElapsedTimer sinceStart;
     QElapsedTimer sinceProgress;
+    /// Since firmware goes out, and the packets that had gone out then.
+    QElapsedTimer sinceFirmware;
+    int sentBeforeFirmware = 0;
     Progress progress;
     Outcome::Facts facts;
-    /// Ctrl-C presses that were answered.
-    int interruptsSeen = 0;
+    InterruptQuestion question;
     /// Whether we have killed the updater.
     bool ending = false;
 };

@@ -15,7 +15,7 @@ namespace {
 
 /// Read into memory whole, here and by the updater; no microphone holds as much.
 constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
-constexpr int columnWidth = 10;
+constexpr int columnWidth = 9;
 
 /// The updater carries the path through a text field, which turns these characters
 /// into others.

@@ -2,6 +2,7 @@
 
 #include "launcher/ImageReport.h"
 #include "launcher/PluggedIn.h"
+#include "launcher/Terminal.h"
 
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -51,7 +52,7 @@ void JsonDisplay::progress(const Progress &progress)
 
 void JsonDisplay::note(const QString &text)
 {
-    std::fputs((text.toLocal8Bit() + '\n').constData(), stderr);
+    Terminal::print(stderr, text + QLatin1Char('\n'));
 }
 
 void JsonDisplay::outcome(const Outcome &outcome)

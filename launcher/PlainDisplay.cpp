@@ -2,40 +2,39 @@
 
 #include "launcher/ImageReport.h"
 #include "launcher/PluggedIn.h"
+#include "launcher/Terminal.h"
 
 #include <cstdio>
 
 namespace {
 
+/// Of a summary's line.
+constexpr int labelWidth = 13;
 constexpr int percentOfTenth = 10;
 constexpr qint64 millisecondsOfSecond = 1000;
-
-void print(std::FILE *stream, const QString &text)
-{
-    std::fputs(text.toLocal8Bit().constData(), stream);
-    std::fflush(stream);
-}
-
 } // namespace
 
 void PlainDisplay::image(const ImageReport &report, Detail detail)
 {
-    print(stdout, detail == Detail::Table ? report.table() : report.summary());
+    Terminal::print(stdout, detail == Detail::Table ? report.table() : report.summary(),
+                    QString(labelWidth, QLatin1Char(' ')));
 }
 
 void PlainDisplay::microphone(const PluggedIn &microphone)
 {
     const QString rule = microphone.pathRule();
-    print(stdout,
-          QStringLiteral("%1  %2  %3  %4  %5\n")
-              .arg(microphone.id(),
-                   microphone.product.isEmpty() ? QStringLiteral("(no name)") : microphone.product,
-                   microphone.node,
-                   rule.isEmpty() ? QStringLiteral("no path means it")
-                                  : QStringLiteral("a path ") + rule,
-                   microphone.obstacle.isEmpty()
-                       ? QStringLiteral("opens")
-                       : QStringLiteral("does not open: ") + microphone.obstacle));
+    Terminal::print(
+        stdout,
+        QStringLiteral("%1  %2  %3  %4  %5\n")
+            .arg(microphone.id(),
+                 microphone.product.isEmpty() ? QStringLiteral("(no name)") : microphone.product,
+                 microphone.node,
+                 rule.isEmpty() ? QStringLiteral("no path means it")
+                                : QStringLiteral("a path ") + rule,
+                 microphone.obstacle.isEmpty()
+                     ? QStringLiteral("opens")
+                     : QStringLiteral("does not open: ") + microphone.obstacle),
+        QStringLiteral("    "));
 }
 
 void PlainDisplay::progress(const Progress &progress)
@@ -45,20 +44,20 @@ void PlainDisplay::progress(const Progress &progress)
         return;
     shownTenth = tenth;
     shownPhase = progress.phase;
-    print(stdout, QStringLiteral("%1% after %2 s, %3\n")
-                      .arg(progress.percent)
-                      .arg(progress.elapsedMs / millisecondsOfSecond)
-                      .arg(progress.phaseText()));
+    Terminal::print(stdout, QStringLiteral("%1% after %2 s, %3\n")
+                                .arg(progress.percent)
+                                .arg(progress.elapsedMs / millisecondsOfSecond)
+                                .arg(progress.phaseText()));
 }
 
 void PlainDisplay::note(const QString &text)
 {
-    print(stderr, text + QLatin1Char('\n'));
+    Terminal::print(stderr, text + QLatin1Char('\n'));
 }
 
 void PlainDisplay::outcome(const Outcome &outcome)
 {
     if (!outcome.sentence.isEmpty())
-        print(outcome.code == Outcome::Done ? stdout : stderr,
-              outcome.sentence + QLatin1Char('\n'));
+        Terminal::print(outcome.code == Outcome::Done ? stdout : stderr,
+                        outcome.sentence + QLatin1Char('\n'));
 }

@@ -1,5 +1,13 @@
 #include "launcher/Progress.h"
 
+qint64 Progress::timeLeft(int sent, int toSend, qint64 tookMs)
+{
+    constexpr qint64 leastMs = 2000;
+    if (sent <= 0 || tookMs < leastMs)
+        return unknown;
+    return tookMs * qMax(0, toSend) / sent;
+}
+
 QString Progress::phaseName() const
 {
     switch (phase) {

@@ -25,6 +25,14 @@ struct Progress
     /// Since the updater was started.
     qint64 elapsedMs = 0;
 
+    static constexpr qint64 unknown = -1;
+    /// Until the last packet is out, by the pace so far; or unknown.
+    qint64 leftMs = unknown;
+
+    /// The time that `toSend` packets will take, when `sent` took so long; unknown as long as
+    /// that is too little to go by.
+    static qint64 timeLeft(int sent, int toSend, qint64 tookMs);
+
     /// One word for programs.
     QString phaseName() const;
     /// The same for a person.

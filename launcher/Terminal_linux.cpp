@@ -1,16 +1,39 @@
 #include "launcher/Terminal.h"
 
+#include <atomic>
+#include <csignal>
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-bool Terminal::isThere()
+namespace {
+
+std::atomic<int> pressed{0};
+static_assert(std::atomic<int>::is_always_lock_free, "is written by a signal handler");
+
+} // namespace
+
+int Terminal::columns(std::FILE *stream)
 {
-    return isatty(STDOUT_FILENO) == 1;
+    const int descriptor = fileno(stream);
+    if (isatty(descriptor) != 1)
+        return 0;
+    winsize size{};
+    const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
+    return known ? size.ws_col : usualColumns;
 }
 
-int Terminal::columns()
+void Terminal::watchInterrupts()
 {
-    winsize size{};
-    const bool known = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : usualColumns;
+    // SIGTERM and SIGHUP keep their effect: they end this program, and the updater
+    // goes on without it.
+    const auto before = std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
+    if (before == SIG_IGN) // as a shell does for what it starts in the background
+        std::signal(SIGINT, SIG_IGN);
+    // A reader of our output that goes away must not cost the exit code.
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+int Terminal::interrupts()
+{
+    return pressed;
 }

@@ -4,7 +4,6 @@
 #include "launcher/CommandLine.h"
 #include "launcher/FlashRun.h"
 #include "launcher/ImageReport.h"
-#include "launcher/Interrupt.h"
 #include "launcher/JsonDisplay.h"
 #include "launcher/Outcome.h"
 #include "launcher/PlainDisplay.h"
@@ -23,14 +22,14 @@ std::unique_ptr<Display> displayFor(bool json)
 {
     if (json)
         return std::make_unique<JsonDisplay>();
-    if (Terminal::isThere())
+    if (Terminal::columns(stdout) > 0)
         return std::make_unique<BarDisplay>();
     return std::make_unique<PlainDisplay>();
 }
 
 Outcome flash(const CommandLine &wanted, int packets, Display *display)
 {
-    Interrupt::watch();
+    Terminal::watchInterrupts();
     FlashRun run(wanted, packets, display);
     Outcome outcome = Outcome::notStarted(QStringLiteral("there is no event loop"));
     QObject::connect(&run, &FlashRun::finished, &run, [&outcome](const Outcome &told) {

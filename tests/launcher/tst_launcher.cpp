@@ -1,6 +1,8 @@
 #include "launcher/BarDisplay.h"
 #include "launcher/ExpectedDuration.h"
+#include "launcher/InterruptQuestion.h"
 #include "launcher/ResultFollower.h"
+#include "launcher/Terminal.h"
 
 #include <QTest>
 
@@ -8,6 +10,8 @@
 class LauncherTest : public QObject
 {
     Q_OBJECT
+
+    using Meaning = InterruptQuestion::Meaning;
 
 private slots:
     void the_result_file_is_understood_piece_by_piece_data()
@@ -43,14 +47,43 @@ private slots:
 
     void the_bar_fits_every_terminal()
     {
-        for (const int columns : {0, 1, 20, 45, 80, 200}) {
+        for (const int columns : {0, 1, 20, 40, 51, 80, 200}) {
             for (const int percent : {0, 50, 100}) {
                 const QString line =
-                    BarDisplay::line({Progress::Phase::Starting, percent, 9999000}, columns);
+                    BarDisplay::line({Progress::Phase::Sending, percent, 9999000, 998001}, columns);
                 QVERIFY(line.size() < std::max(1, columns));
-                QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 45);
+                QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 51);
+                QCOMPARE(line.contains(QLatin1String(", 999 s left")), columns >= 40);
             }
         }
+    }
+
+    void long_lines_are_broken_between_words()
+    {
+        const QString text = QStringLiteral("one two\nthree averylongword four\n");
+        QCOMPARE(Terminal::broken(text, 30, {}), text);
+        QCOMPARE(Terminal::broken(text, 8, QStringLiteral("> ")),
+                 QStringLiteral("one two\nthree\n> averylongword\n> four\n"));
+        QCOMPARE(Terminal::broken(text, 7, {}),
+                 QStringLiteral("one\ntwo\nthree\naverylongword\nfour\n"));
+    }
+
+    void the_time_left_follows_the_pace()
+    {
+        QCOMPARE(Progress::timeLeft(10, 30, 5000), 15000);
+        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early to say
+        QCOMPARE(Progress::timeLeft(0, 30, 5000), Progress::unknown);
+    }
+
+    void two_presses_at_once_ask_once()
+    {
+        InterruptQuestion question;
+        for (const auto &[pressed, meaning] :
+             std::initializer_list<std::pair<int, Meaning>>{{0, Meaning::Nothing},
+                                                            {2, Meaning::Ask},
+                                                            {2, Meaning::Nothing},
+                                                            {3, Meaning::End}})
+            QCOMPARE(question.take(pressed), meaning);
     }
 
     void the_duration_follows_the_schedule()

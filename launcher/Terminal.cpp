@@ -1,0 +1,29 @@
+#include "launcher/Terminal.h"
+
+#include <QStringList>
+
+void Terminal::print(std::FILE *stream, const QString &text, const QString &indent)
+{
+    const int width = columns(stream);
+    const QString shown = width > 0 ? broken(text, width, indent) : text;
+    std::fputs(shown.toLocal8Bit().constData(), stream);
+    std::fflush(stream);
+}
+
+QString Terminal::broken(const QString &text, int columns, const QString &indent)
+{
+    QStringList lines;
+    for (QString rest : text.split(QLatin1Char('\n'))) {
+        while (rest.size() >= columns) {
+            int end = rest.lastIndexOf(QLatin1Char(' '), columns - 1);
+            if (end <= indent.size())
+                end = rest.indexOf(QLatin1Char(' '), indent.size() + 1);
+            if (end == -1)
+                break; // a word that is longer
+            lines += rest.left(end);
+            rest = indent + rest.mid(end + 1);
+        }
+        lines += rest;
+    }
+    return lines.join(QLatin1Char('\n'));
+}
