@@ -20,8 +20,14 @@ QString Terminal::broken(const QString &text, int columns, const QString &indent
                 end = rest.indexOf(QLatin1Char(' '), indent.size() + 1);
             if (end == -1)
                 break; // a word that is longer
+            // Columns are two blanks apart.
+            int next = end;
+            while (next < rest.size() && rest.at(next) == QLatin1Char(' '))
+                ++next;
+            while (end > 0 && rest.at(end - 1) == QLatin1Char(' '))
+                --end;
             lines += rest.left(end);
-            rest = indent + rest.mid(end + 1);
+            rest = indent + rest.mid(next);
         }
         lines += rest;
     }
