@@ -8,6 +8,7 @@
 #include "upgrade/commandQueues.h"
 #include "upgrade/hexText.h"
 #include "upgrade/linkFlags.h"
+#include "upgrade/transferSchedule.h"
 
 #include <QDebug>
 
@@ -17,19 +18,9 @@
 QVector<std::uint8_t> modelCodes;
 int statusReportCount = 0;
 
-namespace {
+using namespace transferSchedule;
 
-// The transfer schedule, as the microphone expects it.
-constexpr int passPauseMs = 1;
-constexpr int confirmationWindowMs = 200;
-constexpr int packetTimeoutMs = 200;
-/// Time given to the microphone to restart into its upgrade mode.
-constexpr int restartPauseMs = 7000;
-constexpr int otgEntryPauseMs = 10000;
-constexpr int confirmTimerMs = 3000;
-/// Packets 1 and 2 go out on their own, as this index is reached; batches follow.
-constexpr int firstBatchIndex = 3;
-constexpr int batchSize = 5;
+namespace {
 
 constexpr int commandPauseMs = 5;
 constexpr int reportRequestPauseMs = 30;
