@@ -2,7 +2,7 @@
 
 #include "launcher/Outcome.h"
 #include "launcher/UpdaterProcess.h"
-#include "launcher/resultFilePlace.h"
+#include "launcher/resultFile.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -34,7 +34,7 @@ void addOptions(QCommandLineParser *parser)
         {inspectName, QStringLiteral("List the image's records, send nothing.")},
         {listName, QStringLiteral("List the microphones that are plugged in.")},
         {jsonName, QStringLiteral("Print one JSON object a line and nothing else.")},
-        {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
+        {logName, QStringLiteral("Append the updater's output to FILE."), QStringLiteral("FILE")},
         {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is another one."),
          QStringLiteral("HEX")},
         {timeoutName,
@@ -97,7 +97,7 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
             return QStringLiteral("The path behind --%1 is empty.").arg(option);
     }
     if (!wanted.logPath.isEmpty() && costsOurOwn(wanted))
-        return QStringLiteral("--log would overwrite %1.").arg(wanted.logPath);
+        return QStringLiteral("--log would write into %1.").arg(wanted.logPath);
     return {};
 }
 

@@ -34,7 +34,7 @@ struct CommandLine
     QString sha256;
     /// Empty: the one beside this program.
     QString updaterPath;
-    /// Empty: the updater's output is not kept.
+    /// The updater's output goes there; empty: it is not kept.
     QString logPath;
     int timeoutSeconds = defaultTimeout;
     bool json = false;

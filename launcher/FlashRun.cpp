@@ -2,33 +2,28 @@
 
 #include "launcher/Display.h"
 #include "launcher/Terminal.h"
-#include "launcher/resultFilePlace.h"
+#include "launcher/resultFile.h"
+#include "upgrade/transferSchedule.h"
 
 #include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QStorageInfo>
+#include <QTemporaryFile>
 
+#include <tuple>
 #include <utility>
 
 namespace {
 
-/// How often everything is looked at without a notification, which some file
-/// systems never send.
 constexpr int pollMs = 100;
 /// The updater ends itself right after the verdict; this is how long it may take.
 constexpr qint64 farewellMs = 10000;
-/// The pauses of the updater's schedule while a microphone restarts: 10 s for an R5 otg
-/// one, and 7 s.  As much for the updater's own start on a busy machine.
-constexpr qint64 restartMs = 17000;
+/// While the microphone restarts no packet goes out.
+constexpr qint64 restartMs = transferSchedule::otgEntryPauseMs + transferSchedule::restartPauseMs;
 constexpr qint64 millisecondsOfSecond = 1000;
-constexpr int wholePercent = 100;
 /// What the updater says of a packet, generously, and besides.
 constexpr qint64 logBytesOfPacket = 1024;
 constexpr qint64 logBytesBesides = 1024 * logBytesOfPacket;
-/// The updater reports 0 % three times before it sends any firmware: behind the
-/// upgrade-mode command, behind the restart, and once more.
-constexpr int stepsBeforeFirmware = 3;
 /// The upgrade-mode command.
 constexpr int packetsBeforeFirmware = 1;
 
@@ -39,18 +34,19 @@ FlashRun::FlashRun(CommandLine commandLine, int packets, Display *display, QObje
     , wanted(std::move(commandLine))
     , packetCount(packets)
     , shownOn(display)
-    , logTail(ownLogPath())
-    , keptLog(wanted.logPath)
-    , resultTail(resultFilePlace())
 {
     if (wanted.updaterPath.isEmpty())
         wanted.updaterPath = UpdaterProcess::besideUs();
+    if (wanted.logPath.isEmpty())
+        log = std::make_unique<QTemporaryFile>(
+            QDir::temp().filePath(QStringLiteral("velmo-flash-XXXXXX.log")));
+    else
+        log = std::make_unique<QFile>(wanted.logPath);
     facts.imagePath = wanted.imagePath;
     facts.updaterPath = wanted.updaterPath;
     connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
             &FlashRun::onEnded);
     connect(&updater, &QProcess::errorOccurred, this, &FlashRun::onError);
-    connect(&watcher, &QFileSystemWatcher::fileChanged, this, &FlashRun::look);
     connect(&poll, &QTimer::timeout, this, &FlashRun::look);
 }
 
@@ -62,15 +58,13 @@ void FlashRun::start()
         conclude();
         return;
     }
-    const QFileInfo before(resultTail.path());
-    sizeBefore = before.size();
-    changedBefore = before.lastModified();
-    watcher.addPath(resultTail.path());
+    // The updater makes one level only.
+    QDir().mkpath(QFileInfo(resultFilePlace()).path());
     sinceStart.start();
     sinceProgress.start();
     poll.start(pollMs);
     shownOn->progress(progress);
-    updater.start(wanted.updaterPath, wanted.imagePath, logTail.path());
+    updater.start(wanted.updaterPath, wanted.imagePath, log->fileName());
 }
 
 QString FlashRun::obstacle()
@@ -79,33 +73,30 @@ QString FlashRun::obstacle()
         return QStringLiteral("%1 is no file; --updater names another place")
             .arg(wanted.updaterPath);
     }
-    if (!ownFolder.isValid()) {
-        return QStringLiteral("no temporary folder in %1: %2")
-            .arg(QDir::tempPath(), ownFolder.errorString());
-    }
-    // Without the whole output the endings could not be told apart.
-    const QStorageInfo room(ownFolder.path());
-    // Some file systems do not say.
-    if (room.bytesTotal() > 0 &&
-        room.bytesAvailable() < packetCount * logBytesOfPacket + logBytesBesides) {
-        return QStringLiteral("there is too little room in %1, where its output is kept meanwhile")
-            .arg(QDir::tempPath());
-    }
-    QFile file(logTail.path());
+    // A pipe or a device could keep us waiting while a microphone is flashed.
+    const QFileInfo kept(wanted.logPath);
+    if (kept.exists() && !kept.isFile())
+        return QStringLiteral("%1 is not a file that can keep its output").arg(wanted.logPath);
+    // Behind what is there: that may be the output of another updater, which is at work.
     const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
                             UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
-    if (!file.open(QIODevice::WriteOnly) || file.write(line) != line.size() || !file.flush()) {
+    if (!log->open(QIODevice::ReadWrite | QIODevice::Append) || log->write(line) != line.size() ||
+        !log->flush()) {
         return QStringLiteral("its output cannot be kept in %1: %2")
-            .arg(file.fileName(), file.errorString());
+            .arg(log->fileName(), log->errorString());
     }
-    const QString unkept = keptLog.obstacle();
-    return unkept.isEmpty() ? obstacleToResultFile() : unkept;
+    // Without the whole output the endings could not be told apart.  Some file systems do
+    // not say.
+    const QStorageInfo room(QFileInfo(*log).path());
+    if (room.bytesTotal() > 0 &&
+        room.bytesAvailable() < packetCount * logBytesOfPacket + logBytesBesides)
+        return QStringLiteral("there is too little room for its output in %1").arg(room.rootPath());
+    return {};
 }
 
 void FlashRun::look()
 {
     readLog();
-    readResult();
     updateProgress();
     heedInterrupts();
     heedTime();
@@ -113,72 +104,33 @@ void FlashRun::look()
 
 void FlashRun::readLog()
 {
-    const QByteArray bytes = logTail.readNew();
-    const int sent = facts.log.packetsSent();
-    const ResultFollower::Verdict verdict = facts.log.verdict();
-    facts.log.take(bytes);
-    // Also where the result file cannot be written, or another updater has emptied it.
-    if (facts.log.packetsSent() > sent || facts.log.verdict() != verdict)
+    const auto state = [this] {
+        return std::make_tuple(facts.log.hasOpened(), facts.log.packetsSent(), facts.log.verdict());
+    };
+    const auto before = state();
+    facts.log.take(log->readAll());
+    if (state() != before)
         sinceProgress.restart();
-    keptLog.take(bytes);
-    if (facts.log.hasBegun())
-        keptLog.claim();
-    tellLogFault();
-}
-
-void FlashRun::tellLogFault()
-{
-    const QString fault = keptLog.newFault();
-    if (!fault.isEmpty())
-        shownOn->note(fault);
-}
-
-void FlashRun::readResult()
-{
-    // Until then it may hold an earlier run's result, or another updater's.
-    if (!facts.log.hasEmptiedResult() || isResultUntouched())
-        return;
-    const QByteArray bytes = resultTail.readNew();
-    // It only grows while our updater runs: from here on it is another one's.
-    if (resultTail.wasEmptied()) {
-        resultLost = true;
-        facts.fileVerdict = ResultFollower::Verdict::None;
-    }
-    if (bytes.isEmpty() || resultLost)
-        return;
-    result.take(bytes);
-    facts.fileVerdict = result.verdict();
-    sinceProgress.restart();
-}
-
-bool FlashRun::isResultUntouched() const
-{
-    // Without this an updater that could not empty the file after all would pass off
-    // the old result as its own.
-    const QFileInfo now(resultTail.path());
-    return sizeBefore > 0 && now.size() == sizeBefore && now.lastModified() == changedBefore;
 }
 
 void FlashRun::updateProgress()
 {
-    progress.percent = result.percent();
+    const int sent = facts.log.packetsSent();
+    progress.percent = facts.log.percent();
     progress.elapsedMs = sinceStart.elapsed();
-    if (progress.percent == wholePercent)
-        progress.phase = Progress::Phase::Verdict;
-    else if (progress.percent > 0 || result.steps() > stepsBeforeFirmware ||
-             facts.log.packetsSent() > packetsBeforeFirmware)
-        progress.phase = Progress::Phase::Sending;
-    else if (facts.log.hasOpened())
-        progress.phase = Progress::Phase::Entering;
-    if (progress.phase == Progress::Phase::Sending && !sinceFirmware.isValid()) {
-        sinceFirmware.start();
-        sentBeforeFirmware = facts.log.packetsSent();
-    }
     progress.leftMs = Progress::unknown;
-    if (progress.phase == Progress::Phase::Sending) {
-        progress.leftMs =
-            Progress::timeLeft(facts.log.packetsSent() - sentBeforeFirmware,
-                               packetCount - facts.log.packetsSent(), sinceFirmware.elapsed());
+    if (facts.log.hasSentAll()) {
+        progress.phase = Progress::Phase::Verdict;
+    } else if (sent > packetsBeforeFirmware) {
+        progress.phase = Progress::Phase::Sending;
+        if (!sinceFirmware.isValid()) {
+            sinceFirmware.start();
+            sentBeforeFirmware = sent;
+        }
+        progress.leftMs = Progress::timeLeft(sent - sentBeforeFirmware, facts.log.packets() - sent,
+                                             sinceFirmware.elapsed());
+    } else if (facts.log.hasOpened()) {
+        progress.phase = Progress::Phase::Entering;
     }
     shownOn->progress(progress);
 }
@@ -205,10 +157,9 @@ void FlashRun::heedTime()
     if (ending)
         return;
     qint64 patienceMs = wanted.timeoutSeconds * millisecondsOfSecond;
-    if (facts.log.verdict() != ResultFollower::Verdict::None)
+    if (facts.log.verdict() != UpdaterLog::Verdict::None)
         patienceMs = farewellMs;
-    else if (progress.phase == Progress::Phase::Starting ||
-             progress.phase == Progress::Phase::Entering)
+    else if (progress.phase < Progress::Phase::Sending)
         patienceMs += restartMs; // a short time-out must not end it in the planned pause
     if (sinceProgress.elapsed() <= patienceMs)
         return;
@@ -232,7 +183,6 @@ void FlashRun::onEnded(int exitCode, QProcess::ExitStatus status)
     facts.exitCode = exitCode;
     readLog();
     facts.log.finish();
-    readResult();
     updateProgress();
     conclude();
 }
@@ -251,10 +201,6 @@ void FlashRun::conclude()
 {
     poll.stop();
     facts.phase = progress.phase;
-    const Outcome outcome = Outcome::of(facts);
-    // One that ended early said why, perhaps; one that found another running said nothing.
-    if (outcome.code != Outcome::AnotherUpdater && facts.ending != Outcome::Ending::NotStarted)
-        keptLog.claim();
-    tellLogFault();
-    emit finished(outcome);
+    facts.fileVerdict = resultFileVerdict();
+    emit finished(Outcome::of(facts));
 }

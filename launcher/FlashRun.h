@@ -1,27 +1,22 @@
 #pragma once
 
 #include "launcher/CommandLine.h"
-#include "launcher/FileTail.h"
 #include "launcher/InterruptQuestion.h"
-#include "launcher/KeptLog.h"
 #include "launcher/Outcome.h"
 #include "launcher/Progress.h"
-#include "launcher/ResultFollower.h"
-#include "launcher/UpdaterLog.h"
 #include "launcher/UpdaterProcess.h"
 
-#include <QDateTime>
 #include <QElapsedTimer>
-#include <QFileSystemWatcher>
+#include <QFile>
 #include <QObject>
-#include <QTemporaryDir>
 #include <QTimer>
+
+#include <memory>
 
 class Display;
 
-/// One upgrade: starts the updater, follows its result file and its output, and
-/// ends it when there is no progress or the user wants it.  Main thread; needs an
-/// event loop.
+/// One upgrade: starts the updater, follows its output, and ends it when there is no
+/// progress or the user wants it.  Main thread; needs an event loop.
 class FlashRun : public QObject
 {
     Q_OBJECT
@@ -42,9 +37,6 @@ private:
     /// Looks at everything there is to look at.
     void look();
     void readLog();
-    void tellLogFault();
-    void readResult();
-    bool isResultUntouched() const;
     void updateProgress();
     void heedInterrupts();
     void heedTime();
@@ -53,23 +45,13 @@ private:
     void onEnded(int exitCode, QProcess::ExitStatus status);
     void onError(QProcess::ProcessError error);
     void conclude();
-    QString ownLogPath() const { return ownFolder.filePath(QStringLiteral("updater.log")); }
 
     CommandLine wanted;
     int packetCount;
     Display *shownOn;
-    QTemporaryDir ownFolder;
     UpdaterProcess updater;
-    FileTail logTail;
-    KeptLog keptLog;
-    FileTail resultTail;
-    /// The result file before the start.
-    qint64 sizeBefore = 0;
-    QDateTime changedBefore;
-    ResultFollower result;
-    /// Another updater has emptied the result file.
-    bool resultLost = false;
-    QFileSystemWatcher watcher;
+    /// The updater's output, read from this run's begin on.
+    std::unique_ptr<QFile> log;
     QTimer poll;
     QElapsedTimer sinceStart;
     QElapsedTimer sinceProgress;

@@ -3,7 +3,31 @@
 #include "launcher/ImageReport.h"
 #include "launcher/PluggedIn.h"
 
+#include <algorithm>
+#include <array>
+
 namespace {
+
+struct CodeTexts
+{
+    Outcome::Code code;
+    /// For programs.
+    const char *name;
+    /// As --help has it.
+    const char *text;
+};
+
+constexpr std::array<CodeTexts, 9> codes = {{
+    {Outcome::Done, "done", "flashed; or the image is in order; or a microphone is plugged in"},
+    {Outcome::Failed, "failed", "the microphone reported failure"},
+    {Outcome::NoMicrophone, "no-microphone", "no microphone was found, or it could not be opened"},
+    {Outcome::ImageRefused, "image-refused", "the image was refused"},
+    {Outcome::AnotherUpdater, "another-updater", "another updater is running"},
+    {Outcome::NoVerdict, "no-verdict", "no verdict in time, the updater was ended"},
+    {Outcome::UpdaterFailed, "updater-failed", "the updater could not be started, or died"},
+    {Outcome::WrongUsage, "wrong-usage", "wrong usage"},
+    {Outcome::Interrupted, "interrupted", "interrupted by Ctrl-C, the updater was ended"},
+}};
 
 /// The updater does not say why: to it a microphone that does not open is none.
 Outcome noMicrophone(const QString &imagePath)
@@ -36,30 +60,25 @@ Outcome noMicrophone(const QString &imagePath)
                                        advice};
 }
 
+/// A warning for whoever reads the result file, too.
+QString otherThanInFile(const Outcome::Facts &facts)
+{
+    if (facts.fileVerdict == facts.log.verdict())
+        return {};
+    return QStringLiteral(" (The result file says something else: it could not be written, or "
+                          "another updater has used it since.)");
+}
+
 Outcome updaterDied(const Outcome::Facts &facts)
 {
     const QString how =
         facts.ending == Outcome::Ending::Crashed
             ? QStringLiteral("crashed or was killed")
             : QStringLiteral("ended without a verdict (code %1)").arg(facts.exitCode);
-    const QString file =
-        facts.fileVerdict == ResultFollower::Verdict::None
-            ? QString()
-            : QStringLiteral(" (The result file tells of a verdict. The updater itself did not, so "
-                             "it may be another run's.)");
     return {Outcome::UpdaterFailed, QStringLiteral("The updater %1; --log FILE keeps what it "
                                                    "says. %2")
                                             .arg(how, Outcome::aftermath(facts.phase)) +
-                                        file};
-}
-
-/// A warning for whoever reads the result file, too.
-QString otherThanInFile(const Outcome::Facts &facts)
-{
-    if (facts.fileVerdict == facts.log.verdict())
-        return {};
-    return QStringLiteral(" (The result file does not say so: it could not be written, or another "
-                          "updater has used it since.)");
+                                        otherThanInFile(facts)};
 }
 
 /// Of an updater that ended by itself, with code 0, and gave no verdict.
@@ -81,38 +100,21 @@ Outcome silentEnd(const Outcome::Facts &facts)
 
 QString Outcome::name() const
 {
-    switch (code) {
-    case Done:
-        return QStringLiteral("done");
-    case Failed:
-        return QStringLiteral("failed");
-    case NoMicrophone:
-        return QStringLiteral("no-microphone");
-    case ImageRefused:
-        return QStringLiteral("image-refused");
-    case AnotherUpdater:
-        return QStringLiteral("another-updater");
-    case NoVerdict:
-        return QStringLiteral("no-verdict");
-    case UpdaterFailed:
-        return QStringLiteral("updater-failed");
-    case WrongUsage:
-        return QStringLiteral("wrong-usage");
-    case Interrupted:
-        break;
-    }
-    return QStringLiteral("interrupted");
+    return QString::fromLatin1(
+        std::find_if(codes.begin(), codes.end(), [this](const CodeTexts &each) {
+            return each.code == code;
+        })->name);
 }
 
 Outcome Outcome::of(const Facts &facts)
 {
     // A verdict stands, whatever became of the updater after it.
-    const ResultFollower::Verdict verdict = facts.log.verdict();
-    if (verdict == ResultFollower::Verdict::Success) {
+    const UpdaterLog::Verdict verdict = facts.log.verdict();
+    if (verdict == UpdaterLog::Verdict::Succeeded) {
         return {Done, QStringLiteral("The microphone was flashed. It can be used now.") +
                           otherThanInFile(facts)};
     }
-    if (verdict == ResultFollower::Verdict::Failure) {
+    if (verdict == UpdaterLog::Verdict::Failed) {
         return {Failed, QStringLiteral("The microphone reported that the upgrade failed. Plug it "
                                        "in anew and run this again; if it fails again, check "
                                        "that the image is the one for this microphone.") +
@@ -192,15 +194,8 @@ QString Outcome::aftermath(Progress::Phase phase)
 
 QString Outcome::codeList()
 {
-    return QStringLiteral(
-        "Exit codes:\n"
-        "  0    flashed; or the image is in order; or a microphone is plugged in\n"
-        "  1    the microphone reported failure\n"
-        "  2    no microphone was found, or it could not be opened\n"
-        "  3    the image was refused\n"
-        "  4    another updater is running\n"
-        "  5    no verdict in time, the updater was ended\n"
-        "  6    the updater could not be started, or died\n"
-        "  64   wrong usage\n"
-        "  130  interrupted by Ctrl-C, the updater was ended\n");
+    QString list = QStringLiteral("Exit codes:\n");
+    for (const CodeTexts &each : codes)
+        list += QString::asprintf("  %-3d  %s\n", each.code, each.text);
+    return list;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include "launcher/Progress.h"
-#include "launcher/ResultFollower.h"
 #include "launcher/UpdaterLog.h"
 
 #include <QString>
@@ -49,7 +48,7 @@ struct Outcome
         int waitedSeconds = 0;
         Progress::Phase phase = Progress::Phase::Starting;
         /// What the result file says; the log's verdict counts.
-        ResultFollower::Verdict fileVerdict = ResultFollower::Verdict::None;
+        UpdaterLog::Verdict fileVerdict = UpdaterLog::Verdict::None;
         UpdaterLog log;
         QString imagePath;
         QString updaterPath;

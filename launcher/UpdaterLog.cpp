@@ -1,43 +1,36 @@
 #include "launcher/UpdaterLog.h"
 
+#include "device/outputLines.h"
+
 #include <QList>
+
+#include <algorithm>
 
 namespace {
 
-// Lines of the updater, in the order in which they come.
-/// Written just before the result file is emptied ...
-const char *const beginMark = "createUI----";
-/// ... and the first that can stand behind that: the search begins, or it could not.
-const char *const searchMark = "kkkhhhhxxxxx ";
-const char *const resultMark = "file_ssss: ";
-/// Packet and report length of the microphone that was opened.
-const char *const openedMark = "xxxxx ";
-/// A packet that goes out, and a status report that came: the bytes in hexadecimal, each
-/// behind a blank.
-const char *const packetMark = "dfuxxx------";
-const char *const statusMark = "qqqq  ";
-const char *const refusedMark = "firmware refused: ";
-/// The box that says that the image cannot be opened, where there is no screen.
-const char *const boxMark = "Title: ";
+constexpr int wholePercent = 100;
+
+bool begins(const QByteArray &line, const char *mark)
+{
+    return line.startsWith(mark);
+}
 
 QString behind(const QByteArray &line, const char *mark)
 {
-    return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))));
+    return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))))
+        .trimmed();
 }
 
-/// The verdict in a status report, by the rules of docs/protocol.md.
-ResultFollower::Verdict verdictOf(const QByteArray &statusLine)
+InputReport::Verdict verdictOf(const QByteArray &statusLine)
 {
-    constexpr int stateIndex = 7;
-    constexpr int flagIndex = 8;
-    const QList<QByteArray> bytes =
-        statusLine.mid(static_cast<int>(qstrlen(statusMark))).split(' ');
-    const QByteArray state = bytes.value(stateIndex);
-    if (bytes.value(flagIndex) == "1" || state == "2" || state == "4")
-        return ResultFollower::Verdict::Failure;
-    if (state == "5" || state == "6")
-        return ResultFollower::Verdict::Success;
-    return ResultFollower::Verdict::None;
+    constexpr int hexadecimal = 16;
+    // Behind the report stand two of its bytes once more.
+    const QList<QByteArray> words = statusLine.simplified().split(' ').mid(1, InputReport::size);
+    InputReport::Bytes bytes{};
+    std::transform(words.begin(), words.end(), bytes.begin(), [](const QByteArray &word) {
+        return static_cast<std::uint8_t>(word.toUInt(nullptr, hexadecimal));
+    });
+    return InputReport(bytes).verdict();
 }
 
 } // namespace
@@ -55,24 +48,44 @@ void UpdaterLog::take(const QByteArray &bytes)
 
 void UpdaterLog::finish()
 {
-    takeLine(unfinished);
+    takeLine(unfinished.trimmed());
     unfinished.clear();
 }
 
 void UpdaterLog::takeLine(const QByteArray &line)
 {
-    if (line == beginMark)
-        begun = true;
-    else if (line.startsWith(searchMark) || line.startsWith(resultMark))
-        resultEmptied = begun;
-    else if (line.startsWith(openedMark))
+    // What stands before it may be another updater's, which keeps its output in the same file.
+    begun = begun || line == outputLine::begun;
+    if (!begun)
+        return;
+    if (begins(line, outputLine::opened))
         opened = true;
-    else if (line.startsWith(packetMark))
+    else if (begins(line, outputLine::packetReady))
+        packetCount = std::max(packetCount, 1) + 1;
+    else if (begins(line, outputLine::packetSent))
         ++sentCount;
-    else if (line.startsWith(statusMark) && reported == ResultFollower::Verdict::None)
+    else if (begins(line, outputLine::status) && reported == Verdict::None)
         reported = verdictOf(line);
-    else if (line.startsWith(refusedMark))
-        refusalText = behind(line, refusedMark);
-    else if (line.startsWith(boxMark))
+    else if (begins(line, outputLine::refused))
+        refusalText = behind(line, outputLine::refused);
+    else if (begins(line, outputLine::box))
         refusalText = behind(line, "+");
+    else
+        takeEnd(line);
+}
+
+void UpdaterLog::takeEnd(const QByteArray &line)
+{
+    // One that a verdict ended early did not come to the end.
+    const QList<QByteArray> words = line.split(' ');
+    if (words.value(1) == outputLine::transferOver && words.value(2).toInt() == packetCount)
+        sentAll = packetCount > 0;
+}
+
+int UpdaterLog::percent() const
+{
+    if (sentAll)
+        return wholePercent;
+    const qint64 percents = qint64{sentCount} * wholePercent;
+    return std::min(wholePercent - 1, static_cast<int>(percents / std::max(1, packetCount)));
 }

@@ -1,12 +1,12 @@
 #include "launcher/BarDisplay.h"
 #include "launcher/ExpectedDuration.h"
 #include "launcher/InterruptQuestion.h"
-#include "launcher/ResultFollower.h"
 #include "launcher/Terminal.h"
+#include "launcher/UpdaterLog.h"
 
 #include <QTest>
 
-/// What needs no updater: the result file's grammar, the bar, the schedule.
+/// What needs no updater: the output's grammar, the bar, the schedule.
 class LauncherTest : public QObject
 {
     Q_OBJECT
@@ -14,34 +14,50 @@ class LauncherTest : public QObject
     using Meaning = InterruptQuestion::Meaning;
 
 private slots:
-    void the_result_file_is_understood_piece_by_piece_data()
+    void the_output_is_understood_piece_by_piece_data()
     {
-        using Verdict = ResultFollower::Verdict;
+        using Verdict = UpdaterLog::Verdict;
         QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<int>("sent");
         QTest::addColumn<int>("percent");
-        QTest::addColumn<int>("steps");
         QTest::addColumn<Verdict>("verdict");
-        QTest::newRow("success") << QByteArray("0%\n42%\nsuccess 1") << 42 << 2 << Verdict::Success;
-        QTest::newRow("failure, CR LF")
-            << QByteArray("0%\r\n7%\r\nsuccess -1") << 7 << 2 << Verdict::Failure;
-        QTest::newRow("torn outcome") << QByteArray("9%\nsuccess -") << 9 << 1 << Verdict::None;
-        QTest::newRow("torn line") << QByteArray("9%\n10%") << 9 << 1 << Verdict::None;
-        QTest::newRow("neither down nor above the whole")
-            << QByteArray("90%\n3%\n104%\n2%\n") << 100 << 4 << Verdict::None;
-        QTest::newRow("noise") << QByteArray("x%\n\n12\n-5%\n99999999999%\nsuccess 2") << 0 << 1
-                               << Verdict::None;
+        const QByteArray ready =
+            "createUI----\nxxxxx 11 64\n" + QByteArray("jjjjjjjsend_message  4b 1\n").repeated(3);
+        const QByteArray half = ready + QByteArray("dfuxxx------  4b 1\n").repeated(2);
+        const QByteArray all = ready + QByteArray("dfuxxx------  4b 1\n").repeated(4);
+        const auto status = [](const char *code, const char *flag) {
+            return QByteArray("qqqq  4b 0 0 0 b 0 0 ") + code + ' ' + flag +
+                   QByteArray(" 0").repeated(55) + " 1 2\n";
+        };
+        QTest::newRow("before anything is sent") << ready << 0 << 0 << Verdict::None;
+        QTest::newRow("torn line") << half.chopped(1) << 1 << 25 << Verdict::None;
+        QTest::newRow("torn status")
+            << half + status("5", "0").chopped(1) << 2 << 50 << Verdict::None;
+        QTest::newRow("all but the end") << all << 4 << 99 << Verdict::None;
+        QTest::newRow("flashed") << all + "0 ggg 4\n" + status("3", "0") + status("5", "0") << 4
+                                 << 100 << Verdict::Succeeded;
+        QTest::newRow("failed, CR LF")
+            << QByteArray(half + status("6", "1") + "0 ggg 2\n").replace("\n", "\r\n") << 2 << 50
+            << Verdict::Failed;
+        QTest::newRow("the first verdict stands")
+            << half + status("4", "0") + status("6", "0") << 2 << 50 << Verdict::Failed;
+        QTest::newRow("no first packet") << half + "0 ggg 4\n" << 2 << 100 << Verdict::None;
+        QTest::newRow("another one's")
+            << all.mid(13) + "0 ggg 4\n" + status("5", "0") << 0 << 0 << Verdict::None;
+        QTest::newRow("noise") << QByteArray("createUI----\n\n0 ggg 0\nqqqq\nxdfuxxx------\n") << 0
+                               << 0 << Verdict::None;
     }
 
-    void the_result_file_is_understood_piece_by_piece()
+    void the_output_is_understood_piece_by_piece()
     {
         QFETCH(QByteArray, text);
         for (const int piece : {1, text.size()}) {
-            ResultFollower follower;
+            UpdaterLog log;
             for (int begin = 0; begin < text.size(); begin += piece)
-                follower.take(text.mid(begin, piece));
-            QTEST(follower.percent(), "percent");
-            QTEST(follower.steps(), "steps");
-            QTEST(follower.verdict(), "verdict");
+                log.take(text.mid(begin, piece));
+            QTEST(log.packetsSent(), "sent");
+            QTEST(log.percent(), "percent");
+            QTEST(log.verdict(), "verdict");
         }
     }
 
@@ -96,6 +112,6 @@ private slots:
     }
 };
 
-Q_DECLARE_METATYPE(ResultFollower::Verdict)
+Q_DECLARE_METATYPE(UpdaterLog::Verdict)
 QTEST_GUILESS_MAIN(LauncherTest)
 #include "tst_launcher.moc"
