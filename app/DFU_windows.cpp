@@ -6,6 +6,7 @@
 #include "app/process.h"
 #include "app/tb210_progress_view.h"
 #include "device/deviceSelection.h"
+#include "device/outputLines.h"
 #include "dsp/dfu_0206_view.h"
 #include "upgrade/DFU_thread.h"
 #include "upgrade/DevOperator.h"
@@ -296,13 +297,14 @@ void DFU_windows::loadFirmware()
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
         // Shown in hidden mode as well, by decision of this system.
-        inform(this, QStringLiteral("Title"), QStringLiteral("打开错误+") + file.errorString(),
-               QMessageBox::Yes | QMessageBox::No, QMessageBox::Yes);
+        inform(this, QString::fromLatin1(outputLine::box),
+               QStringLiteral("打开错误+") + file.errorString(), QMessageBox::Yes | QMessageBox::No,
+               QMessageBox::Yes);
         return;
     }
     const FirmwareFile firmware = FirmwareFile::parse(file.readAll());
     if (!firmware.isValid()) {
-        qDebug().noquote() << "firmware refused:" << firmware.fault().text();
+        qDebug().noquote() << outputLine::refused << firmware.fault().text();
         mcuVersionLabel->setText(noVersion());
         return;
     }
@@ -325,7 +327,7 @@ void DFU_windows::update_click()
     qDebug() << firmwareRecords.size() << "xxxllllll";
     packetList = FirmwareFile::cut(firmwareRecords);
     for (const QByteArray &packet : packetList.mid(1))
-        qDebug().noquote() << "jjjjjjjsend_message" << hexText(packet);
+        qDebug().noquote() << outputLine::packetReady << hexText(packet);
     devOperator->pendingPackets = packetList;
     progressView->bar()->setMaximum(packetList.size());
     progressView->bar()->setValue(0);

@@ -1,6 +1,7 @@
 #include "app/ResultFile.h"
 
 #include "app/common_funtion.h"
+#include "device/outputLines.h"
 
 #include <QDebug>
 #include <QDir>
@@ -16,7 +17,7 @@ void ResultFile::bind()
 void ResultFile::prepare()
 {
     bind();
-    qDebug() << "createUI----";
+    qDebug() << outputLine::begun;
     if (resultFile.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Truncate |
                         QIODevice::Text))
         resultFile.close();

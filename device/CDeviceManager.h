@@ -4,6 +4,7 @@
 #include "device/Output.h"
 #include "device/Unguarded.h"
 #include "device/deviceSelection.h"
+#include "device/outputLines.h"
 #include "upgrade/ICommProtocol.h"
 
 #include <QDebug>
@@ -128,7 +129,7 @@ bool CDeviceManager<Device>::connect(const char *path, std::uint32_t vid, std::u
     const int frameLength = protocol->frameLength();
     const int reportLength = device->getMaxInputReportLen();
     Output::print("--xxx---%d----%d", frameLength, reportLength);
-    qDebug() << "xxxxx" << frameLength << reportLength;
+    qDebug() << outputLine::opened << frameLength << reportLength;
     protocol->onDeviceConnected(this);
     return true;
 }

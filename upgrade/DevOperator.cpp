@@ -4,6 +4,7 @@
 #include "device/CHidBase.h"
 #include "device/Output.h"
 #include "device/deviceSelection.h"
+#include "device/outputLines.h"
 #include "upgrade/FirmwareFile.h"
 #include "upgrade/commandQueues.h"
 #include "upgrade/hexText.h"
@@ -222,7 +223,7 @@ void DevOperator::sendTail()
         if (sent == static_cast<std::uint32_t>(pendingPackets.size()))
             pendingPackets.clear();
     }
-    qDebug() << pendingPackets.size() << "ggg" << sentCount;
+    qDebug() << pendingPackets.size() << outputLine::transferOver << sentCount;
 }
 
 void DevOperator::sendOne(const QByteArray &packet, int indexInBatch)
@@ -231,7 +232,7 @@ void DevOperator::sendOne(const QByteArray &packet, int indexInBatch)
     if (packet.size() != FirmwareFile::packetSize)
         return;
     reportBuffer.clear();
-    qDebug().noquote() << "dfuxxx------" << hexText(packet);
+    qDebug().noquote() << outputLine::packetSent << hexText(packet);
     Reply reply{};
     sendPacket(reinterpret_cast<const std::uint8_t *>(packet.constData()), reply.data(),
                indexInBatch, packetTimeoutMs);
@@ -346,7 +347,8 @@ void DevOperator::readDeviceReport()
 
     if (report.isUpgradeStatus()) {
         ++statusReportCount;
-        qDebug().noquote() << "qqqq" << hexText(asByteArray(report.data(), InputReport::size))
+        qDebug().noquote() << outputLine::status
+                           << hexText(asByteArray(report.data(), InputReport::size))
                            << report.value() << report.subKind();
         giveVerdict(report.verdict());
     }
