@@ -97,13 +97,22 @@ void makeSingleLine(QTextEdit *edit)
     edit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
-/// A DSP firmware's version: four characters of its file name, before the last
-/// four ("V1.0" of "...V1.0.bin").
+/// A DSP firmware's version: the four characters of its file name that begin eight
+/// before its end ("V1.0" of "...V1.0.bin").  In a shorter name they begin where the
+/// name does ("a.bi" of "a.bin").
 QString dspVersionOf(const QString &fileName)
 {
     constexpr int fromEnd = 8;
     constexpr int length = 4;
     return fileName.right(fromEnd).left(length);
+}
+
+/// Of a refused image: its upgrade-mode command is in order, and at most one packet of
+/// data is behind it, so the record that has the version is missing or too short.
+bool endsBeforeVersion(const QByteArray &image, const FirmwareFile::Fault &fault)
+{
+    return fault.record == 1 &&
+           image.size() <= FirmwareFile::entryRecordSize + FirmwareFile::payloadSize;
 }
 
 /// Above this many arguments the outcome is shown in a box.
@@ -290,6 +299,9 @@ void DFU_windows::inspectFirmware(const QString &path)
 
 void DFU_windows::loadFirmware()
 {
+    // A file of which nothing can be used leaves the version label as it is, whether it
+    // cannot be opened, is empty or is damaged.  What is only too small for a version
+    // shows none.
     const QString fileName = common_funtion::fileNameOf(mcuPathEdit->toPlainText());
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())
@@ -302,10 +314,12 @@ void DFU_windows::loadFirmware()
                QMessageBox::Yes);
         return;
     }
-    const FirmwareFile firmware = FirmwareFile::parse(file.readAll());
+    const QByteArray image = file.readAll();
+    const FirmwareFile firmware = FirmwareFile::parse(image);
     if (!firmware.isValid()) {
         qDebug().noquote() << outputLine::refused << firmware.fault().text();
-        mcuVersionLabel->setText(noVersion());
+        if (endsBeforeVersion(image, firmware.fault()))
+            showVersion(noVersion());
         return;
     }
     firmwareRecords = firmware.records();
@@ -313,8 +327,13 @@ void DFU_windows::loadFirmware()
         qDebug() << record.size() << "kkkk" << static_cast<unsigned char>(record.at(1))
                  << static_cast<unsigned char>(record.at(2));
     }
-    versionText = FirmwareFile::versionText(firmwareRecords);
-    mcuVersionLabel->setText(versionText);
+    showVersion(FirmwareFile::versionText(firmwareRecords));
+}
+
+void DFU_windows::showVersion(const QString &version)
+{
+    versionText = version;
+    mcuVersionLabel->setText(version);
 }
 
 void DFU_windows::update_click()

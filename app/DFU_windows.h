@@ -81,6 +81,7 @@ private:
     void followDevice();
     void inspectFirmware(const QString &path);
     void loadFirmware();
+    void showVersion(const QString &version);
     void showConnected();
     /// Ends the process with code 0.
     [[noreturn]] void leave();

@@ -2,8 +2,10 @@
 #include "app/process.h"
 #include "app/myEdit_view.h"
 #include "app/tb210_progress_view.h"
+#include "dsp/dfu_0206_view.h"
 #include "simulator/Simulator.h"
 #include "tests/support/FakeTool.h"
+#include "upgrade/DevOperator.h"
 #include "upgrade/linkFlags.h"
 
 #include <QApplication>
@@ -15,6 +17,7 @@
 #include <QLabel>
 #include <QLineEdit>
 #include <QMessageBox>
+#include <QMetaMethod>
 #include <QMimeData>
 #include <QProgressBar>
 #include <QPushButton>
@@ -26,6 +29,7 @@
 #include <QTimer>
 #include <QUrl>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <cstdlib>
@@ -121,17 +125,21 @@ QString noSuchFile()
     return file.errorString();
 }
 
+QByteArray recordOf(char size)
+{
+    QByteArray record(size, '\0');
+    record[1] = size;
+    return record;
+}
+
 /// The header's packet and three records of two packets each.
 QByteArray imageOfVersion(char major, char minor, char patch)
 {
-    QByteArray header(11, '\0');
-    header[1] = 11;
-    QByteArray record(100, '\0');
-    record[1] = 100;
+    QByteArray record = recordOf(100);
     record[77] = major;
     record[78] = minor;
     record[79] = patch;
-    return header + record + record + record;
+    return recordOf(11) + record + record + record;
 }
 
 /// Answers every message box that comes up during the action, and tells what they show:
@@ -166,6 +174,25 @@ struct Left
 {
     int code;
 };
+
+/// The exit code with which the action ends the process; -1 when it does not.
+int endOf(const std::function<void()> &action)
+{
+    try {
+        action();
+    } catch (const Left &left) {
+        // A quit is in force until the next event loop of the application begins.
+        QMetaObject::invokeMethod(qApp, "quit", Qt::QueuedConnection);
+        QApplication::exec();
+        return left.code;
+    }
+    return -1;
+}
+
+std::size_t packetsSent()
+{
+    return sim::Simulator::instance().packets().size();
+}
 
 } // namespace
 
@@ -218,6 +245,35 @@ private:
         QCOMPARE(languageBox->currentIndex(), language);
     }
 
+    /// What is in it: "class|x,y|size|text|style|hidden".
+    void describe(const QWidget *parent, QStringList *lines) const
+    {
+        for (const QObject *const child : parent->children()) {
+            const auto *const widget = qobject_cast<const QWidget *>(child);
+            if (widget == nullptr)
+                continue;
+            const QRect place = widget->geometry();
+            QString shown = widget->property("text").toString();
+            if (widget->property("placeholderText").isValid())
+                shown = widget->property("placeholderText").toString();
+            if (qobject_cast<const QProgressBar *>(widget) != nullptr &&
+                !widget->property("textVisible").toBool())
+                shown.clear();
+            if (widget == languageBox)
+                shown = languageBox->currentText();
+            *lines += QStringLiteral("%1|%2,%3|%4x%5|%6|%7|%8")
+                          .arg(text(widget->metaObject()->className()))
+                          .arg(place.x())
+                          .arg(place.y())
+                          .arg(place.width())
+                          .arg(place.height())
+                          .arg(shown, widget->styleSheet(),
+                               widget->isHidden() ? text("hidden") : QString());
+            if (widget == progressView || qobject_cast<const QLabel *>(widget))
+                describe(widget, lines);
+        }
+    }
+
 private slots:
     void initTestCase()
     {
@@ -242,6 +298,75 @@ private slots:
         languageBox->setCurrentIndex(English);
         connectedFlag = true;
         buttonAt(mcuButtonPlace)->click();
+    }
+
+    void every_widget_has_its_place_text_and_look()
+    {
+        QStringList seen;
+        describe(window, &seen);
+        const QStringList expected =
+            text("QLabel|20,170|200x30|Connected device|color:black|\n"
+                 "QLabel|300,0|80x20|Language:|background-color:transparent;"
+                 "color:rgb(158,158,158);text-align:center;font-size:15px;"
+                 "font-family:'Source Han Sans CN Medium'|\n"
+                 "QComboBox|380,0|100x20|English||\n"
+                 "QPushButton|10,60|60x25|Firmware||\n"
+                 "myEdit_view|80,60|340x25|Please enter the MCU firmware path||\n"
+                 "QLabel|430,60|50x30|V1.2.3||\n"
+                 "QPushButton|195,120|110x40|Confirm||\n"
+                 "QPushButton|10,70|60x25|DSP固件||hidden\n"
+                 "QTextEdit|80,70|340x25|请输入DSP固件路径||hidden\n"
+                 "QLabel|430,70|50x30|V0.0.0||hidden\n"
+                 "QPushButton|195,120|110x40|确认DSP固件升级||hidden\n"
+                 "tb210_progress_view|0,0|500x200|||hidden\n"
+                 "QLabel|0,0|500x200|||\n"
+                 "QLabel|90,50|320x100|||\n"
+                 "QProgressBar|12,42|266x16||QProgressBar {border-radius: 8px;"
+                 "background-color:rgb(27,27,27);}QProgressBar::chunk{"
+                 "background-color:rgb(255,171,33);}|\n"
+                 "QLabel|10,42|270x16|||\n"
+                 "QLabel|12,42|266x16|Loading...|color:white;background-color:transparent;"
+                 "font-size:15px;font-family:'Source Han Sans CN Medium'|\n"
+                 "QLabel|12,42|266x16|100%|color:white;background-color:transparent;"
+                 "font-size:13px;font-family:'Source Han Sans CN Medium'|")
+                .split(QLatin1Char('\n'));
+        for (int i = 0; i < std::min(seen.size(), expected.size()); ++i)
+            QCOMPARE(seen.at(i), expected.at(i));
+        QCOMPARE(seen.size(), expected.size());
+        QVERIFY(window->minimumSize() == QSize(500, 200) &&
+                window->maximumSize() == QSize(500, 200));
+        for (const QTextEdit *const edit : window->findChildren<QTextEdit *>()) {
+            QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
+            QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+            QCOMPARE(edit->verticalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
+        }
+    }
+
+    void signals_and_slots_have_their_order()
+    {
+        const auto order = [](const QMetaObject &type) {
+            QByteArrayList all;
+            for (int i = type.methodOffset(); i < type.methodCount(); ++i) {
+                const QMetaMethod method = type.method(i);
+                all += (method.methodType() == QMetaMethod::Signal ? "*" : "") +
+                       method.methodSignature();
+            }
+            return all.join(' ');
+        };
+        QCOMPARE(order(DFU_windows::staticMetaObject),
+                 QByteArray("*sendMsgSignals() OnConnectDevice() OnDisConnectDevice() dfu_click() "
+                            "update_click() updatedsp_click() dsp_btn_click() progress_value(int) "
+                            "sendMessage_fail_hand(int) dsp_kt0206_progress_val(int) "
+                            "dsp_kt0206_finish(int) mcudropClick(QString) change_language(int)"));
+        QCOMPARE(order(dfu_0206_view::staticMetaObject),
+                 QByteArray("*dsp_progress_value(int) *dsp_finish_progress(int) readResult(int) "
+                            "onReadData()"));
+        QCOMPARE(order(DevOperator::staticMetaObject),
+                 QByteArray("*connectDevice() *disconnectDevice() *refresh_main_signal() "
+                            "*tb210_refresh_main_signal() *tb210_sysreceive_datasignal() "
+                            "*tb210_progress_current_value(int) *tb210_break_fail_mess(int) "
+                            "*blockDfuStatus(int) *blockModelCodel() startSendMsg() "
+                            "tb210_startSendMsg() tb210_startReceiveMsg() timeOutAction()"));
     }
 
     void the_language_box_switches_the_texts()
@@ -324,13 +449,22 @@ private slots:
     {
         columns<QStringList, QString, QString, int, QString>(
             {"urls", "edit", "version", "language", "boxes"});
-        const QString other = home.filePath(text("other.bin"));
+        const auto made = [](const char *name, const QByteArray &image) {
+            const QString path = home.filePath(text(name));
+            writeFile(path, image);
+            return path;
+        };
+        const QString other = made("other.bin", imageOfVersion(4, 5, 6));
+        const QString damaged = made("damaged.bin", imageOfVersion(7, 8, 9) + "too much");
+        const QString empty = made("empty.bin", "");
+        const QString header = made("header.bin", recordOf(11));
+        const QString two = made("two packets.bin", recordOf(11) + recordOf(64));
         const QString missing = home.filePath(text("missing.bin"));
         const QString box = text("i|Title|打开错误+") + noSuchFile() + text("|Yes No|Yes");
-        writeFile(other, imageOfVersion(4, 5, 6));
-        const QString damaged = home.filePath(text("damaged.bin"));
-        writeFile(damaged, imageOfVersion(7, 8, 9) + "too much");
-        row("damaged file", QStringList{damaged}, damaged, "V0.0.0", English, "");
+        row("damaged file", QStringList{damaged}, damaged, "V1.2.3", English, "");
+        row("empty file", QStringList{empty}, empty, "V1.2.3", English, "");
+        row("header only", QStringList{header}, header, "V0.0.0", English, "");
+        row("two packets", QStringList{two}, two, "V0.0.0", English, "");
         row("one file", QStringList{other}, other, "V4.5.6", English, "");
         row("two files", QStringList{other, missing}, other, "V4.5.6", English, "");
         row("plain text", QStringList{}, text("a word"), "V1.2.3", English, "");
@@ -374,8 +508,8 @@ private slots:
 
     void confirm_arms_the_transfer_again()
     {
-        const auto sent = [] { return sim::Simulator::instance().packets().size(); };
-        const std::size_t before = sent();
+        const QByteArray before = result();
+        const std::size_t sentBefore = packetsSent();
         mcuEdit->setPlainText(home.filePath(text("other.bin")));
         QTest::mouseClick(buttonAt(confirmPlace), Qt::LeftButton);
         QCOMPARE(mcuEdit->toPlainText(), home.filePath(text("TB210.bin")));
@@ -383,7 +517,31 @@ private slots:
         QCOMPARE(progressView->bar()->maximum(), packetCount);
         QCOMPARE(progressView->bar()->value(), 0);
         QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
-        QVERIFY(sent() > before);
+        QCOMPARE(packetsSent(), sentBefore + packetCount);
+        QCOMPARE(result(), before + "0%\n0%\n0%\n42%\n42%\n42%\n42%\n57%\n71%\n85%\n100%\n");
+    }
+
+    void an_image_that_cannot_be_sent_ends_the_process_data()
+    {
+        columns<QByteArray>({"image"});
+        row("empty", QByteArray());
+        row("damaged", imageOfVersion(1, 2, 3).chopped(1));
+        row("header only", recordOf(11));
+        row("two packets", recordOf(11) + recordOf(64));
+    }
+
+    void an_image_that_cannot_be_sent_ends_the_process()
+    {
+        QFETCH(QByteArray, image);
+        const QString file = home.filePath(text("TB210.bin"));
+        const QByteArray before = result();
+        const std::size_t sentBefore = packetsSent();
+        writeFile(file, image);
+        QCOMPARE(endOf([this] { window->update_click(); }), 0);
+        writeFile(file, imageOfVersion(1, 2, 3));
+        QVERIFY(!progressView->isVisible());
+        QCOMPARE(packetsSent(), sentBefore);
+        QCOMPARE(result(), before);
     }
 
     void an_outcome_is_shown_and_ends_the_process_data()
@@ -402,16 +560,8 @@ private slots:
         languageBox->setCurrentIndex(language);
         const QByteArray before = result();
         int code = -1;
-        const QString boxes = boxesDuring([&] {
-            try {
-                window->sendMessage_fail_hand(status);
-            } catch (const Left &left) {
-                code = left.code;
-            }
-        });
-        // A quit is in force until the next event loop of the application begins.
-        QMetaObject::invokeMethod(qApp, "quit", Qt::QueuedConnection);
-        QApplication::exec();
+        const QString boxes =
+            boxesDuring([&] { code = endOf([&] { window->sendMessage_fail_hand(status); }); });
         QTEST(boxes, "box");
         QCOMPARE(code, 0);
         QCOMPARE(result(), before + (status == 1 ? "success -1" : "success 1"));
@@ -435,6 +585,8 @@ private slots:
         columns<QString, int, QString, QString>({"path", "language", "version", "boxes"});
         row("none", "", English, "as it was", "");
         row("missing", "missing_V1.0.bin", English, "V1.0",
+            text("i|Title|Open Error") + noSuchFile() + text("|Yes No|Yes"));
+        row("missing, of a short name", "a.bin", English, "a.bi",
             text("i|Title|Open Error") + noSuchFile() + text("|Yes No|Yes"));
         row("missing, Chinese, as a URL", "file:///missing_V2.1.bin", Chinese, "V2.1",
             text("i|Title|打开错误") + noSuchFile() + text("|Yes No|Yes"));
