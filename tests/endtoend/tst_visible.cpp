@@ -30,7 +30,8 @@ private:
     QProcess windowManager;
 
     /// What an X tool prints.
-    QString ask(const char *tool, const char *arguments) const;
+    QString ask(const char *tool, const QByteArray &arguments) const;
+    QProcessEnvironment onDisplay() const;
     /// The window that has the keyboard; empty without one.
     QString activeWindow() const { return ask("xdotool", "getactivewindow getwindowname"); }
     void press(const char *key) const { ask("xdotool", key); }
@@ -46,8 +47,7 @@ private slots:
         display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
 
         // A home without settings, so that its own keys are in force.
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert(text("DISPLAY"), display);
+        QProcessEnvironment environment = onDisplay();
         environment.insert(text("HOME"), home.path());
         environment.remove(text("XDG_CONFIG_HOME"));
         windowManager.setProcessEnvironment(environment);
@@ -147,6 +147,48 @@ private slots:
         QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
     }
 
+    void a_headless_run_shows_nothing_data()
+    {
+        QTest::addColumn<QByteArray>("verdict");
+        QTest::addColumn<QByteArray>("outcome");
+        QTest::newRow("succeeds") << QByteArray("by-image") << QByteArray("success 1");
+        QTest::newRow("fails") << QByteArray("failure2") << QByteArray("success -1");
+    }
+
+    void a_headless_run_shows_nothing()
+    {
+        QFETCH(QByteArray, verdict);
+        // Of each window that comes and goes it prints a line; the mark says that it has
+        // told all that was before.
+        const auto setMark = [this](const QByteArray &mark) {
+            ask("xprop", "-root -format VELMO_MARK 8s -set VELMO_MARK " + mark);
+        };
+        setMark("begin"); // it hears of no property that nobody has set yet
+        QTRY_VERIFY_WITH_TIMEOUT(!ask("xprop", "-root _NET_CLIENT_LIST").contains(text("0x")),
+                                 endTimeoutMs);
+        QProcess windows;
+        windows.setProcessEnvironment(onDisplay());
+        windows.start(text("xprop"), text("-root -spy _NET_CLIENT_LIST VELMO_MARK").split(' '));
+        QByteArray told;
+        const auto tells = [&](const QByteArray &what) {
+            return (told += windows.readAll()).contains(what);
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(tells("begin"), endTimeoutMs);
+
+        UpdaterRun run;
+        run.display = display;
+        run.start({run.makePlainImage()}, "silent=entry;enter-time=20;verdict=" + verdict);
+        QTRY_VERIFY_WITH_TIMEOUT(run.waitForExit(0) || tells("0x"), endTimeoutMs);
+        setMark("end");
+        QTRY_VERIFY_WITH_TIMEOUT(tells("end"), endTimeoutMs);
+        windows.kill();
+        windows.waitForFinished();
+        QVERIFY2(!told.contains("0x"), told.constData());
+        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(run.process.exitCode(), 0);
+        QTEST(run.result().split('\n').last(), "outcome");
+    }
+
     void keys_and_clicks_wait_for_the_end_of_the_transfer()
     {
         constexpr int packets = 201;
@@ -201,12 +243,17 @@ private slots:
     }
 };
 
-QString VisibleTest::ask(const char *tool, const char *arguments) const
+QProcessEnvironment VisibleTest::onDisplay() const
 {
-    QProcess process;
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     environment.insert(text("DISPLAY"), display);
-    process.setProcessEnvironment(environment);
+    return environment;
+}
+
+QString VisibleTest::ask(const char *tool, const QByteArray &arguments) const
+{
+    QProcess process;
+    process.setProcessEnvironment(onDisplay());
     process.start(text(tool), text(arguments).split(QLatin1Char(' ')));
     if (!process.waitForFinished(endTimeoutMs))
         qWarning() << tool << process.errorString();
