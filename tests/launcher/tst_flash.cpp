@@ -44,8 +44,11 @@ QString writeUpdater(const UpdaterRun &run, const QByteArray &script)
 
 void flash(UpdaterRun *run, const QStringList &arguments, const QByteArray &simulator)
 {
-    // A process group of its own, as a terminal gives to what is started in it.
-    run->startInShell("exec setsid " VELMO_FLASH " --updater \"$0\" \"$@\"", arguments, simulator);
+    // A process group of its own, as a terminal gives to what is started in it; and settings
+    // that would silence the updater and dress up what it says.
+    run->startInShell("export QT_LOGGING_RULES='*=false' QT_MESSAGE_PATTERN='> %{message}'; "
+                      "exec setsid " VELMO_FLASH " --updater \"$0\" \"$@\"",
+                      arguments, simulator);
 }
 
 /// Objects of a --json output, or nothing if a single line is not as it should be.
@@ -134,6 +137,8 @@ private slots:
             "but it is there now (/dev/velmo-sim1)");
         row("broken image", QStringLiteral("broken"), {}, "", "exit 1", 3,
             "record 6 at offset 511: length 100, but only 99 bytes are left");
+        row("a line break in its name", QStringLiteral("a\nb.bin"), {}, "", "exit 1", 3,
+            "rename it");
         row("no image", QStringLiteral("missing"), {}, "", "exit 1", 3, "No such file");
         const QString otherSum = QStringLiteral("--sha256 ") + QString(64, QLatin1Char('0'));
         row("another checksum", plain, otherSum, "", "exit 1", 3, "not 0000");
