@@ -10,16 +10,16 @@
 
 namespace {
 
-constexpr QLatin1String helpName("help");
-constexpr QLatin1String versionName("version");
-constexpr QLatin1String inspectName("inspect");
-constexpr QLatin1String dryRunName("dry-run");
-constexpr QLatin1String listName("list");
-constexpr QLatin1String jsonName("json");
-constexpr QLatin1String logName("log");
-constexpr QLatin1String sha256Name("sha256");
-constexpr QLatin1String timeoutName("timeout");
-constexpr QLatin1String updaterName("updater");
+const QLatin1String helpName("help");
+const QLatin1String versionName("version");
+const QLatin1String inspectName("inspect");
+const QLatin1String dryRunName("dry-run");
+const QLatin1String listName("list");
+const QLatin1String jsonName("json");
+const QLatin1String logName("log");
+const QLatin1String sha256Name("sha256");
+const QLatin1String timeoutName("timeout");
+const QLatin1String updaterName("updater");
 
 void addOptions(QCommandLineParser *parser)
 {
