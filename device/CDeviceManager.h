@@ -2,7 +2,6 @@
 
 #include "device/ICommDeviceMgmt.h"
 #include "device/Output.h"
-#include "device/Unguarded.h"
 #include "device/deviceSelection.h"
 #include "device/outputLines.h"
 #include "upgrade/ICommProtocol.h"
@@ -12,6 +11,7 @@
 #include <QThread>
 
 #include <array>
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <vector>
@@ -27,10 +27,7 @@ class CDeviceManager final : public ICommDeviceMgmt
 public:
     CDeviceManager() = default;
     ~CDeviceManager() override;
-    CDeviceManager(const CDeviceManager &) = delete;
-    CDeviceManager &operator=(const CDeviceManager &) = delete;
-    CDeviceManager(CDeviceManager &&) = delete;
-    CDeviceManager &operator=(CDeviceManager &&) = delete;
+    Q_DISABLE_COPY_MOVE(CDeviceManager)
 
     bool init() override;
     void setProtocol(ICommProtocol *newProtocol) override { protocol = newProtocol; }
@@ -89,17 +86,20 @@ private:
     /// Written by the operator thread (set), the worker thread (cleared by an
     /// answer) and the main thread (cleared by a disconnect); polled by the
     /// operator thread.
-    Unguarded<bool> waitingReply{false};
+    std::atomic<bool> waitingReply{false};
     /// Packets sent and not answered; operator thread only.  Never followed: the
     /// packets themselves may be gone.
     std::vector<const std::uint8_t *> unansweredPackets;
     /// The awaited command.  Written by the operator thread, read by the worker.
-    Unguarded<std::uint8_t> expectedKey1{0};
-    Unguarded<std::uint8_t> expectedKey2{0};
-    Unguarded<std::uint8_t> expectedKind{0};
+    std::atomic<std::uint8_t> expectedKey1{0};
+    std::atomic<std::uint8_t> expectedKey2{0};
+    std::atomic<std::uint8_t> expectedKind{0};
     /// Outcome of the last reply check.  Written by the worker thread, read by the
-    /// operator thread; not reset by a new command, by decision of this system.
-    Unguarded<int> lastStatus{statusNoReply};
+    /// operator thread.
+    ///
+    /// Quirk: a new command does not reset it, so a command without any reply returns the
+    /// status of an earlier one.  The command queues pass it on as it is.
+    std::atomic<int> lastStatus{statusNoReply};
 };
 
 template <class Device>
@@ -198,8 +198,8 @@ void CDeviceManager<Device>::disconnect()
 template <class Device>
 void CDeviceManager<Device>::closeAndTell()
 {
-    // A sender that waits now sees its command as answered, by decision of this
-    // system.
+    // Quirk: a sender that waits now sees its command as answered.  It must not go on waiting
+    // for a device that is gone.
     waitingReply = false;
     device->close();
     QThread::msleep(closePauseMs);
@@ -325,8 +325,8 @@ void CDeviceManager<Device>::onHotPlug(const char *path, int removal, std::uint1
     if (manager == nullptr || !manager->isReady())
         return;
     if (removal != 0) {
-        // The path outlives the closing, so a second removal notice for it closes
-        // and tells once more, by decision of this system.
+        // Quirk: the path outlives the closing, so a second removal notice for it closes and
+        // tells once more.  The window bears it: it shows the same again.
         if (qstricmp(path, manager->device->getPath()) == 0)
             manager->disconnect();
     } else if (vid == microphoneVendorId) {

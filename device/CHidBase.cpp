@@ -165,8 +165,8 @@ bool CHidBase::write(const std::uint8_t *data, std::size_t length)
     hid_device *const open = handle;
     if (open == nullptr)
         return false;
-    // The outcome is not looked at, by decision of this system: a lost device is
-    // noticed by its reads and by the removal notice.
+    // Quirk: the outcome is not looked at.  The transfer relies on it: a slow write is not a
+    // lost one, and a lost device is noticed by its reads and by the removal notice.
     hid_write(open, data, length);
     return true;
 }

@@ -1,20 +1,19 @@
 #pragma once
 
 #include "device/ICommunicateDevice.h"
-#include "device/Unguarded.h"
 #include "device/hidapi/hidapi_additions.h"
 
 #include <QObject>
 
 #include <array>
+#include <atomic>
 
 /// The microphone as a USB HID device, reached through hidapi.
 ///
-/// It holds no lock, by decision of this system: the operator thread writes, the
-/// worker thread reads, and the main thread opens, closes and receives the
-/// arrival and removal notices.  What that needs of the HID library (a handle
-/// that may be closed while another thread is inside a call) the library that
-/// this project builds gives.
+/// It holds no lock: the operator thread writes, the worker thread reads, and the main
+/// thread opens, closes and receives the arrival and removal notices.  So a handle may be
+/// closed while another thread is inside a call; the HID library that this project builds
+/// allows that.
 class CHidBase : public ICommunicateDevice, public QObject
 {
 public:
@@ -23,10 +22,7 @@ public:
 
     CHidBase();
     ~CHidBase() override;
-    CHidBase(const CHidBase &) = delete;
-    CHidBase &operator=(const CHidBase &) = delete;
-    CHidBase(CHidBase &&) = delete;
-    CHidBase &operator=(CHidBase &&) = delete;
+    Q_DISABLE_COPY_MOVE(CHidBase)
 
     bool init() override;
     /// The three arguments are not used: deviceSelection.h says which device is
@@ -36,10 +32,9 @@ public:
                        std::uint32_t *pidOut) override;
     int getVid() override { return vid; }
     int getPid() override { return pid; }
-    /// Compares the open device's vendor id with g_activeModelCode, which stays 0
-    /// in the updater, so this is false for every opened microphone.  Kept so by
-    /// decision: the manager relies on open() being harmless when a device is
-    /// open already.
+    /// Quirk: compares the open device's vendor id with g_activeModelCode, which stays 0 in
+    /// the updater, so this is false for every opened microphone.  The manager therefore
+    /// calls open() on an open device, which does nothing.
     bool isOpen() override;
     const char *getProductName() override { return productName.data(); }
     bool open(const char *path, std::uint32_t vid, std::uint32_t pid,
@@ -59,7 +54,7 @@ private:
     std::array<char, 256> path{};
     std::array<char, 128> productName{};
     /// Written by the main thread (open, close); read by all three.
-    Unguarded<hid_device *> handle{nullptr};
+    std::atomic<hid_device *> handle{nullptr};
     /// Worker thread; the operator thread too, in waitRead(), which no loop of the
     /// updater calls.
     std::array<std::uint8_t, 65> readBuffer{};

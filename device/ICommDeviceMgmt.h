@@ -28,10 +28,7 @@ public:
     static constexpr int statusInvalidReply = -301;
 
     ICommDeviceMgmt() = default;
-    ICommDeviceMgmt(const ICommDeviceMgmt &) = delete;
-    ICommDeviceMgmt &operator=(const ICommDeviceMgmt &) = delete;
-    ICommDeviceMgmt(ICommDeviceMgmt &&) = delete;
-    ICommDeviceMgmt &operator=(ICommDeviceMgmt &&) = delete;
+    Q_DISABLE_COPY_MOVE(ICommDeviceMgmt)
     virtual ~ICommDeviceMgmt() = default;
 
     /// Creates the device and registers for arrivals and removals on the calling

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <cstddef>
 #include <cstdint>
 
@@ -20,10 +22,7 @@ public:
     static constexpr std::size_t pathBufferSize = 512;
 
     ICommunicateDevice() = default;
-    ICommunicateDevice(const ICommunicateDevice &) = delete;
-    ICommunicateDevice &operator=(const ICommunicateDevice &) = delete;
-    ICommunicateDevice(ICommunicateDevice &&) = delete;
-    ICommunicateDevice &operator=(ICommunicateDevice &&) = delete;
+    Q_DISABLE_COPY_MOVE(ICommunicateDevice)
     virtual ~ICommunicateDevice() = default;
 
     /// Makes the transport ready; true at once when it already is.

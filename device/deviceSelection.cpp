@@ -1,10 +1,10 @@
 #include "device/deviceSelection.h"
 
-Unguarded<bool> g_selPlain{false};
-Unguarded<bool> g_selR5{false};
-Unguarded<bool> g_selR5Otg{false};
-Unguarded<bool> g_otgAltPid{false};
-Unguarded<int> g_activeModelCode{0};
+std::atomic<bool> g_selPlain{false};
+std::atomic<bool> g_selR5{false};
+std::atomic<bool> g_selR5Otg{false};
+std::atomic<bool> g_otgAltPid{false};
+std::atomic<int> g_activeModelCode{0};
 
 Microphone microphoneFor(const QString &firmwarePath)
 {

@@ -1,10 +1,9 @@
 #pragma once
 
-#include "device/Unguarded.h"
-
 #include <QString>
 #include <QVector>
 
+#include <atomic>
 #include <cstdint>
 
 /// USB vendor id of the microphones.
@@ -35,17 +34,17 @@ QVector<std::uint16_t> productIdsOf(Microphone microphone);
 ///
 /// Written by the main thread (window, device search); read by the main thread
 /// (device search) and the operator thread (transfer).
-extern Unguarded<bool> g_selPlain;
-extern Unguarded<bool> g_selR5;
-extern Unguarded<bool> g_selR5Otg;
+extern std::atomic<bool> g_selPlain;
+extern std::atomic<bool> g_selR5;
+extern std::atomic<bool> g_selR5Otg;
 
 /// Set by the device search for an R5 otg image: the microphone was found under
 /// product id 0x0065, so it is in its upgrade mode already and gets no packet 0.
-extern Unguarded<bool> g_otgAltPid;
+extern std::atomic<bool> g_otgAltPid;
 
 /// Compared with the open device's vendor id by CHidBase::isOpen().  The updater
 /// never sets it, so it stays 0; see there.
-extern Unguarded<int> g_activeModelCode;
+extern std::atomic<int> g_activeModelCode;
 
 /// Sets the three selection flags by microphoneFor().
 void selectMicrophoneFor(const QString &firmwarePath);

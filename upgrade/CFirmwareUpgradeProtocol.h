@@ -12,8 +12,8 @@
 class CFirmwareUpgradeProtocol : public CProtocol
 {
 public:
-    /// exchange() offers this many bytes to the device, whatever the command's
-    /// length: a decision of this system.  The type makes sure they are there.
+    /// Quirk: exchange() offers this many bytes to the device, whatever the command's length;
+    /// the device takes the first report of them.  The type makes sure that they are there.
     static constexpr std::size_t exchangeSize = 500;
     using ExchangeBuffer = std::array<std::uint8_t, exchangeSize>;
     /// An exchange's reply, as long as an input report.  The manager takes it for its

@@ -49,8 +49,11 @@ public:
     /// with zeros to a multiple of 64 bytes and never shares a packet.
     static QList<QByteArray> cut(const QList<QByteArray> &records);
 
-    /// "V1.2.3" from bytes 77, 78 and 79 of record 1, each taken as a signed 8-bit
-    /// number, by decision of this system; "V0.0.0" where there are none.
+    /// "V1.2.3" from bytes 77, 78 and 79 of record 1, or "V0.0.0" where there are
+    /// none.
+    ///
+    /// Quirk: each byte is a signed 8-bit number, so 128 and above come out negative.  Image
+    /// makers and the companion application show the same text.
     static QString versionText(const QList<QByteArray> &records);
 
     bool isValid() const { return !recordList.isEmpty(); }

@@ -2,6 +2,8 @@
 
 #include "upgrade/SupportedModel.h"
 
+#include <QtGlobal>
+
 #include <cstdint>
 
 class ICommDeviceMgmt;
@@ -14,10 +16,7 @@ class ICommProtocol
 {
 public:
     ICommProtocol() = default;
-    ICommProtocol(const ICommProtocol &) = delete;
-    ICommProtocol &operator=(const ICommProtocol &) = delete;
-    ICommProtocol(ICommProtocol &&) = delete;
-    ICommProtocol &operator=(ICommProtocol &&) = delete;
+    Q_DISABLE_COPY_MOVE(ICommProtocol)
     virtual ~ICommProtocol() = default;
 
     virtual bool isSupported(const void *ignored, int vid, int pid) = 0;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QtGlobal>
+
 #include <cstdint>
 
 /// Receives what CProtocol forwards.  No part of this system attaches one.
@@ -7,10 +9,7 @@ class IProtocolListener
 {
 public:
     IProtocolListener() = default;
-    IProtocolListener(const IProtocolListener &) = delete;
-    IProtocolListener &operator=(const IProtocolListener &) = delete;
-    IProtocolListener(IProtocolListener &&) = delete;
-    IProtocolListener &operator=(IProtocolListener &&) = delete;
+    Q_DISABLE_COPY_MOVE(IProtocolListener)
     virtual ~IProtocolListener() = default;
 
     virtual void first(std::uintptr_t word) = 0;

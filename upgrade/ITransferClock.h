@@ -8,10 +8,7 @@ class ITransferClock
 {
 public:
     ITransferClock() = default;
-    ITransferClock(const ITransferClock &) = delete;
-    ITransferClock &operator=(const ITransferClock &) = delete;
-    ITransferClock(ITransferClock &&) = delete;
-    ITransferClock &operator=(ITransferClock &&) = delete;
+    Q_DISABLE_COPY_MOVE(ITransferClock)
     virtual ~ITransferClock() = default;
 
     /// Milliseconds of a clock that never goes back.

@@ -20,10 +20,7 @@ public:
     using List = QList<QByteArray>;
 
     PacketList() = default;
-    PacketList(const PacketList &) = delete;
-    PacketList &operator=(const PacketList &) = delete;
-    PacketList(PacketList &&) = delete;
-    PacketList &operator=(PacketList &&) = delete;
+    Q_DISABLE_COPY_MOVE(PacketList)
     ~PacketList() = default;
 
     /// Fills the list; always the same thread for one object.

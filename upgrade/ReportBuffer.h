@@ -1,9 +1,9 @@
 #pragma once
 
-#include "device/Unguarded.h"
 #include "upgrade/InputReport.h"
 
 #include <array>
+#include <atomic>
 #include <cstddef>
 
 /// The parameter reports collected so far.
@@ -39,5 +39,5 @@ public:
 private:
     std::array<InputReport, capacity> reports{};
     /// Written by the worker thread (append) and the operator thread (clear).
-    Unguarded<int> count{0};
+    std::atomic<int> count{0};
 };

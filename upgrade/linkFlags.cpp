@@ -1,4 +1,4 @@
 #include "upgrade/linkFlags.h"
 
-Unguarded<bool> connectedFlag{false};
-Unguarded<bool> linkReadyFlag{false};
+std::atomic<bool> connectedFlag{false};
+std::atomic<bool> linkReadyFlag{false};

@@ -18,8 +18,6 @@ hid_device *raw_hid_open(unsigned short vendor_id, unsigned short product_id,
 hid_device *raw_hid_open_path(const char *path);
 int raw_hid_write(hid_device *dev, const unsigned char *data, size_t length);
 int raw_hid_read_timeout(hid_device *dev, unsigned char *data, size_t length, int milliseconds);
-int raw_hid_read(hid_device *dev, unsigned char *data, size_t length);
-int raw_hid_set_nonblocking(hid_device *dev, int nonblock);
 int raw_hid_send_feature_report(hid_device *dev, const unsigned char *data, size_t length);
 int raw_hid_get_feature_report(hid_device *dev, unsigned char *data, size_t length);
 int raw_hid_get_input_report(hid_device *dev, unsigned char *data, size_t length);

@@ -19,8 +19,8 @@ struct hid_device_ids
 
 /**
  * A Windows device interface name: "#VID_", in either case, four digits, then four
- * more at the place they have in "#VID_3C9E&PID_000B".  What stands between the
- * two is not looked at, by decision of this system.
+ * more at the place they have in "#VID_3C9E&PID_000B".  Quirk: what
+ * stands between the two is not looked at, because drivers differ there.
  */
 int hid_ids_from_interface_name(const char *name, struct hid_device_ids *ids);
 

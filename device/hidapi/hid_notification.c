@@ -10,9 +10,9 @@ static void *s_notifyContext = NULL;
 void hid_register_device_notification(hid_device_notification_callback callback, void *context)
 {
     if (callback == NULL) {
-        /* The receiver stays stored, so that a later registration opens nothing: once
-           unregistered, notification is off for the life of the process.  A decision
-           of this system. */
+        /* Quirk: the receiver stays stored, so a later registration opens nothing and
+           notification is off for the life of the process.  Who unregisters can rely on
+           never being called again. */
         hid_notification_source_close();
         return;
     }

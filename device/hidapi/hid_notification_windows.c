@@ -12,9 +12,9 @@
 static HDEVNOTIFY s_notifyHandle = NULL;
 static HWND s_notifyWindow = NULL;
 
-/* The class name is 8-bit text that the wide-character calls read two bytes at a time,
-   by decision of this system: registration and creation agree on what that gives.
-   The buffer's end is zero, so that the name has one. */
+/* Quirk: the class name is 8-bit text that the wide-character calls read two bytes at a time.
+   Programs that look for this window know it by the name that this gives.  The buffer's end
+   is zero, so that the name has one. */
 static const union {
     char text[40];
     WCHAR name[20];

@@ -82,7 +82,7 @@ private slots:
         g_selPlain = true; // more than one flag, or none, means no device
         g_selR5 = true;
         QCOMPARE(find(), 0);
-        for (Unguarded<bool> *flag : {&g_selPlain, &g_selR5, &g_selR5Otg})
+        for (std::atomic<bool> *flag : {&g_selPlain, &g_selR5, &g_selR5Otg})
             *flag = false;
         QCOMPARE(find(), 0);
     }
