@@ -10,8 +10,8 @@ ExpectedDuration ExpectedDuration::of(int packets, bool otg)
 {
     // One wait behind packet 0; one behind packets 1 and 2, only where more packets follow;
     // and one behind each batch but what is left at the end.
-    const int waits = 1 + (packets > firstBatchIndex ? 1 : 0) +
-                      std::max(0, packets - firstBatchIndex - 1) / batchSize;
+    const int waits = 1 + (packets > openingPackets ? 1 : 0) +
+                      std::max(0, packets - openingPackets - 1) / batchSize;
     constexpr double millisecondsOfSecond = 1000;
     const int entryMs = otg ? otgEntryPauseMs : 0;
     return {(otg ? entryMs : restartPauseMs) / millisecondsOfSecond,

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "device/Unguarded.h"
 #include "upgrade/CFirmwareUpgradeProtocol.h"
 #include "upgrade/InputReport.h"
 #include "upgrade/PacketList.h"
@@ -11,14 +10,18 @@
 #include <QTimer>
 #include <QVector>
 
+#include <atomic>
+
 /// The one object through which the updater talks to the microphone: it creates
 /// the device manager, is its protocol and listener, streams the firmware, and
 /// carries the state that the transfer and the worker thread share.
 ///
-/// It lives in a thread of its own, which tb210_startSendMsg() enters and never
-/// leaves: no event of that thread is processed after that, by decision of this
-/// system.  The main thread creates and connects it; the worker thread calls
-/// readDeviceReport().  No lock; see Unguarded.
+/// The main thread creates and connects it; the worker thread calls readDeviceReport().
+/// There is no lock: what they share is atomic, one load or store at a time.
+///
+/// Quirk: it lives in a thread of its own, which tb210_startSendMsg() enters and never
+/// leaves, so that thread processes no event after that.  The verdict therefore comes from
+/// the microphone alone: confirmTimer never fires.
 class DevOperator : public QObject, public CFirmwareUpgradeProtocol
 {
     Q_OBJECT
@@ -27,10 +30,7 @@ public:
     explicit DevOperator(QObject *parent);
     /// Deletes the device manager.
     ~DevOperator() override;
-    DevOperator(const DevOperator &) = delete;
-    DevOperator &operator=(const DevOperator &) = delete;
-    DevOperator(DevOperator &&) = delete;
-    DevOperator &operator=(DevOperator &&) = delete;
+    Q_DISABLE_COPY_MOVE(DevOperator)
 
     /// Creates the device manager and connects to a microphone that is already
     /// there.  False when there is none (a later arrival connects) or the HID
@@ -58,7 +58,7 @@ public:
     ReportBuffer reportBuffer;
     /// Set by the operator thread before it waits for the microphone; cleared by
     /// the worker thread when a report arrives while packets remain.
-    Unguarded<bool> awaitingConfirmation;
+    std::atomic<bool> awaitingConfirmation{false};
     /// The packets still to be sent, packet 0 first.  Filled by the main thread,
     /// walked by the operator thread; emptied by it when all are sent and by the
     /// worker thread on a verdict.
@@ -68,7 +68,7 @@ public:
     PacketList inFlightBatch;
     /// Packets accounted as sent.  Advanced by the operator thread, set to 0 by the
     /// main thread with a new list.
-    Unguarded<std::uint32_t> sentCount{0};
+    std::atomic<std::uint32_t> sentCount{0};
     /// Product id of the open microphone.  Main thread.
     std::uint32_t connectedProductId = 0;
     /// Confirmation time-out; repeating, never stopped.  Its thread processes no
@@ -102,12 +102,20 @@ public slots:
     void timeOutAction();
 
 private:
+    // The transfer, step by step (docs/protocol.md has the schedule).
     void walkPackets();
-    void walkPacket(int index);
+    void takeStep(int index);
+    void sendEntryPacket();
+    void waitForRestart();
+    void sendOpeningPackets();
+    void sendBatchBefore(int index);
     void sendTail();
-    void sendBatch();
     void sendOne(const QByteArray &packet, int indexInBatch);
+    /// False when no report came within the window.
     bool waitForConfirmation();
+
+    // The command queues.
+    void serveQueues();
     /// Sends a queue's first command, 12 bytes of it, after a pause; its status.
     template <class Queue>
     int sendFirst(const Queue &queue, int pauseMs);
@@ -115,6 +123,8 @@ private:
     template <class Queue>
     void serveCommand(Queue &queue);
     void disconnectedPass();
+
+    // The input reports.
     void giveVerdict(InputReport::Verdict verdict);
     void takeModelCode(const InputReport &report);
     void takeParameterReport(const InputReport &report);

@@ -44,15 +44,15 @@ public:
     const Bytes &raw() const { return bytes; }
     std::uint8_t *data() { return bytes.data(); }
 
-    std::uint8_t group() const { return bytes[5]; }
-    std::uint8_t kindByte() const { return bytes[6]; }
+    std::uint8_t group() const { return bytes[groupOffset]; }
+    std::uint8_t kindByte() const { return bytes[kindOffset]; }
     /// Status code of a status report, otherwise the sub-kind.
-    std::uint8_t subKind() const { return bytes[7]; }
+    std::uint8_t subKind() const { return bytes[subKindOffset]; }
     /// Flag of a status report, first model-code byte, or upgrade state.
-    std::uint8_t value() const { return bytes[8]; }
-    std::uint8_t secondValue() const { return bytes[9]; }
+    std::uint8_t value() const { return bytes[valueOffset]; }
+    std::uint8_t secondValue() const { return bytes[secondValueOffset]; }
 
-    bool isUpgradeStatus() const { return bytes[4] == statusClass; }
+    bool isUpgradeStatus() const { return bytes[classOffset] == statusClass; }
 
     /// Any status but those below leaves the upgrade going; so does every report
     /// that is no status report.

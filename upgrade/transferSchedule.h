@@ -10,8 +10,8 @@ constexpr int packetTimeoutMs = 200;
 constexpr int restartPauseMs = 7000;
 constexpr int otgEntryPauseMs = 10000;
 constexpr int confirmTimerMs = 3000;
-/// Packets 1 and 2 go out on their own, as this index is reached; batches follow.
-constexpr int firstBatchIndex = 3;
+/// Packets 0 to 2 go out before the first batch: the upgrade-mode command, then two more.
+constexpr int openingPackets = 3;
 constexpr int batchSize = 5;
 
 } // namespace transferSchedule
