@@ -32,11 +32,15 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// An updater of this text; it gets the image's path.
+/// An updater of this text; it gets the image's path.  $R is its result file.
 QString writeUpdater(const UpdaterRun &run, const QByteArray &script)
 {
     QFile file(run.path("updater.sh"));
-    if (!file.open(QIODevice::WriteOnly) || file.write("#!/bin/sh\n" + script) == -1 ||
+    const QByteArray words = "#!/bin/sh\n"
+                             "R=$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt\n"
+                             "opened() { echo createUI----; echo xxxxx 11 64; }\n"
+                             "status() { echo \"qqqq  4b 0 0 0 b 0 0 $1 0 0\"; }\n";
+    if (!file.open(QIODevice::WriteOnly) || file.write(words + script) == -1 ||
         !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner))
         qWarning() << file.errorString();
     return file.fileName();
@@ -125,10 +129,7 @@ private slots:
             "if it was unplugged meanwhile");
         row("failed", plain, {}, quickFailure, "", 1, "reported");
         row("failed before a percentage", plain, {}, "",
-            "echo createUI----; "
-            "echo xxxxx 11 64; echo 'qqqq  4b 0 0 0 b 0 0 2 0 0'; printf 'success -1' > "
-            "$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt",
-            1, "reported");
+            "opened; status 2; printf 'success -1' >$R", 1, "reported");
         row("no microphone", plain, {}, "devices=none", "", 2, "No microphone 3C9E:000B");
         row("another microphone", QStringLiteral("R5.bin"), {}, "devices=0101,000B", "", 2,
             "No microphone 3C9E:0010 was found; nothing was sent. The image's path does not mean "
@@ -148,33 +149,20 @@ private slots:
         row("no digits", plain, QStringLiteral("--sha256 ") + QString(64, QLatin1Char('g')), "",
             "exit 1", 64, "64 hexa");
         row("image broken meanwhile", plain, {}, "",
-            "echo createUI----; "
-            "echo xxxxx 11 64; echo firmware refused: record 4 at offset 5: new",
-            3, "record 4 at offset 5: new");
+            "opened; echo firmware refused: record 4 at offset 5: new", 3,
+            "record 4 at offset 5: new");
         row("flashed, then failed and killed", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; "
-            "echo 'qqqq  4b 0 0 0 b 0 0 6 0 0'; echo 'qqqq  4b 0 0 0 b 0 0 2 0 0'; kill -9 $$",
-            0, "was flashed");
-        row("flashed, then hung", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; "
-            "echo 'qqqq  4b 0 0 0 b 0 0 5 0 0'; exec sleep 200",
-            0, "was flashed");
-        row("a last line without its end", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; "
-            "printf 'qqqq  4b 0 0 0 b 0 0 4 0 0'",
-            1, "reported");
+            "opened; status 6; status 2; kill -9 $$", 0, "was flashed");
+        row("flashed, then hung", plain, {}, "", "opened; status 5; exec sleep 200", 0,
+            "was flashed");
+        row("a last line without its end", plain, {}, "", "opened; status 4 | tr -d '\\n'", 1,
+            "reported");
         row("flashed, and another one came after it", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; "
-            "R=$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; printf '60%%\nsuccess 1' >$R; "
-            "sleep 0.3; echo 'qqqq  4b 0 0 0 b 0 0 5 0 0'; printf 'success -1' >$R",
-            0, "another updater has used it");
-        row("another one wrote the result", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; "
-            "printf '60%%\nsuccess 1' >$XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; exit 0",
+            "opened; status 5; printf 'success -1' >$R", 0, "another updater has used it");
+        row("another one wrote the result", plain, {}, "", "opened; printf '60%%\nsuccess 1' >$R",
             6, "says something else");
         row("ended at once", plain, {}, "", "exit 0", 4, "updater.sh is not the updater");
-        row("another one's result", plain, {}, "",
-            "printf 'success 1' > $XDG_DATA_HOME/CorvoUpgrade/Firmware_bin.txt; sleep 0.3", 4,
+        row("another one's result", plain, {}, "", "printf 'success 1' >$R; sleep 0.3", 4,
             "Another updater");
         row("no verdict", plain, QStringLiteral("--timeout 5"), mute, "", 5,
             "No progress for 5 s, so the updater was ended. The updater came to the image's end");
@@ -182,9 +170,7 @@ private slots:
         row("not a program", plain, QStringLiteral("--updater ./TB210.bin"), "", "", 6, "started");
         row("died", plain, {}, "", "exit 1", 6, "code 1");
         row("killed midway", plain, {}, "",
-            "echo createUI----; echo xxxxx 11 64; echo jjjjjjjsend_message x; "
-            "echo dfuxxx------ 0; echo dfuxxx------ 1; kill -9 $$",
-            6,
+            "opened; echo dfuxxx------ 0; echo dfuxxx------ 1; kill -9 $$", 6,
             "killed; --log FILE keeps what it says. The microphone may be in its upgrade mode, "
             "with an incomplete");
         row("unknown option", plain, QStringLiteral("--fast"), "", "exit 1", 64, "fast");
