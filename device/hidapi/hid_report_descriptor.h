@@ -9,7 +9,8 @@ extern "C" {
 
 /**
  * Works out the longest input report that a report descriptor (USB HID class 1.11,
- * section 6.2.2) declares, over all its collections and report ids.
+ * section 6.2.2) declares.  The length is only printed, so this sums up the input fields
+ * from one report id to the next and knows no push and pop items.
  *
  * @return bytes, 2 to 65535, one of them for the report id whether the reports are
  *         numbered or not, as Windows' HIDP_CAPS.InputReportByteLength counts; 0 when
