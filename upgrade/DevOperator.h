@@ -4,7 +4,7 @@
 #include "upgrade/InputReport.h"
 #include "upgrade/PacketList.h"
 #include "upgrade/ReportBuffer.h"
-#include "upgrade/SteadyTransferClock.h"
+#include "upgrade/TransferClock.h"
 
 #include <QObject>
 #include <QTimer>
@@ -52,7 +52,7 @@ public:
 
     /// For tests: another manager or clock than the real ones; not owned.
     void setManager(ICommDeviceMgmt *other) { manager = other; }
-    void setClock(ITransferClock *other) { clock = other; }
+    void setClock(TransferClock *other) { clock = other; }
 
     /// Parameter reports; see there.
     ReportBuffer reportBuffer;
@@ -129,8 +129,8 @@ private:
     void takeModelCode(const InputReport &report);
     void takeParameterReport(const InputReport &report);
 
-    SteadyTransferClock steadyClock;
-    ITransferClock *clock = &steadyClock;
+    TransferClock realClock;
+    TransferClock *clock = &realClock;
 };
 
 /// Bytes of the model-code reports, in order of arrival, and the number of status

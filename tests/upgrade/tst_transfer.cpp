@@ -1,7 +1,7 @@
 #include "device/deviceSelection.h"
 #include "tests/support/RecordingManager.h"
 #include "upgrade/DevOperator.h"
-#include "upgrade/ITransferClock.h"
+#include "upgrade/TransferClock.h"
 #include "upgrade/commandQueues.h"
 #include "upgrade/linkFlags.h"
 
@@ -32,7 +32,7 @@ QString valuesOf(const QSignalSpy &spy)
 
 /// The transfer loop, pass by pass, on a clock whose time passes only by being asked,
 /// one millisecond a question, or slept on.
-class TransferTest : public QObject, public ITransferClock
+class TransferTest : public QObject, public TransferClock
 {
     Q_OBJECT
 

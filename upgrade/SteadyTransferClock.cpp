@@ -1,8 +1,0 @@
-#include "upgrade/SteadyTransferClock.h"
-
-#include <QThread>
-
-void SteadyTransferClock::sleep(int milliseconds)
-{
-    QThread::msleep(static_cast<unsigned long>(milliseconds));
-}
