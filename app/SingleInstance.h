@@ -19,10 +19,8 @@ public:
     void release();
 
 private:
-    /// Removes what an updater that was killed left behind.
+    /// Removes the segment of an updater that was killed.
     void clearAbandoned();
-    /// The same, when the file that the segment is named by is gone.
-    void clearNameless();
 
     QSharedMemory segment;
 };

@@ -4,8 +4,3 @@ void SingleInstance::clearAbandoned()
 {
     // The system removes the segment with the last process that held it.
 }
-
-void SingleInstance::clearNameless()
-{
-    // A segment has no file here.
-}

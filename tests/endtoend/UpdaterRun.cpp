@@ -8,6 +8,7 @@
 #include <QFile>
 #include <QTest>
 
+#include <sys/sem.h>
 #include <sys/shm.h>
 
 namespace {
@@ -43,22 +44,13 @@ UpdaterRun::UpdaterRun()
 UpdaterRun::~UpdaterRun()
 {
     kill();
-    // A killed updater's segment would stay until the machine restarts.
-    const int segment = shmget(segmentKey(), 0, 0);
-    if (segment != -1)
-        shmctl(segment, IPC_RMID, nullptr);
-}
-
-key_t UpdaterRun::segmentKey() const
-{
-    const QStringList files = QDir(path("tmp")).entryList({QStringLiteral("qipc_sharedmemory_*")});
-    return files.size() == 1 ? keyOf(path("tmp/") + files.first()) : -1;
-}
-
-key_t UpdaterRun::keyOf(const QString &file)
-{
-    // As the toolkit makes it.
-    return ftok(QFile::encodeName(file).constData(), 'Q');
+    // What a killed updater leaves behind would stay until the machine restarts.
+    for (const QString &file : QDir(path("tmp")).entryList({QStringLiteral("qipc_*")})) {
+        // As the toolkit makes it.
+        const key_t key = ftok(QFile::encodeName(path("tmp/") + file).constData(), 'Q');
+        shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+        semctl(semget(key, 0, 0), 0, IPC_RMID);
+    }
 }
 
 QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)

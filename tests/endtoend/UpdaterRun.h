@@ -6,8 +6,6 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
-#include <sys/types.h>
-
 /// The real program in a home of its own: its own data, temporary and therefore
 /// single-instance name space.  Whatever still runs at the end is killed.
 class UpdaterRun
@@ -52,12 +50,6 @@ public:
     int packetsTaken() const;
     QByteArray debugOutput() const;
     QByteArray standardOutput() const;
-    /// Of the shared memory by which updaters of this home know of each other; -1:
-    /// there is none.
-    key_t segmentKey() const;
-    /// The one that goes with a file.
-    static key_t keyOf(const QString &file);
-
     QProcess process;
     /// The X display to show windows on; empty: the program runs without any.
     QString display;
