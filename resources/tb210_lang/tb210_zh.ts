@@ -1,5 +1,7 @@
 <?xml version="1.0" encoding="utf-8"?>
 <!DOCTYPE TS>
+<!-- The updater loads tb210_zh for English and tb210_en for Chinese: the names are crossed over.
+     This one therefore has the English texts. -->
 <TS version="2.1" language="en_US" sourcelanguage="zh_CN">
 <context>
     <name>DFU_windows</name>
