@@ -21,17 +21,26 @@ constexpr qint64 millisecondsOfSecond = 1000;
 QString BarDisplay::line(const Progress &progress, int columns)
 {
     const int room = std::max(0, columns - marginColumns);
-    // A narrow terminal has room for the one word.
     constexpr int longestText = 45;
-    const bool wide = room >= longestText;
-    QString text = QStringLiteral("%1% %2 s  %3")
-                       .arg(progress.percent, percentWidth)
-                       .arg(progress.elapsedMs / millisecondsOfSecond, secondsWidth)
-                       .arg(wide ? progress.phaseText() : progress.phaseName());
+    const QString percent = QStringLiteral("%1%").arg(progress.percent, percentWidth);
+    const QString elapsed =
+        QStringLiteral(" %1 s").arg(progress.elapsedMs / millisecondsOfSecond, secondsWidth);
+    const QString word = QLatin1String("  ") + progress.phaseName();
+    QString left;
     if (progress.leftMs != Progress::unknown) {
         // Rounded up: it is not over before it is over.
-        text += QStringLiteral(", %1 s left")
-                    .arg((progress.leftMs + millisecondsOfSecond - 1) / millisecondsOfSecond);
+        left = QStringLiteral(", %1 s left")
+                   .arg((progress.leftMs + millisecondsOfSecond - 1) / millisecondsOfSecond);
+    }
+    // What does not fit is left out whole.
+    QString text = percent + elapsed + QLatin1String("  ") + progress.phaseText() + left;
+    if (room < longestText) {
+        for (const QString &shorter :
+             {percent + elapsed + word + left, percent + word + left, percent + word, percent}) {
+            text = shorter;
+            if (text.size() <= room)
+                break;
+        }
     }
     const QString frame = QStringLiteral("[%1] ");
     // As wide beside the longest text as beside the shortest, or it would jump.

@@ -34,7 +34,7 @@ void addOptions(QCommandLineParser *parser)
         {inspectName, QStringLiteral("List the image's records, send nothing.")},
         {listName, QStringLiteral("List the microphones that are plugged in.")},
         {jsonName, QStringLiteral("Print one JSON object a line and nothing else.")},
-        {logName, QStringLiteral("Append the updater's output to FILE."), QStringLiteral("FILE")},
+        {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
         {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is another one."),
          QStringLiteral("HEX")},
         {timeoutName,
@@ -77,13 +77,6 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
 {
     if (parser.isSet(dryRunName) + parser.isSet(inspectName) + parser.isSet(listName) > 1)
         return QStringLiteral("Use one of --dry-run, --inspect and --list.");
-    const int images = parser.positionalArguments().size();
-    if (wanted.task == CommandLine::Task::List)
-        return images == 0 ? QString() : QStringLiteral("--list takes no image.");
-    if (images != 1)
-        return QStringLiteral("Name one image, not %1.").arg(images);
-    if (wanted.imagePath.isEmpty())
-        return QStringLiteral("The image's path is empty.");
     if (wanted.timeoutSeconds < 1 || wanted.timeoutSeconds > CommandLine::longestTimeout) {
         return QStringLiteral("--timeout takes seconds from 1 to %1, not '%2'.")
             .arg(CommandLine::longestTimeout)
@@ -96,8 +89,15 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
         if (parser.isSet(option) && parser.value(option).isEmpty())
             return QStringLiteral("The path behind --%1 is empty.").arg(option);
     }
+    const int images = parser.positionalArguments().size();
+    if (wanted.task == CommandLine::Task::List)
+        return images == 0 ? QString() : QStringLiteral("--list takes no image.");
+    if (images != 1)
+        return QStringLiteral("Name one image, not %1.").arg(images);
+    if (wanted.imagePath.isEmpty())
+        return QStringLiteral("The image's path is empty.");
     if (!wanted.logPath.isEmpty() && costsOurOwn(wanted))
-        return QStringLiteral("--log would write into %1.").arg(wanted.logPath);
+        return QStringLiteral("--log would replace %1.").arg(wanted.logPath);
     return {};
 }
 

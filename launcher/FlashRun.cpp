@@ -8,7 +8,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QStorageInfo>
-#include <QTemporaryFile>
 
 #include <tuple>
 #include <utility>
@@ -34,14 +33,10 @@ FlashRun::FlashRun(CommandLine commandLine, int packets, Display *display, QObje
     , wanted(std::move(commandLine))
     , packetCount(packets)
     , shownOn(display)
+    , log(QDir::temp().filePath(QStringLiteral("velmo-flash-XXXXXX.log")))
 {
     if (wanted.updaterPath.isEmpty())
         wanted.updaterPath = UpdaterProcess::besideUs();
-    if (wanted.logPath.isEmpty())
-        log = std::make_unique<QTemporaryFile>(
-            QDir::temp().filePath(QStringLiteral("velmo-flash-XXXXXX.log")));
-    else
-        log = std::make_unique<QFile>(wanted.logPath);
     facts.imagePath = wanted.imagePath;
     facts.updaterPath = wanted.updaterPath;
     connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
@@ -64,7 +59,7 @@ void FlashRun::start()
     sinceProgress.start();
     poll.start(pollMs);
     shownOn->progress(progress);
-    updater.start(wanted.updaterPath, wanted.imagePath, log->fileName());
+    updater.start(wanted.updaterPath, wanted.imagePath, log.fileName());
 }
 
 QString FlashRun::obstacle()
@@ -73,21 +68,24 @@ QString FlashRun::obstacle()
         return QStringLiteral("%1 is no file; --updater names another place")
             .arg(wanted.updaterPath);
     }
-    // A pipe or a device could keep us waiting while a microphone is flashed.
-    const QFileInfo kept(wanted.logPath);
-    if (kept.exists() && !kept.isFile())
+    // A pipe or a device could keep us waiting.
+    const QFileInfo place(wanted.logPath);
+    if (place.exists() && !place.isFile())
         return QStringLiteral("%1 is not a file that can keep its output").arg(wanted.logPath);
-    // Behind what is there: that may be the output of another updater, which is at work.
+    QFile kept(wanted.logPath);
+    if (!wanted.logPath.isEmpty() && !kept.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        return QStringLiteral("its output cannot be kept in %1: %2")
+            .arg(wanted.logPath, kept.errorString());
+    }
     const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
                             UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
-    if (!log->open(QIODevice::ReadWrite | QIODevice::Append) || log->write(line) != line.size() ||
-        !log->flush()) {
+    if (!log.open() || log.write(line) != line.size() || !log.flush()) {
         return QStringLiteral("its output cannot be kept in %1: %2")
-            .arg(log->fileName(), log->errorString());
+            .arg(QDir::tempPath(), log.errorString());
     }
     // Without the whole output the endings could not be told apart.  Some file systems do
     // not say.
-    const QStorageInfo room(QFileInfo(*log).path());
+    const QStorageInfo room(QFileInfo(log).path());
     if (room.bytesTotal() > 0 &&
         room.bytesAvailable() < packetCount * logBytesOfPacket + logBytesBesides)
         return QStringLiteral("there is too little room for its output in %1").arg(room.rootPath());
@@ -99,6 +97,8 @@ void FlashRun::look()
     readLog();
     updateProgress();
     heedInterrupts();
+    // A terminal that stands still may have kept us in the display for a while.
+    readLog();
     heedTime();
 }
 
@@ -108,7 +108,7 @@ void FlashRun::readLog()
         return std::make_tuple(facts.log.hasOpened(), facts.log.packetsSent(), facts.log.verdict());
     };
     const auto before = state();
-    facts.log.take(log->readAll());
+    facts.log.take(log.readAll());
     if (state() != before)
         sinceProgress.restart();
 }
@@ -202,5 +202,23 @@ void FlashRun::conclude()
     poll.stop();
     facts.phase = progress.phase;
     facts.fileVerdict = resultFileVerdict();
-    emit finished(Outcome::of(facts));
+    const Outcome outcome = Outcome::of(facts);
+    // The log may be that of the other updater, which is at work.
+    if (outcome.code != Outcome::AnotherUpdater && facts.ending != Outcome::Ending::NotStarted)
+        keepLog();
+    emit finished(outcome);
+}
+
+void FlashRun::keepLog()
+{
+    if (wanted.logPath.isEmpty())
+        return;
+    QFile kept(wanted.logPath);
+    log.seek(0);
+    const QByteArray output = log.readAll();
+    if (!kept.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
+        kept.write(output) != output.size() || !kept.flush()) {
+        shownOn->note(QStringLiteral("The updater's output is not all in %1: %2")
+                          .arg(wanted.logPath, kept.errorString()));
+    }
 }

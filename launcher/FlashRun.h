@@ -7,11 +7,9 @@
 #include "launcher/UpdaterProcess.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QObject>
+#include <QTemporaryFile>
 #include <QTimer>
-
-#include <memory>
 
 class Display;
 
@@ -45,13 +43,15 @@ private:
     void onEnded(int exitCode, QProcess::ExitStatus status);
     void onError(QProcess::ProcessError error);
     void conclude();
+    void keepLog();
 
     CommandLine wanted;
     int packetCount;
     Display *shownOn;
     UpdaterProcess updater;
-    /// The updater's output, read from this run's begin on.
-    std::unique_ptr<QFile> log;
+    /// The updater's output.  No other run writes there, as one could into the file of
+    /// --log, which gets a copy at the end.
+    QTemporaryFile log;
     QTimer poll;
     QElapsedTimer sinceStart;
     QElapsedTimer sinceProgress;

@@ -2,6 +2,7 @@
 
 #include "launcher/ImageReport.h"
 #include "launcher/PluggedIn.h"
+#include "launcher/Terminal.h"
 
 #include <algorithm>
 #include <array>
@@ -148,7 +149,7 @@ Outcome Outcome::imageRefused(const QString &path, const QString &why)
 {
     return {ImageRefused, QStringLiteral("The image %1 is refused: %2. Nothing was sent; check the "
                                          "path, or get the image anew.")
-                              .arg(path.simplified(), why)};
+                              .arg(Terminal::printable(path), why)};
 }
 
 Outcome Outcome::listed(int microphones)

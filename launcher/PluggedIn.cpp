@@ -2,22 +2,13 @@
 
 #include "device/deviceSelection.h"
 #include "device/hidapi/hidapi_additions.h"
+#include "launcher/Terminal.h"
 #include "launcher/openFailure.h"
 
 #include <algorithm>
 #include <memory>
 
 namespace {
-
-/// A device says of itself what it likes; a terminal would obey some of it.
-QString printable(const wchar_t *words)
-{
-    QString text = QString::fromWCharArray(words);
-    std::replace_if(
-        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
-        QLatin1Char('?'));
-    return text;
-}
 
 QString obstacleTo(const char *node)
 {
@@ -37,9 +28,16 @@ QList<PluggedIn> PluggedIn::all()
     QList<PluggedIn> found;
     for (const hid_device_info *record = first.get(); record != nullptr; record = record->next) {
         // One that is just going has no path any more.
-        if (record->path != nullptr)
-            found.append({record->product_id, printable(record->product_string),
-                          QString::fromLocal8Bit(record->path), obstacleTo(record->path)});
+        if (record->path == nullptr)
+            continue;
+        const QString node = QString::fromLocal8Bit(record->path);
+        // On Linux a node has a record for each usage of its device.
+        if (std::any_of(found.begin(), found.end(),
+                        [&node](const PluggedIn &each) { return each.node == node; }))
+            continue;
+        found.append({record->product_id,
+                      Terminal::printable(QString::fromWCharArray(record->product_string)), node,
+                      obstacleTo(record->path)});
     }
     return found;
 }

@@ -2,12 +2,22 @@
 
 #include <QStringList>
 
+#include <algorithm>
+
 void Terminal::print(std::FILE *stream, const QString &text, const QString &indent)
 {
     const int width = columns(stream);
     const QString shown = width > 0 ? broken(text, width, indent) : text;
     std::fputs(shown.toLocal8Bit().constData(), stream);
     std::fflush(stream);
+}
+
+QString Terminal::printable(QString text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
+        QLatin1Char('?'));
+    return text;
 }
 
 QString Terminal::broken(const QString &text, int columns, const QString &indent)

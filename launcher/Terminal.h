@@ -17,6 +17,11 @@ public:
     /// `text` in lines that are shorter than `columns`, but for words that are not.
     static QString broken(const QString &text, int columns, const QString &indent);
 
+    /// `text` with a "?" for each character that a terminal would obey.
+    static QString printable(QString text);
+
+    /// A reader of our output that goes away must not cost the exit code.  Once, at the start.
+    static void outliveReaders();
     /// From now on Ctrl-C is counted and does not end this program.  Once in a process.
     static void watchInterrupts();
     /// Ctrl-C so far.  Any thread.

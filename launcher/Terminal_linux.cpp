@@ -22,6 +22,11 @@ int Terminal::columns(std::FILE *stream)
     return known ? size.ws_col : usualColumns;
 }
 
+void Terminal::outliveReaders()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
 void Terminal::watchInterrupts()
 {
     // SIGTERM and SIGHUP keep their effect: they end this program, and the updater
@@ -29,8 +34,6 @@ void Terminal::watchInterrupts()
     const auto before = std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
     if (before == SIG_IGN) // as a shell does for what it starts in the background
         std::signal(SIGINT, SIG_IGN);
-    // A reader of our output that goes away must not cost the exit code.
-    std::signal(SIGPIPE, SIG_IGN);
 }
 
 int Terminal::interrupts()

@@ -32,6 +32,11 @@ int Terminal::columns(std::FILE *stream)
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
+void Terminal::outliveReaders()
+{
+    // A write into a pipe without a reader only fails here.
+}
+
 void Terminal::watchInterrupts()
 {
     SetConsoleCtrlHandler(&takeEvent, TRUE);

@@ -66,6 +66,7 @@ Outcome carryOut(const CommandLine &wanted, Display *display)
 
 int main(int argc, char *argv[])
 {
+    Terminal::outliveReaders();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("velmo-flash"));
     const CommandLine wanted = CommandLine::parse(QCoreApplication::arguments());

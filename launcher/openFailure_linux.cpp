@@ -18,6 +18,10 @@ QString openFailure(const char *path)
     if (!allowed && errno == ENOENT)
         return QStringLiteral("it is gone. Plug the microphone in anew.");
     const QString reason = QString::fromWCharArray(hid_error(nullptr));
+    if (reason.contains(QString::fromLocal8Bit(std::strerror(EBUSY)))) {
+        return QStringLiteral("another program is using it. Close that program, or unplug the "
+                              "microphone and plug it back in.");
+    }
     // Its mode would let us in: a container that was not given the device says so.
     if (reason.contains(QString::fromLocal8Bit(std::strerror(EPERM))))
         return reason +

@@ -70,6 +70,8 @@ private slots:
                 QVERIFY(line.size() < std::max(1, columns));
                 QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 51);
                 QCOMPARE(line.contains(QLatin1String(", 999 s left")), columns >= 40);
+                // A word is there or not.
+                QCOMPARE(line.contains(QLatin1Char('s')), line.contains(QLatin1String("sending")));
             }
         }
     }

@@ -23,8 +23,9 @@ constexpr long somebody = 65534;
 constexpr long unchanged = -1;
 constexpr int noNode = -1;
 
-// A bus of one microphone, whose node is a file.
+// A bus of one microphone with two usages, whose node is a file.
 hid_device_info listed{};
+hid_device_info listedAgain{};
 /// Why it does not open; 0: the file decides.
 int refusal = 0;
 std::wstring errorText;
@@ -37,6 +38,9 @@ extern "C" {
 
 hid_device_info *hid_enumerate(unsigned short vendor, unsigned short /*product*/)
 {
+    listedAgain = listed;
+    listedAgain.next = nullptr;
+    listed.next = &listedAgain;
     return vendor == listed.vendor_id ? &listed : nullptr;
 }
 
@@ -90,7 +94,7 @@ private slots:
         row("not ours", 0, 0, permission);
         row("may be read and not written", S_IRUSR | S_IRGRP | S_IROTH, 0, permission);
         row("gone", noNode, 0, "it is gone. Plug the microphone in anew.");
-        row("in use", 0666, EBUSY, "Device or resource busy. Plug the microphone in anew.");
+        row("in use", 0666, EBUSY, "another program is using it.");
         row("in a container", 0666, EPERM, "Operation not permitted. Let this container");
     }
 
