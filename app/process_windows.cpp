@@ -9,9 +9,12 @@
 void prepareProcess()
 {
     // A program without a console sends its debug output to a debugger, which the toolkit
-    // does by itself, unless somebody asks for it on standard error.
-    if (qEnvironmentVariableIntValue("QT_FORCE_STDERR_LOGGING") != 0)
-        installDebugOutput();
+    // does by itself, unless one of the toolkit's variables asks for it on standard error.
+    for (const char *variable :
+         {"QT_FORCE_STDERR_LOGGING", "QT_ASSUME_STDERR_HAS_CONSOLE", "QT_LOGGING_TO_CONSOLE"}) {
+        if (qEnvironmentVariableIntValue(variable) != 0)
+            installDebugOutput();
+    }
 }
 
 void leaveProcess(int code)

@@ -8,10 +8,10 @@ namespace {
 
 /// Some thousand debug lines.
 constexpr int queueCapacity = 1024 * 1024;
-/// Bytes of one write; progress is counted in these.
-constexpr int pieceSize = 4096;
-/// A reader that takes nothing for so long does not read.
-constexpr std::chrono::milliseconds readerPatience(250);
+/// At the end: a reader that takes no text for so long does not read.
+constexpr std::chrono::seconds readerPatience(1);
+/// At the end: how long a reader may take for everything.
+constexpr std::chrono::seconds endPatience(5);
 
 } // namespace
 
@@ -30,41 +30,63 @@ OutputChannel::OutputChannel(Output::Stream which)
 
 void OutputChannel::write(const QByteArray &text)
 {
+    const std::lock_guard<std::mutex> guard(mutex);
+    if (isEnding)
+        return;
+    const int end = text.lastIndexOf('\n') + 1;
+    if (end > 0)
+        pass(unfinished + text.left(end));
+    unfinished = end > 0 ? text.mid(end) : unfinished + text;
+}
+
+void OutputChannel::pass(const QByteArray &lines)
+{
     if (!isQueued) {
-        writeNow(stream, text);
+        writeNow(stream, lines);
         return;
     }
-    const std::lock_guard<std::mutex> guard(mutex);
-    if (isGone || text.size() > queueCapacity - queue.size())
+    if (isGone || lines.size() > queueCapacity)
         return;
-    queue += text;
+    // The oldest go first: the last lines tell how the upgrade ended.
+    while (lines.size() > queueCapacity - queuedBytes) {
+        const auto oldest = queue.begin() + (isWriting ? 1 : 0);
+        if (oldest == queue.end())
+            return;
+        queuedBytes -= oldest->size();
+        queue.erase(oldest);
+    }
+    queue.push_back(lines);
+    queuedBytes += lines.size();
     filled.notify_one();
 }
 
 void OutputChannel::finish()
 {
     std::unique_lock<std::mutex> lock(mutex);
+    // The other threads may go on printing.
+    isEnding = true;
+    if (!unfinished.isEmpty())
+        pass(unfinished);
+    const auto end = std::chrono::steady_clock::now() + endPatience;
     bool isMoving = true;
-    while (!queue.isEmpty() && isMoving) {
-        const std::uint64_t before = written;
-        emptied.wait_for(lock, readerPatience, [this] { return queue.isEmpty(); });
-        isMoving = written != before;
-    }
+    while (!queue.empty() && isMoving && std::chrono::steady_clock::now() < end)
+        isMoving = taken.wait_for(lock, readerPatience) == std::cv_status::no_timeout;
 }
 
 void OutputChannel::carry()
 {
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
-        filled.wait(lock, [this] { return !queue.isEmpty(); });
-        const QByteArray piece = queue.left(pieceSize);
+        filled.wait(lock, [this] { return !queue.empty(); });
+        const QByteArray text = queue.front();
+        isWriting = true;
         lock.unlock();
-        const bool isTaken = writeNow(stream, piece);
+        const bool isTaken = writeNow(stream, text);
         lock.lock();
-        queue.remove(0, isTaken ? piece.size() : queue.size());
-        written += static_cast<std::uint64_t>(piece.size());
+        isWriting = false;
         isGone = !isTaken;
-        if (queue.isEmpty())
-            emptied.notify_all();
+        queue.erase(queue.begin(), isGone ? queue.end() : queue.begin() + 1);
+        queuedBytes = isGone ? 0 : queuedBytes - text.size();
+        taken.notify_all();
     }
 }

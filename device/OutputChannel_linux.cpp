@@ -1,6 +1,7 @@
 #include "device/OutputChannel.h"
 
 #include <cerrno>
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -26,9 +27,15 @@ bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
     for (int begin = 0; begin < text.size();) {
         const ssize_t count = ::write(descriptorOf(stream), text.constData() + begin,
                                       static_cast<std::size_t>(text.size() - begin));
-        if (count < 0 && errno != EINTR)
+        if (count >= 0) {
+            begin += static_cast<int>(count);
+        } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
+            // Somebody made the stream non-blocking, for himself or for all that share it.
+            pollfd output{descriptorOf(stream), POLLOUT, 0};
+            poll(&output, 1, -1);
+        } else if (errno != EINTR) {
             return false;
-        begin += count > 0 ? static_cast<int>(count) : 0;
+        }
     }
     return true;
 }

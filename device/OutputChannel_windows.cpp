@@ -4,6 +4,8 @@
 
 namespace {
 
+constexpr DWORD fullPipePauseMs = 10;
+
 /// Null or invalid in a process that was started without.
 HANDLE handleOf(Output::Stream stream)
 {
@@ -27,6 +29,9 @@ bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
                       static_cast<DWORD>(lines.size() - begin), &count, nullptr) == 0)
             return false;
         begin += static_cast<int>(count);
+        // A full pipe that does not wait takes nothing.
+        if (count == 0)
+            Sleep(fullPipePauseMs);
     }
     return true;
 }

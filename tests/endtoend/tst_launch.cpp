@@ -47,8 +47,7 @@ private slots:
                                    "--xxx---11----64"
                                    "vid:pid=3C9E:000B removal=1, path:/dev/velmo-sim0\n"
                                    "NOconnect-----new------\n"
-                                   "vid:pid=3C9E:000B removal=0, path:/dev/velmo-sim0\n"
-                                   "--xxx---11----64";
+                                   "vid:pid=3C9E:000B removal=0, path:/dev/velmo-sim0\n";
         QTRY_COMPARE_WITH_TIMEOUT(run.standardOutput(), printed, endTimeoutMs);
         const QString debug = QString::fromUtf8(run.debugOutput());
         const QString start = QStringLiteral("\\(\"[^\n]+\", \"./TB210.bin\"\\)\n"
