@@ -8,6 +8,7 @@
 #include "device/hidapi/hid_report_descriptor.h"
 
 #include <fcntl.h>
+#include <libudev.h>
 #include <stdlib.h>
 #include <string.h>
 
@@ -25,10 +26,22 @@ static int open_for_us_alone(const char *path, int flags)
     return open(path, flags | O_CLOEXEC);
 }
 
+/* hid.c takes the bus type out of a HID device's uevent, and reads it uninitialised when the
+   text is gone because the device has just vanished.  This is a bus that it does not know. */
+static const char *attribute_or_unknown_bus(struct udev_device *device, const char *name)
+{
+    const char *const value = udev_device_get_sysattr_value(device, name);
+    if (strcmp(name, "uevent") != 0 || (value != NULL && strstr(value, "HID_ID=") != NULL))
+        return value;
+    return "HID_ID=0000:00000000:00000000";
+}
+
 #undef strdup
 #define strdup copy_or_empty
 #define open open_for_us_alone
+#define udev_device_get_sysattr_value attribute_or_unknown_bus
 #include <linux/hid.c> // NOLINT(bugprone-suspicious-include): see above
+#undef udev_device_get_sysattr_value
 #undef open
 #undef strdup
 

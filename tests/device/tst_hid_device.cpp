@@ -3,6 +3,7 @@
 #include "simulator/Simulator.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTest>
 
 #include <memory>
@@ -127,13 +128,13 @@ private slots:
         static int linesSaid = 0;
         QtMessageHandler const before = qInstallMessageHandler(
             [](QtMsgType, const QMessageLogContext &, const QString &) { ++linesSaid; });
+        const auto restoring = qScopeGuard([before] { qInstallMessageHandler(before); });
         QVERIFY(!device->open(nullptr, 1, 1, 0));
         QVERIFY(!device->open("/dev/velmo-sim7", 0x3C9E, 0x000B, 0));
         QVERIFY(!device->open(std::string(256, 'x').c_str(), 1, 1, 0));
         QVERIFY(!device->open(std::string(255, 'x').c_str(), 1, 1, 0));
         QCOMPARE(device->getPath(), "");
         QVERIFY(!CHidBase().open("/dev/velmo-sim0", 1, 1, 0)); // not initialised
-        qInstallMessageHandler(before);
         QCOMPARE(linesSaid, 0); // the caller is told, nobody else
     }
 
