@@ -107,14 +107,6 @@ QString dspVersionOf(const QString &fileName)
     return fileName.right(fromEnd).left(length);
 }
 
-/// Of a refused image: its upgrade-mode command is in order, and at most one packet of
-/// data is behind it, so the record that has the version is missing or too short.
-bool endsBeforeVersion(const QByteArray &image, const FirmwareFile::Fault &fault)
-{
-    return fault.record == 1 &&
-           image.size() <= FirmwareFile::entryRecordSize + FirmwareFile::payloadSize;
-}
-
 /// Above this many arguments the outcome is shown in a box.
 constexpr int headlessArguments = 2;
 /// Above this many arguments the process ends with the upgrade.
@@ -314,11 +306,10 @@ void DFU_windows::loadFirmware()
                QMessageBox::Yes);
         return;
     }
-    const QByteArray image = file.readAll();
-    const FirmwareFile firmware = FirmwareFile::parse(image);
+    const FirmwareFile firmware = FirmwareFile::parse(file.readAll());
     if (!firmware.isValid()) {
         qDebug().noquote() << outputLine::refused << firmware.fault().text();
-        if (endsBeforeVersion(image, firmware.fault()))
+        if (firmware.fault().isTooSmall)
             showVersion(noVersion());
         return;
     }

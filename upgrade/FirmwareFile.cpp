@@ -41,7 +41,7 @@ QString FirmwareFile::Fault::text() const
 FirmwareFile FirmwareFile::refused(int record, int offset, const QString &reason)
 {
     FirmwareFile file;
-    file.imageFault = Fault{record, offset, reason};
+    file.imageFault = Fault{record, offset, reason, false};
     return file;
 }
 
@@ -82,10 +82,13 @@ FirmwareFile FirmwareFile::parse(const QByteArray &image)
         offset += length;
     }
     if (packets < leastPackets) {
-        return refused(1, entryRecordSize,
-                       QStringLiteral("the image makes %1 packets, at least %2 are needed")
-                           .arg(packets)
-                           .arg(leastPackets));
+        FirmwareFile small =
+            refused(1, entryRecordSize,
+                    QStringLiteral("the image makes %1 packets, at least %2 are needed")
+                        .arg(packets)
+                        .arg(leastPackets));
+        small.imageFault.isTooSmall = true;
+        return small;
     }
     return file;
 }

@@ -37,6 +37,8 @@ public:
         /// Of the record, in bytes from the image's begin.
         int offset = 0;
         QString reason;
+        /// Each record is in order, but they make fewer packets than can be sent.
+        bool isTooSmall = false;
 
         /// One line for a person.
         QString text() const;

@@ -139,6 +139,7 @@ private slots:
         QVERIFY(!file.isValid());
         QVERIFY(file.records().isEmpty());
         QVERIFY2(file.fault().text().startsWith(place), qPrintable(file.fault().text()));
+        QCOMPARE(file.fault().isTooSmall, place.startsWith(QLatin1String("record 1 ")));
     }
 
     void the_version_is_read_from_signed_bytes()
