@@ -245,31 +245,26 @@ private:
         QCOMPARE(languageBox->currentIndex(), language);
     }
 
-    /// What is in it: "class|x,y|size|text|style|hidden".
+    /// The widgets in it: "class|x,y|size|text|style|hidden".
     void describe(const QWidget *parent, QStringList *lines) const
     {
-        for (const QObject *const child : parent->children()) {
-            const auto *const widget = qobject_cast<const QWidget *>(child);
-            if (widget == nullptr)
-                continue;
+        for (const auto *const widget :
+             parent->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly)) {
+            QString shown;
+            for (const char *property : {"placeholderText", "currentText", "text"}) {
+                if (shown.isEmpty())
+                    shown = widget->property(property).toString();
+            }
             const QRect place = widget->geometry();
-            QString shown = widget->property("text").toString();
-            if (widget->property("placeholderText").isValid())
-                shown = widget->property("placeholderText").toString();
-            if (qobject_cast<const QProgressBar *>(widget) != nullptr &&
-                !widget->property("textVisible").toBool())
-                shown.clear();
-            if (widget == languageBox)
-                shown = languageBox->currentText();
-            *lines += QStringLiteral("%1|%2,%3|%4x%5|%6|%7|%8")
-                          .arg(text(widget->metaObject()->className()))
-                          .arg(place.x())
-                          .arg(place.y())
-                          .arg(place.width())
-                          .arg(place.height())
-                          .arg(shown, widget->styleSheet(),
-                               widget->isHidden() ? text("hidden") : QString());
-            if (widget == progressView || qobject_cast<const QLabel *>(widget))
+            *lines +=
+                QStringLiteral("%1|%2,%3|%4x%5|%6|%7|%8")
+                    .arg(text(widget->metaObject()->className()))
+                    .arg(place.x())
+                    .arg(place.y())
+                    .arg(place.width())
+                    .arg(place.height())
+                    .arg(shown, widget->styleSheet(), text(widget->isHidden() ? "hidden" : ""));
+            if (widget == progressView || qobject_cast<const QLabel *>(widget) != nullptr)
                 describe(widget, lines);
         }
     }
@@ -321,7 +316,7 @@ private slots:
                  "tb210_progress_view|0,0|500x200|||hidden\n"
                  "QLabel|0,0|500x200|||\n"
                  "QLabel|90,50|320x100|||\n"
-                 "QProgressBar|12,42|266x16||QProgressBar {border-radius: 8px;"
+                 "QProgressBar|12,42|266x16|100%|QProgressBar {border-radius: 8px;"
                  "background-color:rgb(27,27,27);}QProgressBar::chunk{"
                  "background-color:rgb(255,171,33);}|\n"
                  "QLabel|10,42|270x16|||\n"
@@ -335,6 +330,7 @@ private slots:
         QCOMPARE(seen.size(), expected.size());
         QVERIFY(window->minimumSize() == QSize(500, 200) &&
                 window->maximumSize() == QSize(500, 200));
+        QVERIFY(!progressView->bar()->isTextVisible());
         for (const QTextEdit *const edit : window->findChildren<QTextEdit *>()) {
             QCOMPARE(edit->lineWrapMode(), QTextEdit::NoWrap);
             QCOMPARE(edit->horizontalScrollBarPolicy(), Qt::ScrollBarAlwaysOff);
@@ -393,8 +389,6 @@ private slots:
                 // What is not refreshed.
                 QCOMPARE(languageBox->itemText(Chinese), text("简体中文"));
                 QCOMPARE(languageBox->itemText(English), text("English"));
-                QCOMPARE(buttonAt(dspButtonPlace)->text(), text("DSP固件"));
-                QCOMPARE(at<QTextEdit>(dspEditPlace)->placeholderText(), text("请输入DSP固件路径"));
             }
         }
     }
@@ -450,7 +444,7 @@ private slots:
         columns<QStringList, QString, QString, int, QString>(
             {"urls", "edit", "version", "language", "boxes"});
         const auto made = [](const char *name, const QByteArray &image) {
-            const QString path = home.filePath(text(name));
+            QString path = home.filePath(text(name));
             writeFile(path, image);
             return path;
         };
@@ -499,6 +493,7 @@ private slots:
         QCOMPARE(told.size(), urls.isEmpty() ? 0 : 1);
         QTEST(mcuEdit->toPlainText(), "edit");
         QTEST(labelAt(mcuVersionPlace), "version");
+        QCOMPARE(versionText, labelAt(mcuVersionPlace));
 
         // The upgrade goes by the command line all the same.
         QTest::mouseClick(buttonAt(mcuButtonPlace), Qt::LeftButton);
@@ -560,10 +555,12 @@ private slots:
         languageBox->setCurrentIndex(language);
         const QByteArray before = result();
         int code = -1;
+        progressView->show();
         const QString boxes =
             boxesDuring([&] { code = endOf([&] { window->sendMessage_fail_hand(status); }); });
         QTEST(boxes, "box");
         QCOMPARE(code, 0);
+        QVERIFY(progressView->isHidden());
         QCOMPARE(result(), before + (status == 1 ? "success -1" : "success 1"));
     }
 
@@ -605,25 +602,37 @@ private slots:
 
         // From here on progress is the DSP's: without a total it is 0, and unreported.
         const QByteArray before = result();
+        progressView->bar()->setMaximum(packetCount);
         window->progress_value(3);
         QCOMPARE(percent(), text("0%"));
         QCOMPARE(result(), before);
+        buttonAt(mcuButtonPlace)->click();
+        window->progress_value(3);
+        QCOMPARE(result(), before + "42%\n");
     }
 
     void a_dsp_run_is_followed_data()
     {
         // The total of a run stays for the runs behind it, so the order matters.
-        columns<QString, int, QString, QString>({"record", "language", "percent", "boxes"});
-        row("total 0", "x3/0xx", English, "0%", "i|Tips|DSP 升级失败|Yes|none");
-        row("total 10", "x6/10xx", Chinese, "60%", "i|提示|DSP 升级失败|Yes|none");
-        row("total 20", "x7/20xx", Chinese, "35%", "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
-        row("total 30", "x1/30xx", English, "3%", "i|Tips|DSP 升级成功,请重新连接设备|Yes|none");
+        columns<QString, int, QString, QString, QString>(
+            {"record", "language", "expectedBar", "percent", "boxes"});
+        const char *const failed = "i|Tips|DSP 升级失败|Yes|none";
+        const char *const succeeded = "i|Tips|DSP 升级成功,请重新连接设备|Yes|none";
+        row("total 0", "x3/0xx", English, "3/0", "0%", failed);
+        row("total 10", "x6/10xx", Chinese, "6/10", "60%", "i|提示|DSP 升级失败|Yes|none");
+        row("far more than all", "x2000000000/1xx", English, "0/1", "2147483647%", failed);
+        row("total 20", "x7/20xx", Chinese, "7/20", "35%",
+            "i|提示|DSP 升级成功,请重新连接设备|Yes|none");
+        row("total 30", "x1/30xx", English, "1/30", "3%", succeeded);
+        row("no progress, so still 30", "nothing", English, "0/30", "0%", succeeded);
+        row("a total that no int holds", "x1/3000000000xx", English, "1/0", "0%", failed);
     }
 
     void a_dsp_run_is_followed()
     {
         QFETCH(QString, record);
         QFETCH(int, language);
+        QFETCH(QString, expectedBar);
         QFETCH(QString, percent);
         languageBox->setCurrentIndex(language);
         const QString file = home.filePath(text("dsp_V1.0.bin"));
@@ -635,12 +644,18 @@ private slots:
         QVERIFY(
             FakeTool::install("arguments arguments.txt\nprint " + said + said + "\\r\nawait go\n"));
         at<QTextEdit>(dspEditPlace)->setPlainText(file);
-        progressView->bar()->setValue(1);
+        QProgressBar *const bar = progressView->bar();
+        bar->setValue(1);
         const QByteArray before = result();
 
         window->updatedsp_click();
         QVERIFY(progressView->isVisible());
         QCOMPARE(this->percent(), text("0%"));
+        QCOMPARE(bar->value(), 0);
+        const auto shown = [&] {
+            return QStringLiteral("%1/%2").arg(bar->value()).arg(bar->maximum());
+        };
+        QTRY_COMPARE_WITH_TIMEOUT(shown(), expectedBar, endTimeoutMs);
         QTRY_COMPARE_WITH_TIMEOUT(this->percent(), percent, endTimeoutMs);
         const QString boxes = boxesDuring([&] {
             writeFile(go, "");

@@ -147,17 +147,25 @@ private slots:
         QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
     }
 
-    void a_headless_run_shows_nothing_data()
+    void no_window_is_shown_data()
     {
-        QTest::addColumn<QByteArray>("verdict");
+        QTest::addColumn<QByteArray>("arguments");
+        QTest::addColumn<QByteArray>("simulator");
         QTest::addColumn<QByteArray>("outcome");
-        QTest::newRow("succeeds") << QByteArray("by-image") << QByteArray("success 1");
-        QTest::newRow("fails") << QByteArray("failure2") << QByteArray("success -1");
+        const QByteArray quick = "silent=entry;enter-time=20;verdict=";
+        QTest::newRow("success, by a URL")
+            << QByteArray("file:///TB210.bin") << quick + "by-image" << QByteArray("success 1");
+        QTest::newRow("failure") << QByteArray("./TB210.bin") << quick + "failure2"
+                                 << QByteArray("success -1");
+        QTest::newRow("no microphone, although a window is asked for")
+            << QByteArray("./TB210.bin any") << QByteArray("devices=none")
+            << QByteArray("success -1");
     }
 
-    void a_headless_run_shows_nothing()
+    void no_window_is_shown()
     {
-        QFETCH(QByteArray, verdict);
+        QFETCH(QByteArray, arguments);
+        QFETCH(QByteArray, simulator);
         // Of each window that comes and goes it prints a line; the mark says that it has
         // told all that was before.
         const auto setMark = [this](const QByteArray &mark) {
@@ -177,7 +185,8 @@ private slots:
 
         UpdaterRun run;
         run.display = display;
-        run.start({run.makePlainImage()}, "silent=entry;enter-time=20;verdict=" + verdict);
+        QCOMPARE(run.makePlainImage(), text("./TB210.bin"));
+        run.start(text(arguments).split(' '), simulator);
         QTRY_VERIFY_WITH_TIMEOUT(run.waitForExit(0) || tells("0x"), endTimeoutMs);
         setMark("end");
         QTRY_VERIFY_WITH_TIMEOUT(tells("end"), endTimeoutMs);
