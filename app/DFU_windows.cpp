@@ -62,8 +62,8 @@ enum Language
     English = 1
 };
 
-// The names are crossed over against what the files hold, by decision of this
-// system: "zh" has the English texts, "en" has none, so the Chinese ones show.
+// Quirk: the names are crossed over.  "zh" has the English texts; "en" has none, so the
+// Chinese ones show.  The translation files are shared with programs that expect this.
 QString englishTranslation()
 {
     return QStringLiteral(":/tb210_lang/tb210_zh.qm");
@@ -107,26 +107,16 @@ QString dspVersionOf(const QString &fileName)
     return fileName.right(fromEnd).left(length);
 }
 
-/// Above this many arguments the outcome is shown in a box.
-constexpr int headlessArguments = 2;
 /// Above this many arguments the process ends with the upgrade.
 constexpr int lastingArguments = 1;
 
-enum OutcomeStatus
-{
-    StatusFailed = 1,
-    StatusSucceeded = 2
-};
-
-/// The integer part of value / total x 100.0, cut off, not rounded; 0 without a
-/// total.
+/// The integer part of value / total x 100.0, truncated; 0 without a total.
 int percentOf(int value, int total)
 {
-    constexpr double hundred = 100.0;
     if (total == 0)
         return 0;
-    // The vendor's tool may tell any numbers; what no int holds becomes the nearest.
-    const double percent = static_cast<double>(value) / total * hundred;
+    // The vendor's tool may print any numbers; what no int holds becomes the nearest.
+    const double percent = static_cast<double>(value) / total * 100.0;
     return static_cast<int>(std::clamp<double>(percent, std::numeric_limits<int>::min(),
                                                std::numeric_limits<int>::max()));
 }
@@ -139,8 +129,8 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     , argCount(argumentCount)
 {
     selectMicrophoneFor(firmwarePath);
-    // Neither file is part of the resources: both calls fail silently, the default
-    // icon and font stay, by decision of this system.
+    // Quirk: neither file is part of the resources, so both calls fail silently and the
+    // default icon and font stay.  The styles name the font all the same.
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/image/images/logo.ico")));
     QFontDatabase::addApplicationFont(QStringLiteral(":/image/ZRX_650/SourceHanSansCN Medium.ttf"));
     setFixedSize(windowSize);
@@ -300,7 +290,8 @@ void DFU_windows::loadFirmware()
         return;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        // Shown in hidden mode as well, by decision of this system.
+        // Quirk: shown in hidden mode as well.  A user who gave the companion application a
+        // wrong path sees why nothing happens.
         inform(this, QString::fromLatin1(outputLine::box),
                QStringLiteral("打开错误+") + file.errorString(), QMessageBox::Yes | QMessageBox::No,
                QMessageBox::Yes);
@@ -364,7 +355,9 @@ void DFU_windows::progress_value(int value)
 
 void DFU_windows::sendMessage_fail_hand(int status)
 {
-    const bool isVerdict = status == StatusFailed || status == StatusSucceeded;
+    const auto verdict = static_cast<InputReport::Verdict>(status);
+    const bool succeeded = verdict == InputReport::Verdict::Succeeded;
+    const bool isVerdict = succeeded || verdict == InputReport::Verdict::Failed;
     // A microphone may repeat its last report, and each would open a box inside the
     // event loop of the one before.
     if (isVerdict && showingVerdict)
@@ -375,7 +368,6 @@ void DFU_windows::sendMessage_fail_hand(int status)
         inform(this, tr("提示"), QString::number(status), QMessageBox::Yes);
         return;
     }
-    const bool succeeded = status == StatusSucceeded;
     if (argCount > headlessArguments) {
         const QScopedValueRollback showing(showingVerdict, true);
         if (succeeded) {
@@ -399,7 +391,7 @@ void DFU_windows::OnConnectDevice()
 
 void DFU_windows::OnDisConnectDevice()
 {
-    // The flags stay as they are, by decision of this system.
+    // Quirk: the flags stay as they are, so the transfer goes on (linkFlags.h).
     qDebug().noquote() << QStringLiteral("usb拔出------");
     stateLabel->setText(tr("请连接设备"));
     stateLabel->setStyleSheet(redText());

@@ -36,8 +36,11 @@ class DFU_windows : public QMainWindow
     Q_OBJECT
 
 public:
-    /// `argumentCount` counts the program's name: above 1 the process ends with the
-    /// upgrade, above 2 the outcome is shown in a box.
+    /// With more arguments than this, program name included, the window is shown and the
+    /// outcome comes in a box.
+    static constexpr int headlessArguments = 2;
+
+    /// `argumentCount` counts the program's name: above 1 the process ends with the upgrade.
     DFU_windows(QString path, int argumentCount, QWidget *parent);
 
 signals:
@@ -59,8 +62,10 @@ public slots:
     void sendMessage_fail_hand(int status);
     void dsp_kt0206_progress_val(int value);
     void dsp_kt0206_finish(int result);
-    /// Inspects a dropped file: its version is shown.  The upgrade always uses the
-    /// file of the command line, by decision of this system.
+    /// Inspects a dropped file: its version is shown.
+    ///
+    /// Quirk: the upgrade always uses the file of the command line.  The companion
+    /// application has checked that one.
     void mcudropClick(const QString &path);
     /// 0: Chinese, 1: English.
     void change_language(int index);

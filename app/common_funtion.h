@@ -10,8 +10,9 @@ public:
     /// user, named "CorvoUpgrade".  On Windows it lies in the roaming folder.
     static QString perUserFolder();
 
-    /// The file that a path edit's text means.  A text that begins with "file" is
-    /// taken for a URL and loses its first 8 characters, whatever follows, by
-    /// decision of this system.
+    /// The file that a path edit's text means.
+    ///
+    /// Quirk: a text that begins with "file" is taken for a URL and loses its first 8
+    /// characters, whatever follows.  Dropped files arrive that way.
     static QString fileNameOf(const QString &editText);
 };

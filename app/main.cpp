@@ -6,13 +6,6 @@
 #include <QApplication>
 #include <QDebug>
 
-namespace {
-
-/// More arguments than this, program name included, show the window.
-constexpr int hiddenArguments = 2;
-
-} // namespace
-
 int main(int argc, char *argv[])
 {
     prepareProcess();
@@ -26,7 +19,7 @@ int main(int argc, char *argv[])
     [[maybe_unused]] auto *const application = new QApplication(argc, argv);
     const QStringList arguments = QApplication::arguments();
     qDebug() << arguments;
-    const bool visible = arguments.size() > hiddenArguments;
+    const bool visible = arguments.size() > DFU_windows::headlessArguments;
     // A box is the only window that a hidden updater has; closing it ends nothing.
     QApplication::setQuitOnLastWindowClosed(visible);
     setNobodyWatching(QApplication::platformName() == QLatin1String("offscreen"));
