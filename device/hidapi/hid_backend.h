@@ -1,9 +1,9 @@
 #pragma once
 
 /*
- * The platform's hidapi backend as the gate (hid_gate.c) sees it.  The structure
- * behind a hid_device is known only to the backend's translation unit, so what
- * needs its fields is a function here.  None of it is exported, none of it locks.
+ * The platform's hidapi backend, used by hid_handle.c only. Only the backend's own source
+ * file knows the fields of its hid_device, so all access to them is through these functions.
+ * None of them is exported or takes a lock.
  */
 
 #include <hidapi.h>
@@ -30,22 +30,21 @@ const wchar_t *raw_hid_error(hid_device *dev);
 const struct hid_api_version *raw_hid_version(void);
 const char *raw_hid_version_str(void);
 
-/** A second view of an open device with an error text of its own; null when memory is short. */
-hid_device *hid_backend_new_view(const hid_device *device);
-/** Frees a view.  What was written on it and has not gone out is cancelled; the device stays
-    open. */
-void hid_backend_free_view(hid_device *view);
-/** Closes the device itself, when its views are gone and no call is inside. */
+/** A copy of an open device's structure, with its own error text; null if out of memory. */
+hid_device *hid_backend_new_copy(const hid_device *device);
+/** Frees a copy and cancels the writes on it that have not gone out. The device stays open. */
+void hid_backend_free_copy(hid_device *copy);
+/** Closes the device itself. All copies must be freed before, and no call may be active. */
 void hid_backend_close(hid_device *device);
 
-/** hid_write(), on a view of hid_backend_new_view().  A write that takes too long fails, and
-    goes out all the same, before later ones. */
-int hid_backend_write(hid_device *device, const unsigned char *data, size_t length);
-/** As hid_max_input_report_len(), for an open device. */
+/** hid_write() on a copy. A write that takes too long fails but still goes out, before later
+    ones. */
+int hid_backend_write(hid_device *copy, const unsigned char *data, size_t length);
+/** Like hid_max_input_report_len(), for an open device. */
 int hid_backend_max_input_report_len(hid_device *device);
 
-/** The error text of the last call on this view, or null; the view owns it. */
-const wchar_t *hid_backend_error(const hid_device *view);
-void hid_backend_clear_error(hid_device *view);
+/** The error text of the last call on this copy, or null. The copy owns it. */
+const wchar_t *hid_backend_error(const hid_device *copy);
+void hid_backend_clear_error(hid_device *copy);
 /** Frees the calling thread's error text of calls without a handle. */
 void hid_backend_clear_global_error(void);

@@ -1,8 +1,8 @@
 #pragma once
 
 /*
- * Included before the backend's hid.c: its functions become the raw_hid_ functions
- * of hid_backend.h and are not exported, which leaves their names to the gate.
+ * Include this before the backend's hid.c. It renames the backend's functions to raw_hid_...
+ * (hid_backend.h) and does not export them. hid_handle.c defines the original names.
  */
 
 #undef HID_API_EXPORT

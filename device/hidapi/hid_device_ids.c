@@ -17,7 +17,7 @@ static char to_upper(char c)
     return (char)(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
 }
 
-/* Returns the digit's value, or -1; without the locale that isxdigit() looks at. */
+/* Returns the digit's value or -1. Unlike isxdigit() it does not depend on the locale. */
 static int digit_value(char c)
 {
     const char upper = to_upper(c);
@@ -28,8 +28,8 @@ static int digit_value(char c)
     return -1;
 }
 
-/* Reads exactly `count` digits, at most 8, and stops at the text's end; returns whether
-   all are there and the number is an id. */
+/* Reads exactly `count` digits, at most 8. Returns 0 if the text is shorter or the number
+   has more than 16 bits. */
 static int read_id(const char *text, size_t count, unsigned short *id)
 {
     unsigned long value = 0;
@@ -66,7 +66,7 @@ int hid_ids_from_interface_name(const char *name, struct hid_device_ids *ids)
     return 1;
 }
 
-/* Reads "bus:vendor:product" with ids of so many digits; returns what follows, or null. */
+/* Reads "bus:vendor:product" with ids of `digits` digits. Returns the rest, or null. */
 static const char *read_triple(const char *text, size_t digits, struct hid_device_ids *ids)
 {
     unsigned short bus = 0;

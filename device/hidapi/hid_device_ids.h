@@ -12,15 +12,15 @@ struct hid_device_ids
 };
 
 /*
- * Where the two ids stand in what the systems say about a device.  Each function
- * returns 1 and fills in *ids, or returns 0 and leaves it alone; hexadecimal
- * digits may be of either case.
+ * These functions find the two ids in names and properties of a device. Each returns 1 and
+ * fills in *ids, or returns 0 and leaves it alone. Hexadecimal digits may have either case.
  */
 
 /**
- * A Windows device interface name: "#VID_", in either case, four digits, then four
- * more at the place they have in "#VID_3C9E&PID_000B".  Quirk: what
- * stands between the two is not looked at, because drivers differ there.
+ * A Windows device interface name such as "#VID_3C9E&PID_000B", in either case.
+ *
+ * Quirk: the five characters between the two ids are not checked. Devices whose drivers
+ * write something else there are found because of that.
  */
 int hid_ids_from_interface_name(const char *name, struct hid_device_ids *ids);
 
@@ -28,8 +28,8 @@ int hid_ids_from_interface_name(const char *name, struct hid_device_ids *ids);
 int hid_ids_from_hid_id(const char *hid_id, struct hid_device_ids *ids);
 
 /**
- * The last component "0003:3C9E:000B.0001" (bus, vendor, product, instance) of a
- * Linux device path: the last, because one HID device can hang on another.
+ * The last component like "0003:3C9E:000B.0001" (bus, vendor, product, instance) of a Linux
+ * device path. It is the last one because a HID device can be the child of another.
  */
 int hid_ids_from_device_path(const char *path, struct hid_device_ids *ids);
 

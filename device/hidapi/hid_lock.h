@@ -1,6 +1,6 @@
 #pragma once
 
-/* A lock that is not recursive.  The only place where the two platforms' locks differ. */
+/* A lock that is not recursive. */
 
 #ifdef _WIN32
 
@@ -17,11 +17,11 @@ static inline void hid_lock_destroy(hid_lock *lock)
 {
     (void)lock;
 }
-static inline void hid_lock_take(hid_lock *lock)
+static inline void hid_lock_acquire(hid_lock *lock)
 {
     AcquireSRWLockExclusive(lock);
 }
-static inline void hid_lock_give(hid_lock *lock)
+static inline void hid_lock_release(hid_lock *lock)
 {
     ReleaseSRWLockExclusive(lock);
 }
@@ -41,11 +41,11 @@ static inline void hid_lock_destroy(hid_lock *lock)
 {
     (void)pthread_mutex_destroy(lock);
 }
-static inline void hid_lock_take(hid_lock *lock)
+static inline void hid_lock_acquire(hid_lock *lock)
 {
     (void)pthread_mutex_lock(lock);
 }
-static inline void hid_lock_give(hid_lock *lock)
+static inline void hid_lock_release(hid_lock *lock)
 {
     (void)pthread_mutex_unlock(lock);
 }

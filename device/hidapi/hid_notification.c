@@ -10,9 +10,9 @@ static void *s_notifyContext = NULL;
 void hid_register_device_notification(hid_device_notification_callback callback, void *context)
 {
     if (callback == NULL) {
-        /* Quirk: the receiver stays stored, so a later registration opens nothing and
-           notification is off for the life of the process.  Who unregisters can rely on
-           never being called again. */
+        /* Quirk: the receiver stays stored, so a later registration does not open the source
+           again and notification stays off until the process ends. A receiver that has
+           unregistered can rely on never being called again. */
         hid_notification_source_close();
         return;
     }

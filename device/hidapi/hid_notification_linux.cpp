@@ -50,12 +50,12 @@ void deliver(udev_device *device)
         hid_notification_deliver(ids->vendor, ids->product, node, removal ? 1 : 0);
 }
 
-/// A udev monitor of the hidraw subsystem, read by the event loop of the thread
-/// that made it.
+/// A udev monitor of the hidraw subsystem. The event loop of the thread that created it
+/// reads it.
 class HidrawMonitor
 {
 public:
-    /// Null when the system refuses, or when the calling thread has no event loop.
+    /// Null if the system refuses or the calling thread has no event loop.
     static std::shared_ptr<HidrawMonitor> create()
     {
         if (QAbstractEventDispatcher::instance() == nullptr)
@@ -63,8 +63,8 @@ public:
         Owned<udev> context(udev_new());
         if (!context)
             return nullptr;
-        // "udev", not "kernel": its events come when the device node is there,
-        // with the owner and mode that the rules give it.
+        // "udev" and not "kernel", whose events arrive before the device node has the owner
+        // and mode that the rules give it.
         Owned<udev_monitor> monitor(udev_monitor_new_from_netlink(context.get(), "udev"));
         if (!monitor ||
             udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), "hidraw", nullptr) < 0 ||
@@ -80,12 +80,12 @@ public:
     {
     }
 
-    /// Begins to deliver; `self` is this object.
+    /// Starts to deliver notices. `self` is this object.
     void start(const std::shared_ptr<HidrawMonitor> &self)
     {
         QObject::connect(notifier.get(), &QSocketNotifier::activated, notifier.get(),
                          [weak = std::weak_ptr<HidrawMonitor>(self)] {
-                             // The receiver may close the source from within.
+                             // The receiver may close the source.
                              if (const auto alive = weak.lock())
                                  alive->drain();
                          });
@@ -110,7 +110,7 @@ private:
 
     struct DeleteLater
     {
-        // It may be the one whose signal is being delivered.
+        // Its signal may be the one being delivered.
         void operator()(QSocketNotifier *object) const { object->deleteLater(); }
     };
 
@@ -120,7 +120,7 @@ private:
     bool stopped = false;
 };
 
-/// Not destroyed at the process's end, when the event loop is gone already.
+/// Never destroyed: at exit the event loop is gone already.
 std::shared_ptr<HidrawMonitor> &currentMonitor()
 {
     static auto &current = *new std::shared_ptr<HidrawMonitor>;

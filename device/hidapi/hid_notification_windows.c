@@ -12,9 +12,9 @@
 static HDEVNOTIFY s_notifyHandle = NULL;
 static HWND s_notifyWindow = NULL;
 
-/* Quirk: the class name is 8-bit text that the wide-character calls read two bytes at a time.
-   Programs that look for this window know it by the name that this gives.  The buffer's end
-   is zero, so that the name has one. */
+/* Quirk: the class name is 8-bit text that is passed to wide-character functions, which read
+   two bytes as one character. Programs that look for this window know it by the resulting
+   name. The rest of the buffer is zero and terminates the name. */
 static const union {
     char text[40];
     WCHAR name[20];
@@ -34,8 +34,8 @@ _Static_assert(sizeof windowClass.text == sizeof windowClass.name, "one buffer")
 _Static_assert(CS_HREDRAW + CS_VREDRAW == 3 && COLOR_WINDOW + 1 == 6, "window class");
 _Static_assert(DBT_DEVICEARRIVAL == 0x8000 && DBT_DEVICEREMOVECOMPLETE == 0x8004, "events");
 
-/* Converts an interface's name to multibyte text.  Returns 1, or 0 when the record is not
-   of an interface or its name has no end, no multibyte form or too long a one. */
+/* Converts an interface's name to multibyte text. Returns 0 if the record is not of an
+   interface, or if its name is unterminated, cannot be converted or is too long. */
 static int copyPath(const DEV_BROADCAST_HDR *record, char path[pathBufferSize])
 {
     if (record->dbch_devicetype != DBT_DEVTYP_DEVICEINTERFACE)
@@ -48,9 +48,9 @@ static int copyPath(const DEV_BROADCAST_HDR *record, char path[pathBufferSize])
     const size_t room = (named->dbcc_size - nameOffset) / sizeof(WCHAR);
     if (wcsnlen(named->dbcc_name, room) == room)
         return 0;
-    /* Not wcstombs_s(), whose answer to text that does not fit can end the process.  The
-       result is huge when a character does not convert, the buffer's size when none is
-       left for the end. */
+    /* Not wcstombs_s(), which can end the process if the text does not fit. wcstombs() returns
+       a huge number if a character cannot be converted, and the buffer's size if there is no
+       room for the terminating zero. */
     return wcstombs(path, named->dbcc_name, pathBufferSize) < pathBufferSize;
 }
 
@@ -101,8 +101,8 @@ int hid_notification_source_open(void)
     s_notifyHandle =
         RegisterDeviceNotificationW(s_notifyWindow, &filter, DEVICE_NOTIFY_WINDOW_HANDLE);
     if (s_notifyHandle == NULL) {
-        /* The handle of the destroyed window is kept: destroying it again does nothing,
-           and the class, which stays, lets no second window be made anyway. */
+        /* s_notifyWindow keeps its value. Destroying the window again does nothing, and no
+           second one can be made because its class stays registered. */
         DestroyWindow(s_notifyWindow);
         return 0;
     }

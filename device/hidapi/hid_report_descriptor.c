@@ -1,6 +1,6 @@
 #include "device/hidapi/hid_report_descriptor.h"
 
-/* Item prefixes, USB HID class 1.11, section 6.2.2; the low two bits are the data's size. */
+/* Item prefixes of USB HID class 1.11, section 6.2.2. The two low bits are the data's size. */
 enum
 {
     long_item_prefix = 0xFE,
@@ -16,9 +16,9 @@ enum
 {
     bits_per_byte = 8,
     report_id_bytes = 1,
-    /* Of a long item: data size and tag. */
+    /* A long item's data size and tag. */
     long_item_head = 2,
-    /* The length is 16 bits wide at the device, in Windows and here. */
+    /* The length has 16 bits in the device, in Windows and here. */
     max_report_bits = (UINT16_MAX - report_id_bytes) * bits_per_byte,
 };
 
@@ -26,7 +26,7 @@ int hid_report_descriptor_max_input_length(const uint8_t *descriptor, size_t siz
 {
     uint64_t field_size = 0;
     uint64_t field_count = 0;
-    uint64_t bits = 0; /* of the report that is being described */
+    uint64_t bits = 0; /* of the current report */
     uint64_t longest = 0;
     size_t at = 0;
     while (at < size) {
@@ -53,7 +53,7 @@ int hid_report_descriptor_max_input_length(const uint8_t *descriptor, size_t siz
             field_count = value;
             break;
         case item_report_id:
-            bits = 0; /* another report */
+            bits = 0; /* a new report starts */
             break;
         case item_input:
             if (field_size > max_report_bits || field_count > max_report_bits ||

@@ -1,21 +1,21 @@
 #pragma once
 
 /**
- * hidapi 0.10.1 as this system ships it: the functions of <hidapi.h> under their
- * own names, and the two below, exported from the same shared library.
+ * hidapi 0.10.1 as we ship it: the functions of <hidapi.h> and the two below, exported from
+ * one shared library.
  *
- * Threads: every function may be called from any thread at any time.  One thread
- * may read a handle, another write it and a third close it and open it anew:
- *   - reads, writes and all else keep to lanes of their own, so that a write
- *     never waits for a read; calls of the same kind on one handle queue up;
- *   - hid_close() does not wait for calls that are inside: the device is closed
- *     when the last of them leaves;
- *   - a closed handle, and a null one, answers -1, for as long as the process
- *     lives (hid_max_input_report_len() answers 0 for a null one);
- *   - hid_error(handle) tells the outcome of the calling thread's own last call,
- *     if that was on this handle; hid_error(NULL) that of its last call without a
- *     handle.  The text holds until that thread's next call.
- * hid_exit() while another thread uses the library is the caller's fault.
+ * Threads: any thread may call any function at any time. One thread may read a handle while
+ * another writes it and a third closes and reopens it.
+ *   - Reads, writes and all other calls are three channels of a handle. Calls on the same
+ *     channel queue up; a write never waits for a read.
+ *   - hid_close() does not wait for active calls. The device is closed when the last of them
+ *     returns.
+ *   - A closed handle and a null one return -1, for as long as the process lives
+ *     (hid_max_input_report_len() returns 0 for a null one).
+ *   - hid_error(handle) returns the result of the calling thread's last call if that was on
+ *     this handle. hid_error(NULL) returns that of its last call without a handle. The text
+ *     is valid until the thread's next call.
+ * Do not call hid_exit() while another thread uses the library.
  */
 
 #include <hidapi.h>
@@ -27,14 +27,12 @@ extern "C" {
 /**
  * The length of the device's longest input report.
  *
- * Windows: as recorded when the device was opened (the HID capabilities' input
- * report byte length).  Linux: worked out at each call from the report descriptor
- * that the kernel keeps for the device.
+ * Windows: the input report byte length of the HID capabilities when the device was opened.
+ * Linux: computed at each call from the report descriptor that the kernel has.
  *
- * @return the length in bytes, 1 to 65535, report id byte included whether the device
- *         numbers its reports or not; 0 for a null handle and for a device without
- *         input reports; -1 for a closed handle, or when the descriptor cannot be
- *         had or is malformed.
+ * @return the length in bytes, 1 to 65535. It includes the report id byte even if the device
+ *         does not number its reports. 0 for a null handle or a device without input reports;
+ *         -1 for a closed handle or if the descriptor cannot be read or is malformed.
  */
 int HID_API_EXPORT_CALL hid_max_input_report_len(hid_device *dev);
 
@@ -43,9 +41,9 @@ int HID_API_EXPORT_CALL hid_max_input_report_len(hid_device *dev);
  *
  * @param vendor_id   the device's USB vendor id
  * @param product_id  the device's USB product id
- * @param path        what hid_open_path() takes: on Windows the interface's name
- *                    in the letter case the system gives it, at most 255 bytes, on
- *                    Linux the device node; valid during the call
+ * @param path        what hid_open_path() takes; valid during the call. Linux: the
+ *                    device node. Windows: the interface's name in the letter case
+ *                    that the system uses, at most 255 bytes
  * @param removal     0 arrival, 1 removal
  * @param context     as registered
  */
@@ -54,15 +52,15 @@ typedef void (*hid_device_notification_callback)(unsigned short vendor_id,
                                                  int removal, void *context);
 
 /**
- * Sets the process's one receiver of arrivals and removals.
+ * Sets the receiver of arrivals and removals. A process has one.
  *
- * The receiver is called on the thread that registered first, by that thread's
- * event loop (Windows: its message loop; Linux: its Qt event loop, which must
- * exist).  Call this function on that thread only.
+ * The receiver is called by the event loop of the thread that registered first (Windows: its
+ * message loop; Linux: its Qt event loop, which must exist). Call this function on that
+ * thread only.
  *
- * A second registration replaces receiver and context.  A null callback
- * unregisters, for good: after it no registration brings notices back.  When the
- * system refuses, notification stays off and nothing is reported.
+ * A second registration replaces receiver and context. A null callback unregisters for good:
+ * registering again does not bring notices back. If the system refuses, notification stays
+ * off and no error is reported.
  */
 void HID_API_EXPORT_CALL hid_register_device_notification(hid_device_notification_callback callback,
                                                           void *context);

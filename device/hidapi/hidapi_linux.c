@@ -1,6 +1,6 @@
 /*
- * The hidraw backend of hidapi, and what needs to know its device structure.
- * hid.c is found through a system include path: its warnings are not ours.
+ * hidapi's hidraw backend and the functions that access its device structure.
+ * hid.c is found through a system include path, which silences its warnings.
  */
 
 #include "device/hidapi/hid_backend.h"
@@ -12,22 +12,23 @@
 #include <stdlib.h>
 #include <string.h>
 
-/* hid.c copies sysfs text that is missing when the device has just vanished. */
+/* hid.c copies text from sysfs. The pointer is null if the device has just vanished. */
 static char *copy_or_empty(const char *text)
 {
     return strdup(text != NULL ? text : "");
 }
 
-/* hid.c lets every child process inherit an open node.  The DSP vendor's tool, which this
-   system starts, would keep a node alive whose microphone is gone, and the microphone
-   would come back under another one. */
-static int open_for_us_alone(const char *path, int flags)
+/* hid.c lets child processes inherit the open node. The DSP vendor's tool, which the updater
+   starts, would keep the node of an unplugged microphone alive, and the microphone would
+   come back under another one. */
+static int open_close_on_exec(const char *path, int flags)
 {
     return open(path, flags | O_CLOEXEC);
 }
 
-/* hid.c takes the bus type out of a HID device's uevent, and reads it uninitialised when the
-   text is gone because the device has just vanished.  This is a bus that it does not know. */
+/* hid.c reads the bus type from a HID device's uevent. If the device has just vanished, the text
+   is missing and hid.c uses the type uninitialised. This makes it a bus that hid.c does not
+   know. */
 static const char *attribute_or_unknown_bus(struct udev_device *device, const char *name)
 {
     const char *const value = udev_device_get_sysattr_value(device, name);
@@ -38,28 +39,28 @@ static const char *attribute_or_unknown_bus(struct udev_device *device, const ch
 
 #undef strdup
 #define strdup copy_or_empty
-#define open open_for_us_alone
+#define open open_close_on_exec
 #define udev_device_get_sysattr_value attribute_or_unknown_bus
 #include <linux/hid.c> // NOLINT(bugprone-suspicious-include): see above
 #undef udev_device_get_sysattr_value
 #undef open
 #undef strdup
 
-hid_device *hid_backend_new_view(const hid_device *device)
+hid_device *hid_backend_new_copy(const hid_device *device)
 {
-    hid_device *const view = malloc(sizeof *view);
-    if (view != NULL) {
-        *view = *device;
-        view->last_error_str = NULL;
+    hid_device *const copy = malloc(sizeof *copy);
+    if (copy != NULL) {
+        *copy = *device;
+        copy->last_error_str = NULL;
     }
-    return view;
+    return copy;
 }
 
-void hid_backend_free_view(hid_device *view)
+void hid_backend_free_copy(hid_device *copy)
 {
-    if (view != NULL)
-        free(view->last_error_str);
-    free(view);
+    if (copy != NULL)
+        free(copy->last_error_str);
+    free(copy);
 }
 
 void hid_backend_close(hid_device *device)
@@ -91,14 +92,14 @@ int hid_backend_max_input_report_len(hid_device *device)
     return length;
 }
 
-const wchar_t *hid_backend_error(const hid_device *view)
+const wchar_t *hid_backend_error(const hid_device *copy)
 {
-    return view->last_error_str;
+    return copy->last_error_str;
 }
 
-void hid_backend_clear_error(hid_device *view)
+void hid_backend_clear_error(hid_device *copy)
 {
-    register_device_error(view, NULL);
+    register_device_error(copy, NULL);
 }
 
 void hid_backend_clear_global_error(void)

@@ -1,6 +1,6 @@
 /*
- * The Windows backend of hidapi, and what needs to know its device structure.
- * hid.c is found through a system include path: its warnings are not ours.
+ * hidapi's Windows backend and the functions that access its device structure.
+ * hid.c is found through a system include path, which silences its warnings.
  */
 
 #include "device/hidapi/hid_backend.h"
@@ -8,29 +8,28 @@
 
 #include <windows/hid.c> // NOLINT(bugprone-suspicious-include): see above
 
-/* hidapi's own: how long a write is waited for. */
+/* hidapi's own limit for a write. */
 static const DWORD write_timeout_ms = 1000;
-/* How long a device that is being closed waits for what was cancelled: far longer than that
-   takes.  What takes longer (a driver that ignores the cancelling) keeps its memory, so that
-   the system never writes into freed memory. */
+/* How long a close waits for cancelled transfers, which is far longer than they need. A
+   transfer that takes longer still (because its driver ignores the cancelling) keeps its
+   memory, so that the system never writes into freed memory. */
 static const DWORD cancel_timeout_ms = 250;
 
-/* A report on its way to the device.  The system reads and writes all of it until the write
-   has ended. */
+/* A report on its way to the device. The system reads and writes it until the write ends. */
 struct pending_write
 {
     struct pending_write *earlier;
-    OVERLAPPED transfer; /* with an event of its own */
+    OVERLAPPED transfer; /* has its own event */
     DWORD length;
     unsigned char report[];
 };
 
-struct view
+struct device_copy
 {
-    struct hid_device_ device; /* first: a hid_device of hid_backend_new_view() is a view */
-    /* Those that took too long, the latest first.  Their number has no limit, because at the
-       limit a packet would be lost.  It grows slowly: each one has cost its caller a second,
-       for some 200 bytes and an event. */
+    struct hid_device_ device; /* must be first: hid_backend_new_copy() returns its address */
+    /* Writes that took too long, the latest first. A limit would lose a packet. The list grows
+       slowly: each of them makes the caller wait for a second, and takes some 200 bytes and an
+       event. */
     struct pending_write *writes;
 };
 
@@ -40,8 +39,8 @@ static BOOL wait_for_end(const OVERLAPPED *transfer, DWORD milliseconds)
            HasOverlappedIoCompleted(transfer);
 }
 
-/* A short report is filled with zeros, as hidapi does.  Null, and the system's last error,
-   when the system is short of something. */
+/* Fills a short report with zeros, like hidapi. Returns null and sets the last error if the
+   system is out of memory or handles. */
 static struct pending_write *new_write(const hid_device *device, const unsigned char *data,
                                        size_t length)
 {
@@ -68,9 +67,9 @@ static void free_write(struct pending_write *write)
     free(write);
 }
 
-static void free_ended_writes(struct view *view)
+static void free_ended_writes(struct device_copy *copy)
 {
-    struct pending_write **link = &view->writes;
+    struct pending_write **link = &copy->writes;
     while (*link != NULL) {
         struct pending_write *const write = *link;
         if (HasOverlappedIoCompleted(&write->transfer)) {
@@ -82,44 +81,44 @@ static void free_ended_writes(struct view *view)
     }
 }
 
-/* Of a device that is about to be closed.  A write that does not end in time is never freed. */
-static void cancel_writes(struct view *view)
+/* Called before the device is closed. A write that does not end in time is never freed. */
+static void cancel_writes(struct device_copy *copy)
 {
-    if (view->writes == NULL)
+    if (copy->writes == NULL)
         return;
-    /* One call for all, and the read that is under way with them: for each write by itself the
-       system would search its whole list. */
-    CancelIoEx(view->device.device_handle, NULL);
+    /* One call cancels all writes, and the active read. A call for each write would make the
+       system search its whole list each time. */
+    CancelIoEx(copy->device.device_handle, NULL);
     const ULONGLONG end = GetTickCount64() + cancel_timeout_ms;
     ULONGLONG now = 0;
-    for (const struct pending_write *write = view->writes;
+    for (const struct pending_write *write = copy->writes;
          write != NULL && (now = GetTickCount64()) < end; write = write->earlier)
         wait_for_end(&write->transfer, (DWORD)(end - now));
-    free_ended_writes(view);
+    free_ended_writes(copy);
 }
 
-hid_device *hid_backend_new_view(const hid_device *device)
+hid_device *hid_backend_new_copy(const hid_device *device)
 {
-    struct view *const view = calloc(1, sizeof *view);
-    if (view == NULL)
+    struct device_copy *const copy = calloc(1, sizeof *copy);
+    if (copy == NULL)
         return NULL;
-    view->device = *device;
-    view->device.last_error_str = NULL;
-    return &view->device;
+    copy->device = *device;
+    copy->device.last_error_str = NULL;
+    return &copy->device;
 }
 
-void hid_backend_free_view(hid_device *view)
+void hid_backend_free_copy(hid_device *copy)
 {
-    if (view == NULL)
+    if (copy == NULL)
         return;
-    cancel_writes((struct view *)view);
-    LocalFree(view->last_error_str);
-    free(view);
+    cancel_writes((struct device_copy *)copy);
+    LocalFree(copy->last_error_str);
+    free(copy);
 }
 
 void hid_backend_close(hid_device *device)
 {
-    /* CancelIo(), which hidapi calls, ends only what the calling thread began. */
+    /* hidapi calls CancelIo(), which cancels only transfers of the calling thread. */
     if (device->read_pending && !HasOverlappedIoCompleted(&device->ol)) {
         CancelIoEx(device->device_handle, &device->ol);
         if (!wait_for_end(&device->ol, cancel_timeout_ms)) {
@@ -130,12 +129,12 @@ void hid_backend_close(hid_device *device)
     raw_hid_close(device);
 }
 
-/* hidapi's hid_write() has one OVERLAPPED for all writes, and frees the copy of a short
-   report while a write that timed out still reads it. */
+/* Replaces hidapi's hid_write(), which has one OVERLAPPED for all writes and frees the padded
+   short report of a write that timed out and still reads it. */
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length)
 {
-    struct view *const view = (struct view *)device;
-    free_ended_writes(view);
+    struct device_copy *const copy = (struct device_copy *)device;
+    free_ended_writes(copy);
     struct pending_write *const write = new_write(device, data, length);
     if (write == NULL) {
         register_error(device, "WriteFile");
@@ -143,14 +142,14 @@ int hid_backend_write(hid_device *device, const unsigned char *data, size_t leng
     }
     if (!WriteFile(device->device_handle, write->report, write->length, NULL, &write->transfer) &&
         GetLastError() != ERROR_IO_PENDING) {
-        /* Refused: the system has kept nothing, though the transfer is left marked as pending. */
+        /* The system keeps nothing of a refused write, although the transfer says pending. */
         register_error(device, "WriteFile");
         free_write(write);
         return -1;
     }
     if (!wait_for_end(&write->transfer, write_timeout_ms)) {
-        write->earlier = view->writes;
-        view->writes = write;
+        write->earlier = copy->writes;
+        copy->writes = write;
         SetLastError(ERROR_IO_PENDING);
         register_error(device, "WriteFile");
         return -1;
@@ -170,18 +169,18 @@ int hid_backend_max_input_report_len(hid_device *device)
     return (int)device->input_report_length;
 }
 
-const wchar_t *hid_backend_error(const hid_device *view)
+const wchar_t *hid_backend_error(const hid_device *copy)
 {
-    return view->last_error_str;
+    return copy->last_error_str;
 }
 
-void hid_backend_clear_error(hid_device *view)
+void hid_backend_clear_error(hid_device *copy)
 {
-    LocalFree(view->last_error_str);
-    view->last_error_str = NULL;
+    LocalFree(copy->last_error_str);
+    copy->last_error_str = NULL;
 }
 
 void hid_backend_clear_global_error(void)
 {
-    /* This backend keeps none. */
+    /* This backend has none. */
 }

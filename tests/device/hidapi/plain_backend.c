@@ -1,4 +1,4 @@
-/* The backend as it was fetched, without the gate.  Found through a system include path:
-   its warnings are not ours. */
+/* The unmodified backend. It is found through a system include path,
+   which silences its warnings. */
 
 #include <linux/hid.c> // NOLINT(bugprone-suspicious-include): see above

@@ -13,10 +13,10 @@
 namespace {
 
 constexpr int anHourMs = 3600 * 1000;
-// Far above what anything here takes, for machines under load.
+// Far more than anything here needs, for machines under load.
 constexpr int endTimeoutMs = 60000;
 constexpr int timeoutMs = 50;
-/// The slow-time of the settings.
+/// slow-time in the simulator's settings.
 constexpr int slowMs = 200;
 using Report = std::array<unsigned char, 128>;
 
@@ -30,7 +30,7 @@ int write(hid_device *device, const Packet &packet)
     return hid_write(device, packet.data(), packet.size());
 }
 
-/// All that is on the bus.
+/// Everything on the bus.
 QStringList enumeration()
 {
     QStringList list;
@@ -46,7 +46,7 @@ QStringList enumeration()
     return list;
 }
 
-/// The nodes that a child process would get of ours.
+/// Our open nodes that a child process would inherit.
 QStringList inheritedNodes()
 {
     QStringList inherited;
@@ -60,7 +60,7 @@ QStringList inheritedNodes()
     return inherited;
 }
 
-/// Fills what lies below on the stack: a variable that nobody writes to has this value.
+/// Fills the unused stack, so that uninitialised variables of later calls have this value.
 [[gnu::noinline]] void leaveOnStack(unsigned value)
 {
     std::array<volatile unsigned, 4096> left{};
@@ -77,9 +77,9 @@ void receive(unsigned short vendor, unsigned short product, const char *path, in
 
 } // namespace
 
-/// The HID library itself on simulated hidraw nodes, from the first enumeration to the
-/// last notice: one story, so the order of the slots matters.  CMakeLists.txt has its
-/// simulator's settings.
+/// The real HID library on simulated hidraw nodes, from the first enumeration to the last
+/// notice. The test functions depend on each other, so their order matters. CMakeLists.txt
+/// has the simulator's settings.
 class tst_hid_hidraw : public QObject
 {
     Q_OBJECT
@@ -104,14 +104,14 @@ private slots:
         const QStringList before = inheritedNodes();
         device = hid_open(0x3C9E, 0x000B, nullptr);
         QVERIFY(device != nullptr);
-        // A child process that inherited the node would keep it alive behind a replug.
+        // A child process that inherits the node would keep it alive after a replug.
         QCOMPARE(inheritedNodes(), before);
         QCOMPARE(hid_max_input_report_len(device), 64);
         std::array<wchar_t, 64> text{};
         QCOMPARE(hid_get_product_string(device, text.data(), text.size()), 0);
         QCOMPARE(QString::fromWCharArray(text.data()),
                  QStringLiteral("Velmo microphone (simulated)"));
-        // One that goes between two look-ups has no name any more.
+        // A device that vanishes between two look-ups has no name.
         QDirIterator found(QFile::decodeName(qgetenv("UMOCKDEV_DIR") + "/sys/devices"),
                            {QStringLiteral("0003:3C9E:000B.*")}, QDir::Dirs,
                            QDirIterator::Subdirectories);
@@ -132,7 +132,7 @@ private slots:
         timer.start();
         QCOMPARE(read(device, report, timeoutMs), 0);
         QVERIFY(timer.elapsed() >= timeoutMs);
-        // Held up, and then refused by the microphone: data before the entry packet.
+        // This is slow, and then the microphone refuses it: data before the entry packet.
         timer.restart();
         QCOMPARE(write(device, packets.at(1)), -1);
         QVERIFY(timer.elapsed() >= slowMs);
@@ -149,7 +149,7 @@ private slots:
             Report report{};
             return read(device, report, anHourMs);
         });
-        // Refused until it has restarted; then it is unplugged.
+        // The microphone refuses packets until it has restarted. Then it is unplugged.
         bool taken = false;
         QTRY_VERIFY_WITH_TIMEOUT(taken = taken || write(device, packets.at(0)) == 65, endTimeoutMs);
         QCOMPARE(waiting.get(), -1);
@@ -166,13 +166,13 @@ private slots:
         QTRY_COMPARE_WITH_TIMEOUT(notices.size(), 2, endTimeoutMs);
         QCOMPARE(notices.last(), QStringLiteral("3C9E:0010 /dev/hidraw3 0"));
         QVERIFY(replaced.isEmpty());
-        // The old handle is not the new device's.
+        // The old handle does not work on the new device.
         QCOMPARE(write(device, packets.at(1)), -1);
         hid_close(device);
         QCOMPARE(write(device, packets.at(1)), -1);
         device = hid_open_path("/dev/hidraw3");
         QCOMPARE(write(device, packets.at(1)), 65);
-        // Cut short by the settings.
+        // The settings make this report short.
         Report report{};
         QCOMPARE(read(device, report, anHourMs), 32);
         QCOMPARE(report.at(7), uchar{3});
@@ -182,8 +182,7 @@ private slots:
     {
         hid_register_device_notification(nullptr, nullptr);
         QCOMPARE(write(device, packets.at(1)), 65);
-        // Another device comes.  The write behind it is answered by who tells of it, so
-        // by then that has been done.
+        // Another device arrives. The host announces it before it answers the next write.
         QTRY_COMPARE_WITH_TIMEOUT(enumeration().filter(QStringLiteral("046D:0043")).size(), 1,
                                   endTimeoutMs);
         write(device, packets.at(1));

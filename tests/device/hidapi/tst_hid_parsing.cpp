@@ -6,7 +6,7 @@
 using IdParser = int (*)(const char *, hid_device_ids *);
 Q_DECLARE_METATYPE(IdParser)
 
-/// What the library reads out of report descriptors, device paths and properties.
+/// The parsers for report descriptors, device paths and properties.
 class tst_hid_parsing : public QObject
 {
     Q_OBJECT
@@ -39,7 +39,7 @@ private slots:
     void maxInputLength()
     {
         QFETCH(QByteArray, hex);
-        // Of its exact size on the heap, so that the sanitizer sees a read behind the end.
+        // A heap block of the exact size lets the sanitizer detect a read past its end.
         const QByteArray decoded = QByteArray::fromHex(hex);
         const std::vector<std::uint8_t> descriptor(decoded.begin(), decoded.end());
         QTEST(hid_report_descriptor_max_input_length(descriptor.data(), descriptor.size()),

@@ -1,8 +1,8 @@
 #include <QProcess>
 #include <QTest>
 
-/// Two threads on one handle: the plain backend does not bear it, the library made of it
-/// does.  Each try is a process of its own, because the plain one's dies.
+/// Two threads on one handle: the plain backend crashes, our library does not. Each try is a
+/// separate process because of the crashes.
 class tst_hid_stress : public QObject
 {
     Q_OBJECT
@@ -29,7 +29,7 @@ private slots:
     {
         QFETCH(QStringList, command);
         QFETCH(bool, bears);
-        // Of the plain one's runs on a test bed, whose writes are slow, about half die.
+        // On umockdev, whose writes are slow, the plain backend crashes in about half of the runs.
         const int tries = bears ? 10 : 40;
         bool died = false;
         for (int i = 0; i < tries && !died; ++i) {
@@ -41,7 +41,7 @@ private slots:
             process.start(command.first(), command.mid(1));
             QVERIFY(process.waitForFinished(endTimeoutMs));
             const QByteArray errors = process.readAllStandardError();
-            // By a signal, of which the host tells as a shell does, or by a sanitizer.
+            // The host reports a signal as a shell does: 128 + its number.
             const bool crashed = process.exitStatus() == QProcess::CrashExit;
             QVERIFY2(!crashed || command.first() != host, "the host itself crashed");
             died = crashed || process.exitCode() > 128 || errors.contains("Sanitizer");
@@ -53,7 +53,7 @@ private slots:
     }
 
 private:
-    // Far above what a run takes, for machines under load.
+    // Far more than a run needs, for machines under load.
     static constexpr int endTimeoutMs = 60000;
 };
 

@@ -9,15 +9,15 @@
 
 namespace {
 
-/// The library's own for a write.
+/// The library's time-out for a write.
 constexpr int writeTimeoutMs = 1000;
-// Far above what it takes, for machines under load.
+// Far more than it needs, for machines under load.
 constexpr int endTimeoutMs = 30000;
 constexpr int shortMs = 50;
 constexpr int refusals = 100;
 using Report = std::array<unsigned char, 64>;
 
-/// Memory that was another's until a moment ago: who still writes to it is found out.
+/// Reallocates memory that was just freed and detects writes to it.
 class Trap
 {
 public:
@@ -43,21 +43,22 @@ private:
 
 } // namespace
 
-/// Writes that take longer than the library waits for them, on Windows: one story, so the
-/// order of the slots matters.  scripts/test-windows has its simulator's settings.
+/// Writes that take longer than the library waits for them, on Windows. The test functions
+/// depend on each other, so their order matters. scripts/test-windows has the simulator's
+/// settings.
 class HidTransfersTest : public QObject
 {
     Q_OBJECT
 
 private:
-    /// One record a packet.  The second one is short: the library fills it up.
+    /// One record per packet. The second one is short: the library pads it.
     const std::vector<Packet> packets = packetsOf({64, 50, 64});
     static constexpr std::size_t shortSize = 1 + 50;
     hid_device *device = nullptr;
 
     int write(std::size_t packet, std::size_t size = sizeof(Packet))
     {
-        // Gone when this comes back, whether the system is done with it or not.
+        // Freed on return, whether the system is done with it or not.
         const std::vector<unsigned char> report(packets[packet].begin(), packets[packet].end());
         return hid_write(device, report.data(), size);
     }
@@ -69,12 +70,12 @@ private slots:
         QVERIFY2(device != nullptr, "no microphone: start this with velmo-sim-wine");
     }
 
-    void a_close_waits_for_nothing_that_does_not_end()
+    void a_close_does_not_wait_for_a_stuck_write()
     {
         Report report{};
         QElapsedTimer timer;
         timer.start();
-        QCOMPARE(write(0), -1); // held up
+        QCOMPARE(write(0), -1); // times out
         QVERIFY(timer.restart() >= writeTimeoutMs);
         QVERIFY(QString::fromWCharArray(hid_error(device)) != QLatin1String("Success"));
         QCOMPARE(hid_read_timeout(device, report.data(), report.size(), shortMs), 0);
@@ -85,18 +86,18 @@ private slots:
         const Trap trap;
         device = hid_open(0x3C9E, 0x0065, nullptr);
         QVERIFY(device != nullptr);
-        // The microphone has taken the packet at last; the read of before did not take its
-        // answer away.
+        // The microphone has now received the packet. The earlier read did not consume its
+        // answer.
         QCOMPARE(hid_read_timeout(device, report.data(), report.size(), endTimeoutMs), 64);
         QCOMPARE(report.at(7), uchar{1});
         QVERIFY(trap.isUntouched());
     }
 
-    /// One that were lost, sent twice or out of order would spoil the image.
-    void a_write_that_is_held_up_arrives_once_and_in_order()
+    /// A packet that is lost, repeated or out of order would damage the image.
+    void a_write_that_times_out_arrives_once_and_in_order()
     {
         QCOMPARE(write(1), 65);
-        QCOMPARE(write(2, shortSize), -1); // held up
+        QCOMPARE(write(2, shortSize), -1); // times out
         write(3);
         Report report{};
         do
@@ -106,17 +107,17 @@ private slots:
         hid_close(device);
     }
 
-    /// On a microphone that comes after the last packet and goes again.
-    void a_removal_ends_what_is_held_up()
+    /// On the microphone that arrives after the last packet and is removed again.
+    void a_removal_ends_pending_writes()
     {
         QTRY_VERIFY_WITH_TIMEOUT((device = hid_open(0x3C9E, 0x0010, nullptr)) != nullptr,
                                  endTimeoutMs);
         QElapsedTimer timer;
         do {
             timer.start();
-            QCOMPARE(write(0), -1); // held up, and with it those that follow
+            QCOMPARE(write(0), -1); // times out, like those after it
         } while (timer.elapsed() >= writeTimeoutMs);
-        // Refused at once, by what is left of the driver and then by the system itself.
+        // The rest of the driver, and then the system itself, refuses these at once.
         for (int i = 0; i < refusals; ++i) {
             timer.restart();
             QCOMPARE(write(0), -1);

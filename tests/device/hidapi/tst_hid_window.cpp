@@ -13,7 +13,7 @@
 
 namespace {
 
-// Far above what it takes, for machines under load.
+// Far more than it needs, for machines under load.
 constexpr int noticeTimeoutMs = 30000;
 constexpr std::size_t reportSize = 65;
 constexpr std::uint8_t reportId = 0x4B;
@@ -33,7 +33,7 @@ void note(unsigned short vendor, unsigned short product, const char *path, int r
     static_cast<Notices *>(context)->push_back({vendor, product, path, removal != 0});
 }
 
-/// This process's windows of the library's class, whose name is 8-bit text read as wide
+/// This process's windows of the library's class. The class name is 8-bit text read as wide
 /// characters.
 std::vector<HWND> libraryWindows()
 {
@@ -51,7 +51,7 @@ std::vector<HWND> libraryWindows()
     return windows;
 }
 
-/// As the system does it.
+/// Sends the window the message that the system would send.
 void announce(WPARAM event, DWORD type, const std::wstring &name)
 {
     std::vector<unsigned char> room(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) + 2 * name.size());
@@ -65,8 +65,8 @@ void announce(WPARAM event, DWORD type, const std::wstring &name)
 
 } // namespace
 
-/// Arrivals and removals on Windows: the window that they come to.  One process, so the
-/// order of the cases matters.
+/// Arrivals and removals on Windows, and the window that receives them. A process has one such
+/// window, so the order of the cases matters.
 class HidWindowTest : public QObject
 {
     Q_OBJECT
@@ -128,7 +128,7 @@ private slots:
         QCOMPARE(QString::asprintf("%04X:%04X %s", notice.vendor, notice.product,
                                    notice.removal ? "removed" : "arrived"),
                  told);
-        QCOMPARE(notice.path, name.toLatin1()); // as the system gave it
+        QCOMPARE(notice.path, name.toLatin1()); // letter case unchanged
     }
 
     void a_message_without_a_record_is_nothing()
@@ -138,8 +138,8 @@ private slots:
         QVERIFY(notices.empty());
     }
 
-    /// Takes VELMO_SIM="devices=000B;unplug-after=300;replug-after=50": time for wine, which
-    /// begins to listen a moment after the registration.
+    /// Needs VELMO_SIM="devices=000B;unplug-after=300;replug-after=50". The 300 ms are for
+    /// wine, which starts to listen a moment after the registration.
     void a_device_that_goes_and_comes_back()
     {
         hid_device_info *const found = hid_enumerate(0x3C9E, 0x000B);

@@ -1,13 +1,13 @@
-/// Reads and writes a HID device from two threads, each as fast as it can.  tst_hid_stress
-/// runs it, with the library as it is shipped and with the plain backend.
+/// Reads and writes a HID device from two threads, each as fast as it can. tst_hid_stress
+/// runs it with our library and with the plain backend.
 ///
 ///   unplug_stress [--close] [PATH]
 ///
-/// The microphone, from the moment when it vanishes; with PATH that file, whose writes fail
-/// and whose reads do not: faster.  --close closes it under both threads, which a library
-/// has to allow for; else it is closed behind them.
+/// It uses the microphone and counts writes once that is unplugged. PATH names a file to use
+/// instead, whose writes fail and whose reads succeed; this is faster. --close closes the
+/// device while both threads use it, otherwise it is closed after they have ended.
 ///
-/// Ends with 0, unless the library cannot bear that; 1: there is no device.
+/// Exits with 0 if it does not crash, with 1 if there is no device.
 
 #include <hidapi.h>
 
@@ -19,8 +19,8 @@
 
 namespace {
 
-/// Failing writes, enough for two calls to meet in what they share; with --close the last
-/// ones of them on a closed handle.
+/// Failing writes: enough for two calls to collide. With --close the second half of them is on
+/// a closed handle.
 constexpr int writesOfMicrophone = 3000;
 constexpr int writesOfFile = 300000;
 constexpr int closingDivisor = 2;
@@ -50,7 +50,7 @@ int main(int argc, char **argv)
         }
     });
     std::thread writer([&] {
-        // The microphone refuses this, so that it fails before it vanishes, too.
+        // The microphone refuses this, so writes fail even before it is unplugged.
         const std::array<unsigned char, reportSize> report{};
         while (writes < calls) {
             hid_write(device, report.data(), report.size());

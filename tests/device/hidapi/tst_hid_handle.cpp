@@ -20,7 +20,7 @@ namespace {
 constexpr std::size_t reportSize = 65;
 using Report = std::array<unsigned char, reportSize>;
 
-/// How often this process has the path open; for "socket:" its sockets.
+/// How many times this process has the path open. "socket:" counts its sockets.
 int openCount(const QString &path)
 {
     int count = 0;
@@ -47,8 +47,8 @@ public:
     {
     }
 
-    /// Whether the thread sleeps, which here it does in the read only.
-    bool isInside() const
+    /// Whether the thread sleeps. It does so only in the read.
+    bool isReading() const
     {
         const pid_t id = threadId;
         QFile stat(QStringLiteral("/proc/self/task/%1/stat").arg(id));
@@ -73,9 +73,9 @@ private:
 
 } // namespace
 
-/// The library's thread safety.  /dev/full and a pipe with a name stand in for a
-/// device: the backend opens any path, and they fail, block and answer as one does.
-class tst_hid_gate : public QObject
+/// The library's thread safety. The backend opens any path, so /dev/full, whose writes fail,
+/// and a named pipe, whose reads block, stand in for a device.
+class tst_hid_handle : public QObject
 {
     Q_OBJECT
 
@@ -125,8 +125,8 @@ private slots:
         hid_close(device);
     }
 
-    // Hangs, and so fails, where the library waits for the read, or where one reads that
-    // queued for the lane while the handle was closed.
+    // Hangs, and so fails, if a write or close waits for the read, or if a read starts that
+    // was queued when the handle was closed.
     void writeAndCloseDoNotWaitForRead()
     {
         const QByteArray path = QFile::encodeName(pipe);
@@ -135,23 +135,23 @@ private slots:
         QCOMPARE(hid_set_nonblocking(device, 1), 0);
         QCOMPARE(hid_read(device, report.data(), report.size()), 0);
         BlockedReader first(device);
-        QTRY_VERIFY(first.isInside());
+        QTRY_VERIFY(first.isReading());
         QCOMPARE(hid_write(device, report.data(), report.size()), int(reportSize));
         QCOMPARE(first.join(), int(reportSize));
 
         BlockedReader second(device);
-        QTRY_VERIFY(second.isInside());
+        QTRY_VERIFY(second.isReading());
         BlockedReader third(device);
         BlockedReader fourth(device);
-        QTRY_VERIFY(third.isInside() && fourth.isInside());
+        QTRY_VERIFY(third.isReading() && fourth.isReading());
         hid_close(device);
         QCOMPARE(hid_write(device, report.data(), report.size()), -1);
         QCOMPARE(openCount(pipe), 1);
-        // Another handle of the same path is not affected, and wakes the reader.
+        // Another handle of the same path still works and wakes the reader.
         hid_device *const again = hid_open_path(path.constData());
         QCOMPARE(hid_write(again, report.data(), report.size()), int(reportSize));
         QCOMPARE(second.join(), int(reportSize));
-        // Those that queued behind it find the handle closed, and the last one closes the device.
+        // The queued readers find the handle closed. The last one closes the device.
         QCOMPARE(third.join(), -1);
         QCOMPARE(fourth.join(), -1);
         QCOMPARE(openCount(pipe), 1);
@@ -159,8 +159,8 @@ private slots:
         QCOMPARE(openCount(pipe), 0);
     }
 
-    /// As the layers above use it: one thread reads, one writes, one closes and opens.
-    /// Every write fails, so each of them replaces an error text.
+    /// Like the updater: one thread reads, one writes, one closes and opens. Every write
+    /// fails and so replaces an error text.
     void threeThreads()
     {
         constexpr int reopenings = 2000;
@@ -184,11 +184,11 @@ private slots:
                 wrongWrites += hid_write(shared, report.data(), report.size()) != -1 ? 1 : 0;
         });
         for (int i = 0; i < reopenings; ++i) {
-            // Some calls inside this handle before it goes.
+            // Wait until there were some calls on this handle.
             for (const int before = goodReads; goodReads == before;)
                 std::this_thread::yield();
             hid_close(shared);
-            shared = hid_open_path("/dev/full"); // null would end the good reads: a hang
+            shared = hid_open_path("/dev/full"); // if this fails, the test hangs
         }
         done = true;
         reader.join();
@@ -200,7 +200,7 @@ private slots:
         QCOMPARE(openCount(QStringLiteral("/dev/full")), 0);
     }
 
-    /// The true source of notices opens with an event loop only, once, and not again.
+    /// The real source of notices needs an event loop and opens only once.
     void noticesNeedEventLoop()
     {
         const auto ignore = [](unsigned short, unsigned short, const char *, int, void *) {};
@@ -229,5 +229,5 @@ private:
     QString pipe;
 };
 
-QTEST_APPLESS_MAIN(tst_hid_gate)
-#include "tst_hid_gate.moc"
+QTEST_APPLESS_MAIN(tst_hid_handle)
+#include "tst_hid_handle.moc"
