@@ -16,11 +16,11 @@
 #include <memory>
 #include <vector>
 
-/// The device manager over one kind of device, which it creates and owns.
+/// The device manager for one kind of device, which it creates and owns.
 ///
-/// Sending, matching and receiving are a handshake between two threads through
-/// `waitingReply`: the operator thread sets it and writes the packet, up to three
-/// times; the worker thread, which reads the reports, clears it when one answers.
+/// Two threads match commands with replies through `waitingReply`. The operator thread
+/// sets it and writes the packet, up to three times. The worker thread reads the reports
+/// and clears it when one is the reply.
 template <class Device>
 class CDeviceManager final : public ICommDeviceMgmt
 {
@@ -48,7 +48,7 @@ public:
     ICommunicateDevice *getDevice() override { return device.get(); }
 
 private:
-    /// Where a found device is and what it calls itself.
+    /// Path and USB ids of a device that was found.
     struct Found
     {
         std::array<char, ICommunicateDevice::pathBufferSize> path{};
@@ -62,11 +62,11 @@ private:
     static constexpr unsigned long packetPauseMs = 200;
     static constexpr unsigned long closePauseMs = 500;
     static constexpr int writeAttempts = 5;
-    /// Command layout: kind and the two key bytes that a reply repeats.
+    /// Layout of a command: its kind, and the two key bytes that the reply repeats.
     static constexpr std::size_t kindOffset = 5;
     static constexpr std::size_t key1Offset = 6;
     static constexpr std::size_t key2Offset = 7;
-    /// Only commands of this kind are matched by their key bytes.
+    /// Only commands of this kind are matched with replies by their key bytes.
     static constexpr std::uint8_t keyedKind = 4;
     static constexpr std::size_t packetSize = 65;
     static constexpr int readArgument = 10;
@@ -75,30 +75,29 @@ private:
                           void *context);
     bool isReady() const { return protocol != nullptr && device != nullptr; }
     const void *search(const SupportedModel &model);
-    void closeAndTell();
+    void closeAndNotify();
     void matchReply(const std::uint8_t *report);
 
-    // Written by the main thread before it sets the link flags, and not after; so
-    // whoever sees a flag sees them.
+    // Written by the main thread only before it sets the link flags. A thread that sees a
+    // flag sees these values, too.
     std::unique_ptr<ICommunicateDevice> device;
     ICommProtocol *protocol = nullptr;
     int openOption = 0;
-    /// Written by the operator thread (set), the worker thread (cleared by an
-    /// answer) and the main thread (cleared by a disconnect); polled by the
-    /// operator thread.
+    /// Set and polled by the operator thread. Cleared by the worker thread on a reply
+    /// and by the main thread on a disconnect.
     std::atomic<bool> waitingReply{false};
-    /// Packets sent and not answered; operator thread only.  Never followed: the
-    /// packets themselves may be gone.
+    /// Packets sent and not answered; operator thread only. Never dereferenced, because
+    /// the packets may be gone.
     std::vector<const std::uint8_t *> unansweredPackets;
-    /// The awaited command.  Written by the operator thread, read by the worker.
+    /// The command that waits for a reply. Written by the operator thread, read by the worker.
     std::atomic<std::uint8_t> expectedKey1{0};
     std::atomic<std::uint8_t> expectedKey2{0};
     std::atomic<std::uint8_t> expectedKind{0};
-    /// Outcome of the last reply check.  Written by the worker thread, read by the
+    /// Result of the last reply check. Written by the worker thread, read by the
     /// operator thread.
     ///
-    /// Quirk: a new command does not reset it, so a command without any reply returns the
-    /// status of an earlier one.  The command queues pass it on as it is.
+    /// Quirk: a new command does not reset it, so a command without a reply returns the
+    /// status of an earlier one. The command queues pass that status on.
     std::atomic<int> lastStatus{statusNoReply};
 };
 
@@ -106,7 +105,7 @@ template <class Device>
 CDeviceManager<Device>::~CDeviceManager()
 {
     if (isConnected())
-        closeAndTell();
+        closeAndNotify();
 }
 
 template <class Device>
@@ -178,8 +177,8 @@ QList<int> CDeviceManager<Device>::listDevicePids()
     QList<int> pids;
     if (!isReady())
         return pids;
-    // The entry's product id, not the found device's: the search ignores the
-    // entry, so with the selected microphone present every entry is listed.
+    // This lists the entry's product id, not the found device's. The search ignores the
+    // entry, so every entry is listed while the selected microphone is present.
     for (const SupportedModel *model = protocol->supportedModels(); model != nullptr;
          model = model->next) {
         if (search(*model) != nullptr)
@@ -192,14 +191,14 @@ template <class Device>
 void CDeviceManager<Device>::disconnect()
 {
     if (device != nullptr)
-        closeAndTell();
+        closeAndNotify();
 }
 
 template <class Device>
-void CDeviceManager<Device>::closeAndTell()
+void CDeviceManager<Device>::closeAndNotify()
 {
-    // Quirk: a sender that waits now sees its command as answered.  It must not go on waiting
-    // for a device that is gone.
+    // Quirk: a sender that is waiting takes this for its reply and reports success. The
+    // operator thread depends on it: it must not wait for a device that is gone.
     waitingReply = false;
     device->close();
     QThread::msleep(closePauseMs);
@@ -254,7 +253,7 @@ void CDeviceManager<Device>::matchReply(const std::uint8_t *report)
 {
     const bool valid = protocol->verifyReply(report);
     if (expectedKind != keyedKind) {
-        // Any report answers a command of another kind.
+        // Any report is the reply to a command of another kind.
         waitingReply = false;
         return;
     }
@@ -325,8 +324,8 @@ void CDeviceManager<Device>::onHotPlug(const char *path, int removal, std::uint1
     if (manager == nullptr || !manager->isReady())
         return;
     if (removal != 0) {
-        // Quirk: the path outlives the closing, so a second removal notice for it closes and
-        // tells once more.  The window bears it: it shows the same again.
+        // Quirk: the device keeps its path when it is closed, so a second removal notice for
+        // it closes and notifies again. The window then shows the same thing twice.
         if (qstricmp(path, manager->device->getPath()) == 0)
             manager->disconnect();
     } else if (vid == microphoneVendorId) {

@@ -15,8 +15,8 @@ constexpr int readTimeoutMs = 64;
 constexpr int waitReadTimeoutMs = 1024;
 constexpr std::size_t wideProductNameSize = 256;
 
-/// Whether the selection flags mean this enumeration record.  More than one flag, or none,
-/// means no device.
+/// Whether the selection flags select this enumeration record. Unless exactly one flag is
+/// set they select nothing.
 bool isSelected(const hid_device_info &record)
 {
     const bool plain = g_selPlain;
@@ -28,7 +28,7 @@ bool isSelected(const hid_device_info &record)
     return productIdsOf(plain ? Microphone::Plain : selected).contains(record.product_id);
 }
 
-/// A device need not tell its strings.
+/// Devices may leave out their strings.
 QByteArray textOf(const wchar_t *text)
 {
     return text != nullptr ? QString::fromWCharArray(text).toLocal8Bit() : QByteArray("(null)");
@@ -45,7 +45,7 @@ void printFound(const hid_device_info &found)
     Output::print("  Release:      %hx\n", found.release_number);
     Output::print("  Interface:    %d\n", found.interface_number);
     Output::print("  Usage Page:   %04x\n", static_cast<unsigned>(found.usage_page));
-    // Quirk: one blank less than the labels above, kept for whoever parses this list.
+    // Quirk: one blank less than the labels above. Kept in case somebody parses this list.
     Output::print("  Usage:       %04x\n", static_cast<unsigned>(found.usage));
 }
 
@@ -87,7 +87,7 @@ const void *CHidBase::findDevice(std::uint32_t /*vid*/, std::uint32_t /*pid*/,
             g_otgAltPid = record->product_id == r5OtgAltProductId;
         printFound(*record);
     }
-    // The match is kept with all that follows it; what stands before it goes.
+    // Keep the match and everything after it; free everything before it.
     if (record != all) {
         before->next = nullptr;
         hid_free_enumeration(all);
@@ -135,12 +135,12 @@ bool CHidBase::open(const char *newPath, std::uint32_t newVid, std::uint32_t new
     if (hid_get_product_string(opened, wide.data(), wide.size() - 1) == 0) {
         const std::size_t room = productName.size() - 1;
         const std::size_t length = std::wcstombs(productName.data(), wide.data(), room);
-        // A name with characters that the locale lacks is left out.
+        // A name that the locale cannot represent becomes empty.
         productName[length <= room ? length : 0] = '\0';
     }
-    // The caller may hand in what getPath() gave it.
+    // newPath may be our own buffer, from getPath().
     std::memmove(path.data(), newPath, pathSize);
-    // A device whose descriptor cannot be read tells no length.
+    // The length is -1 if the descriptor cannot be read.
     maxInputReportLen = std::max(0, hid_max_input_report_len(opened));
     vid = static_cast<int>(newVid);
     pid = static_cast<int>(newPid);
@@ -152,7 +152,7 @@ void CHidBase::close()
 {
     hid_device *const open = handle;
     if (open != nullptr) {
-        // First out of sight, then closed: no new call begins on a closed handle.
+        // Clear the pointer first, so that no new call starts on a closed handle.
         handle = nullptr;
         hid_close(open);
     }
@@ -165,8 +165,8 @@ bool CHidBase::write(const std::uint8_t *data, std::size_t length)
     hid_device *const open = handle;
     if (open == nullptr)
         return false;
-    // Quirk: the outcome is not looked at.  The transfer relies on it: a slow write is not a
-    // lost one, and a lost device is noticed by its reads and by the removal notice.
+    // Quirk: the result is ignored. The transfer relies on that, because a slow write fails
+    // here and still goes out. Reads and the removal notice tell when the device is lost.
     hid_write(open, data, length);
     return true;
 }
@@ -185,7 +185,7 @@ bool CHidBase::read(std::uint8_t *destination, int /*ignored*/)
     hid_device *const open = handle;
     if (open == nullptr)
         return false;
-    // A report that comes short must not end in the bytes of the one before.
+    // A short report must not end in bytes of the previous one.
     readBuffer.fill(0);
     if (hid_read_timeout(open, readBuffer.data(), inputReportSize, readTimeoutMs) <= 0)
         return false;
@@ -211,8 +211,7 @@ void CHidBase::relay(unsigned short vid, unsigned short pid, const char *path, i
     if (self == nullptr || self->searching)
         return;
     qDebug() << "testddddddd" << path << removal << vid << pid << self->notifyContext;
-    // The context is tested, not the function.  Without a function nothing is
-    // registered, so nothing arrives here.
+    // Only the context can be null here: without a callback nothing is registered.
     if (self->notifyContext != nullptr)
         self->notifyCallback(path, removal, vid, pid, self->notifyContext);
 }

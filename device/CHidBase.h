@@ -10,14 +10,13 @@
 
 /// The microphone as a USB HID device, reached through hidapi.
 ///
-/// It holds no lock: the operator thread writes, the worker thread reads, and the main
-/// thread opens, closes and receives the arrival and removal notices.  So a handle may be
-/// closed while another thread is inside a call; the HID library that this project builds
-/// allows that.
+/// It has no lock. The operator thread writes, the worker thread reads, and the main
+/// thread opens, closes and receives the arrival and removal notices. The main thread may
+/// close a handle while another thread is inside a call; our HID library allows that.
 class CHidBase : public ICommunicateDevice, public QObject
 {
 public:
-    /// An input report as read from the device, in bytes.
+    /// Bytes of an input report as read from the device.
     static constexpr std::size_t inputReportSize = 64;
 
     CHidBase();
@@ -25,16 +24,16 @@ public:
     Q_DISABLE_COPY_MOVE(CHidBase)
 
     bool init() override;
-    /// The three arguments are not used: deviceSelection.h says which device is
-    /// meant.  The first match of the enumeration wins.
+    /// Ignores its arguments: the flags of deviceSelection.h select the device. The first
+    /// match of the enumeration wins.
     const void *findDevice(std::uint32_t vid, std::uint32_t pid, std::uint32_t option) override;
     bool getDeviceInfo(const void *record, char *pathOut, std::uint32_t *vidOut,
                        std::uint32_t *pidOut) override;
     int getVid() override { return vid; }
     int getPid() override { return pid; }
-    /// Quirk: compares the open device's vendor id with g_activeModelCode, which stays 0 in
-    /// the updater, so this is false for every opened microphone.  The manager therefore
-    /// calls open() on an open device, which does nothing.
+    /// Quirk: compares the open device's vendor id with g_activeModelCode, which is always 0
+    /// in the updater. So this is false for every open microphone, and the manager calls
+    /// open() on an open device, which does nothing.
     bool isOpen() override;
     const char *getProductName() override { return productName.data(); }
     bool open(const char *path, std::uint32_t vid, std::uint32_t pid,
@@ -53,18 +52,18 @@ private:
 
     std::array<char, 256> path{};
     std::array<char, 128> productName{};
-    /// Written by the main thread (open, close); read by all three.
+    /// Written by the main thread (open, close), read by all three threads.
     std::atomic<hid_device *> handle{nullptr};
-    /// Worker thread; the operator thread too, in waitRead(), which no loop of the
-    /// updater calls.
+    /// Worker thread. waitRead() would use it on the operator thread, but no loop of the
+    /// updater calls that.
     std::array<std::uint8_t, 65> readBuffer{};
     int maxInputReportLen = 0;
     hid_device_info *foundDevice = nullptr;
     bool hidInitialised = false;
     NotifyCallback notifyCallback = nullptr;
     void *notifyContext = nullptr;
-    /// True while findDevice() walks the enumeration: notices delivered meanwhile
-    /// are dropped.  (On Linux none are: they wait for the thread's event loop.)
+    /// True while findDevice() enumerates. Notices delivered meanwhile are dropped. (On
+    /// Linux there are none: they wait for the thread's event loop.)
     bool searching = false;
     int vid = 0;
     int pid = 0;

@@ -11,16 +11,16 @@ class ICommProtocol;
 
 /// How the upgrade engine reaches the microphone.
 ///
-/// The order of the operations is fixed: it is the order of their slots.
-/// Nothing throws.  Threads: the operator thread sends, the worker thread
-/// receives, the main thread connects and disconnects; nothing is locked.
+/// The order of the functions is fixed: it is the layout of the vtable.
+/// Nothing throws. The operator thread sends, the worker thread receives, the main thread
+/// connects and disconnects, without locks.
 class ICommDeviceMgmt
 {
 public:
     /// Bytes of an input report as read from the device.
     static constexpr std::size_t reportSize = 64;
 
-    /// Outcomes of a command, as sendAndWait() returns them.
+    /// Results of a command, as sendAndWait() returns them.
     static constexpr int statusNoDevice = -1;
     static constexpr int statusReplied = 1;
     static constexpr int statusNoReply = -100;
@@ -31,43 +31,42 @@ public:
     Q_DISABLE_COPY_MOVE(ICommDeviceMgmt)
     virtual ~ICommDeviceMgmt() = default;
 
-    /// Creates the device and registers for arrivals and removals on the calling
-    /// thread, whose event loop must run for them to be delivered.
+    /// Creates the device and registers for arrivals and removals. They are delivered by
+    /// the event loop of the calling thread.
     virtual bool init() = 0;
-    /// The protocol is also the listener of connection changes; not owned.
+    /// The protocol is also notified of connection changes. Not owned.
     virtual void setProtocol(ICommProtocol *protocol) = 0;
     virtual void setOpenOption(int option) = 0;
     virtual bool isConnected() = 0;
     virtual bool connect(const char *path, std::uint32_t vid, std::uint32_t pid) = 0;
     /// Connects to the first supported device that is present.
     virtual bool connectFirst() = 0;
-    /// As connectFirst(), for a device with this product id only.
+    /// Like connectFirst(), but only for a device with this product id.
     virtual bool connectByPid(std::uint32_t pid) = 0;
-    /// Product ids of the protocol's supported-device list that are present.
+    /// The product ids of the supported-device list that are present.
     virtual QList<int> listDevicePids() = 0;
-    /// Closes the device, waits 500 ms and tells the protocol.
+    /// Closes the device, waits 500 ms and notifies the protocol.
     virtual void disconnect() = 0;
-    /// Writes `length` bytes once and waits up to 1024 ms for any report.  Sets
-    /// `*result` to 0; always false.
+    /// Writes `length` bytes once and waits up to 1024 ms for any report. Sets `*result`
+    /// to 0. Always returns false.
     virtual bool sendAndReadOnce(const std::uint8_t *packet, int *result, int retries,
                                  std::size_t length) = 0;
-    /// Writes `length` bytes (at least 8) and waits for the answer: up to three
-    /// attempts, 400 ms each.  Zeroes the 64 bytes of `reply`.  statusReplied, or
-    /// a negative status.
+    /// Writes `length` bytes (at least 8) and waits for the reply: up to three attempts,
+    /// 400 ms each. Zeroes the 64 bytes of `reply`. Returns statusReplied or a negative
+    /// status.
     virtual int sendAndWait(const std::uint8_t *packet, std::uint8_t *reply, int retries,
                             std::size_t length) = 0;
-    /// Writes one 65-byte output report; zeroes the 64 bytes of `reply`.
-    /// `keepPending` 0 starts a new list of unanswered packets.  Always false.
+    /// Writes one 65-byte output report and zeroes the 64 bytes of `reply`. `keepPending`
+    /// 0 starts a new list of unanswered packets. Always returns false.
     virtual bool sendNoWait(const std::uint8_t *packet, std::uint8_t *reply, int keepPending) = 0;
-    /// Reads one input report into the 64 bytes of `buffer`, zeroed first; false
-    /// when none came within 64 ms.
+    /// Reads one input report into the 64 bytes of `buffer`, which it zeroes first.
+    /// Returns false if none came within 64 ms.
     virtual bool receive(std::uint8_t *buffer, int ignored, int ignoredToo) = 0;
-    /// Completes `packet` by the protocol's rules and writes it, up to five times.
+    /// Completes `packet` by the protocol's rules and writes it. Tries up to five times.
     virtual bool sendWithRetries(std::uint8_t *packet) = 0;
     virtual ICommunicateDevice *getDevice() = 0;
 };
 
-/// The one device manager of the process.  Written and used by the main thread;
-/// null until the device operator has created it.  The operator deletes what it
-/// points to.
+/// The one device manager of the process. Null until the device operator has created it;
+/// the operator also deletes it. Main thread only.
 extern ICommDeviceMgmt *deviceManager;

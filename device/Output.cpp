@@ -9,7 +9,7 @@ namespace {
 
 OutputChannel &channelOf(Output::Stream stream)
 {
-    // Never destroyed: their threads outlive everything.
+    // Never destroyed, because their threads run until the process ends.
     static auto &standard = *new OutputChannel(Output::Stream::Standard);
     static auto &error = *new OutputChannel(Output::Stream::Error);
     return stream == Output::Stream::Standard ? standard : error;
@@ -32,7 +32,7 @@ void Output::print(const char *format, ...)
     va_end(arguments);
     if (size > 0) {
         QByteArray text(size, '\0');
-        // A byte array has room for the zero behind its end.
+        // QByteArray has room for the terminating zero.
         std::vsnprintf(text.data(), static_cast<std::size_t>(size) + 1, format, again);
         write(Stream::Standard, text);
     }

@@ -2,13 +2,11 @@
 
 #include <QByteArray>
 
-/// The standard streams, written so that nobody who does not read them makes this process
-/// wait.
+/// Writes to the standard streams without ever waiting for a reader.
 ///
-/// A regular file gets every line at once.  Anything else (pipe, terminal, socket) may stop
-/// taking bytes for as long as its reader likes.  So a thread of its own writes there, from
-/// a queue of bounded size; when the queue is full, its oldest lines are dropped.  Any thread
-/// may call, and nothing here fails.
+/// A regular file gets every line at once. A pipe, terminal or socket may block for as long as
+/// its reader likes, so a separate thread writes there from a bounded queue. When the queue is
+/// full, its oldest lines are dropped. Any thread may call; nothing fails.
 class Output
 {
 public:
@@ -19,9 +17,9 @@ public:
     };
 
     static void write(Stream stream, const QByteArray &text);
-    /// printf-style, to standard output.
+    /// Prints to standard output, printf style.
     static void print(const char *format, ...) Q_ATTRIBUTE_FORMAT_PRINTF(1, 2);
-    /// Waits until everything is written, as long as a reader takes some of it each second.
-    /// Call it before the process ends.
+    /// Waits until everything is written, unless the reader stalls for a second. Call it
+    /// before the process ends.
     static void finish();
 };

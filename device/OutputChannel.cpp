@@ -6,25 +6,26 @@
 
 namespace {
 
-/// Some thousand debug lines.
+/// Room for some thousand debug lines.
 constexpr int queueCapacity = 1024 * 1024;
-/// At the end: a reader that takes no text for so long does not read.
-constexpr std::chrono::seconds readerPatience(1);
-/// At the end: how long a reader may take for everything.
-constexpr std::chrono::seconds endPatience(5);
+/// finish() gives up on a reader that takes no text for this long ...
+constexpr std::chrono::seconds stallTimeout(1);
+/// ... or that does not take everything in this time.
+constexpr std::chrono::seconds finishTimeout(5);
 
 } // namespace
 
 OutputChannel::OutputChannel(Output::Stream which)
     : stream(which)
-    , isQueued(mayWait(which))
+    , isQueued(mayBlock(which))
 {
     if (!isQueued)
         return;
     try {
-        std::thread(&OutputChannel::carry, this).detach();
+        std::thread(&OutputChannel::drainQueue, this).detach();
     } catch (const std::system_error &) {
-        isGone = true; // no thread to be had: the upgrade matters more than its output
+        // No thread can be started. The upgrade matters more than its output.
+        isClosed = true;
     }
 }
 
@@ -35,19 +36,19 @@ void OutputChannel::write(const QByteArray &text)
         return;
     const int end = text.lastIndexOf('\n') + 1;
     if (end > 0)
-        pass(unfinished + text.left(end));
+        enqueue(unfinished + text.left(end));
     unfinished = end > 0 ? text.mid(end) : unfinished + text;
 }
 
-void OutputChannel::pass(const QByteArray &lines)
+void OutputChannel::enqueue(const QByteArray &lines)
 {
     if (!isQueued) {
         writeNow(stream, lines);
         return;
     }
-    if (isGone || lines.size() > queueCapacity)
+    if (isClosed || lines.size() > queueCapacity)
         return;
-    // The oldest go first: the last lines tell how the upgrade ended.
+    // The oldest lines are dropped, because the last ones say how the upgrade ended.
     while (lines.size() > queueCapacity - queuedBytes) {
         const auto oldest = queue.begin() + (isWriting ? 1 : 0);
         if (oldest == queue.end())
@@ -63,17 +64,17 @@ void OutputChannel::pass(const QByteArray &lines)
 void OutputChannel::finish()
 {
     std::unique_lock<std::mutex> lock(mutex);
-    // The other threads may go on printing.
+    // Other threads may go on printing.
     isEnding = true;
     if (!unfinished.isEmpty())
-        pass(unfinished);
-    const auto end = std::chrono::steady_clock::now() + endPatience;
+        enqueue(unfinished);
+    const auto end = std::chrono::steady_clock::now() + finishTimeout;
     bool isMoving = true;
     while (!queue.empty() && isMoving && std::chrono::steady_clock::now() < end)
-        isMoving = taken.wait_for(lock, readerPatience) == std::cv_status::no_timeout;
+        isMoving = written.wait_for(lock, stallTimeout) == std::cv_status::no_timeout;
 }
 
-void OutputChannel::carry()
+void OutputChannel::drainQueue()
 {
     std::unique_lock<std::mutex> lock(mutex);
     for (;;) {
@@ -81,12 +82,12 @@ void OutputChannel::carry()
         const QByteArray text = queue.front();
         isWriting = true;
         lock.unlock();
-        const bool isTaken = writeNow(stream, text);
+        const bool isWritten = writeNow(stream, text);
         lock.lock();
         isWriting = false;
-        isGone = !isTaken;
-        queue.erase(queue.begin(), isGone ? queue.end() : queue.begin() + 1);
-        queuedBytes = isGone ? 0 : queuedBytes - text.size();
-        taken.notify_all();
+        isClosed = !isWritten;
+        queue.erase(queue.begin(), isClosed ? queue.end() : queue.begin() + 1);
+        queuedBytes = isClosed ? 0 : queuedBytes - text.size();
+        written.notify_all();
     }
 }

@@ -7,8 +7,8 @@
 #include <deque>
 #include <mutex>
 
-/// One standard stream behind Output.  It lives until the process ends, and so does its
-/// thread, which may be stuck in a write by then.
+/// One standard stream of Output. It lives until the process ends, because its thread may be
+/// stuck in a write until then.
 class OutputChannel
 {
 public:
@@ -21,26 +21,26 @@ public:
     void finish();
 
 private:
-    /// Whether writing there can take as long as somebody else likes.
-    static bool mayWait(Output::Stream stream);
-    /// Writes all of it; false when the stream takes nothing any more.
+    /// Whether a write can block until a reader takes the bytes.
+    static bool mayBlock(Output::Stream stream);
+    /// Writes all of it. Returns false if the stream is closed.
     static bool writeNow(Output::Stream stream, const QByteArray &text);
-    /// With the mutex held.
-    void pass(const QByteArray &lines);
-    /// The thread: writes what is queued and never returns.
-    [[noreturn]] void carry();
+    /// Writes or queues whole lines. The caller holds the mutex.
+    void enqueue(const QByteArray &lines);
+    /// The thread's loop: writes what is queued.
+    [[noreturn]] void drainQueue();
 
     const Output::Stream stream;
     const bool isQueued;
     std::mutex mutex;
     std::condition_variable filled;
-    std::condition_variable taken;
-    // The rest belongs to the mutex.
+    std::condition_variable written;
+    // Guarded by the mutex:
     QByteArray unfinished;
     std::deque<QByteArray> queue;
     int queuedBytes = 0;
-    /// The first of the queue is being written.
+    /// The first text of the queue is being written.
     bool isWriting = false;
-    bool isGone = false;
+    bool isClosed = false;
     bool isEnding = false;
 };

@@ -14,7 +14,7 @@ int descriptorOf(Output::Stream stream)
 
 } // namespace
 
-bool OutputChannel::mayWait(Output::Stream stream)
+bool OutputChannel::mayBlock(Output::Stream stream)
 {
     struct stat status
     {
@@ -30,7 +30,7 @@ bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
         if (count >= 0) {
             begin += static_cast<int>(count);
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            // Somebody made the stream non-blocking, for himself or for all that share it.
+            // Another program that shares the stream has made it non-blocking.
             pollfd output{descriptorOf(stream), POLLOUT, 0};
             poll(&output, 1, -1);
         } else if (errno != EINTR) {

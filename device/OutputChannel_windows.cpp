@@ -6,7 +6,7 @@ namespace {
 
 constexpr DWORD fullPipePauseMs = 10;
 
-/// Null or invalid in a process that was started without.
+/// Null or invalid if the process was started without the stream.
 HANDLE handleOf(Output::Stream stream)
 {
     return GetStdHandle(stream == Output::Stream::Standard ? STD_OUTPUT_HANDLE : STD_ERROR_HANDLE);
@@ -14,14 +14,14 @@ HANDLE handleOf(Output::Stream stream)
 
 } // namespace
 
-bool OutputChannel::mayWait(Output::Stream stream)
+bool OutputChannel::mayBlock(Output::Stream stream)
 {
     return GetFileType(handleOf(stream)) != FILE_TYPE_DISK;
 }
 
 bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
 {
-    // As the C library does for text.
+    // Like the C library's text mode.
     const QByteArray lines = QByteArray(text).replace("\n", "\r\n");
     for (int begin = 0; begin < lines.size();) {
         DWORD count = 0;
@@ -29,7 +29,7 @@ bool OutputChannel::writeNow(Output::Stream stream, const QByteArray &text)
                       static_cast<DWORD>(lines.size() - begin), &count, nullptr) == 0)
             return false;
         begin += static_cast<int>(count);
-        // A full pipe that does not wait takes nothing.
+        // A full non-blocking pipe takes nothing.
         if (count == 0)
             Sleep(fullPipePauseMs);
     }

@@ -14,7 +14,7 @@ constexpr std::uint16_t r5ProductId = 0x0010;
 constexpr std::uint16_t r5OtgProductId = 0x0011;
 constexpr std::uint16_t r5OtgAltProductId = 0x0065;
 
-/// The microphones that a firmware path can mean.
+/// The microphones that a firmware path can select.
 enum class Microphone
 {
     Plain,
@@ -22,29 +22,29 @@ enum class Microphone
     R5Otg
 };
 
-/// The one rule by which a path means a microphone.  The whole path, not only the file's
-/// name, is searched for "R5" and "otg"; letter case counts.
+/// The rule by which a firmware path selects a microphone. It looks for "R5" and "otg" in
+/// the whole path, not only in the file name. Letter case counts.
 Microphone microphoneFor(const QString &firmwarePath);
-/// The product ids under which it is found; the device that is listed first wins.
+/// The product ids that this microphone can have. The device that is listed first wins.
 QVector<std::uint16_t> productIdsOf(Microphone microphone);
 
-/// Which microphone this process updates.  The window derives it once from the
-/// firmware path, before any search; exactly one of the first three is true from
-/// then on.
+/// Which microphone this process updates. The window sets these flags once from the
+/// firmware path, before any search. Exactly one of them is true from then on.
 ///
-/// Written by the main thread (window, device search); read by the main thread
-/// (device search) and the operator thread (transfer).
+/// Written by the main thread (window); read by the main thread (device search) and the
+/// operator thread (transfer).
 extern std::atomic<bool> g_selPlain;
 extern std::atomic<bool> g_selR5;
 extern std::atomic<bool> g_selR5Otg;
 
-/// Set by the device search for an R5 otg image: the microphone was found under
-/// product id 0x0065, so it is in its upgrade mode already and gets no packet 0.
+/// Set by the device search for an R5 otg image if the microphone has product id 0x0065.
+/// It is then in upgrade mode already and gets no packet 0. Written by the
+/// main thread (device search), read by the operator thread (transfer).
 extern std::atomic<bool> g_otgAltPid;
 
-/// Compared with the open device's vendor id by CHidBase::isOpen().  The updater
-/// never sets it, so it stays 0; see there.
+/// CHidBase::isOpen() compares it with the open device's vendor id. The updater never
+/// sets it, so it is always 0.
 extern std::atomic<int> g_activeModelCode;
 
-/// Sets the three selection flags by microphoneFor().
+/// Sets the three selection flags from microphoneFor().
 void selectMicrophoneFor(const QString &firmwarePath);

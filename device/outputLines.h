@@ -1,28 +1,26 @@
 #pragma once
 
-/// How lines of the debug output begin that launching applications go by
-/// (docs/integration.md).  Their texts stay as they are, byte for byte; the debug stream puts a
-/// blank between a word and what follows it.
-///
-/// Here, because every room above writes or reads them.
+/// Prefixes of the debug output lines that launching applications parse
+/// (docs/integration.md). They must not change by a byte. The debug stream puts a blank after
+/// each of them.
 namespace outputLine {
 
-/// The updater is the only one and goes to work.  The whole line.
+/// No other updater is running and this one starts its work. This is the whole line.
 constexpr const char *begun = "createUI----";
-/// Lengths of a packet and a report of the microphone that was opened.
+/// A microphone was opened; its packet and report lengths follow.
 constexpr const char *opened = "xxxxx";
-/// A packet of the image, before the first one goes out.  There is none of packet 0.
+/// A packet of the image, written before the transfer. Packet 0 has no such line.
 constexpr const char *packetReady = "jjjjjjjsend_message";
-/// A packet that goes out; it may be told more than once.
+/// A packet that is sent. It may appear more than once.
 constexpr const char *packetSent = "dfuxxx------";
-/// The second word, behind the packets that are left: the transfer is over, and the number
-/// of packets that it came to follows.
+/// The transfer is over. This is the second word of its line, after the number of packets
+/// left. The number of packets sent follows.
 constexpr const char *transferOver = "ggg";
-/// A status report of the microphone, its bytes in hexadecimal.
+/// A status report of the microphone; its bytes follow in hexadecimal.
 constexpr const char *status = "qqqq";
-/// The image is damaged.
+/// The image is damaged; the reason follows.
 constexpr const char *refused = "firmware refused:";
-/// A message box's text where nobody could see the box: the image cannot be opened.
+/// The text of a message box that nobody can see: the image cannot be opened.
 constexpr const char *box = "Title";
 
 } // namespace outputLine

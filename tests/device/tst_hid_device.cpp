@@ -25,7 +25,7 @@ private:
         return found == nullptr ? 0 : int{found->product_id};
     }
 
-    /// Finds and opens the microphone that the path means.
+    /// Finds and opens the microphone that the path selects.
     bool openFor(const char *firmwarePath)
     {
         selectMicrophoneFor(QString::fromLatin1(firmwarePath));
@@ -80,7 +80,8 @@ private slots:
         QTEST(find(), "found");
         QTEST(find(), "found");
         QCOMPARE(bool{g_otgAltPid}, find() == 0x0065);
-        g_selPlain = true; // more than one flag, or none, means no device
+        // With more than one flag, or none, no device is found.
+        g_selPlain = true;
         g_selR5 = true;
         QCOMPARE(find(), 0);
         for (std::atomic<bool> *flag : {&g_selPlain, &g_selR5, &g_selR5Otg})
@@ -107,7 +108,7 @@ private slots:
         QCOMPARE(device->getVid(), 0x3C9E);
         QCOMPARE(device->getMaxInputReportLen(), 64);
         QVERIFY(qstrlen(device->getProductName()) > 0);
-        QVERIFY(!device->isOpen()); // compared with a model code of 0
+        QVERIFY(!device->isOpen()); // compares the vendor id with 0
         g_activeModelCode = 0x3C9E;
         QVERIFY(device->isOpen());
         g_activeModelCode = 0;
@@ -125,9 +126,9 @@ private slots:
 
     void what_cannot_be_opened_is_refused()
     {
-        static int linesSaid = 0;
+        static int lines = 0;
         QtMessageHandler const before = qInstallMessageHandler(
-            [](QtMsgType, const QMessageLogContext &, const QString &) { ++linesSaid; });
+            [](QtMsgType, const QMessageLogContext &, const QString &) { ++lines; });
         const auto restoring = qScopeGuard([before] { qInstallMessageHandler(before); });
         QVERIFY(!device->open(nullptr, 1, 1, 0));
         QVERIFY(!device->open("/dev/velmo-sim7", 0x3C9E, 0x000B, 0));
@@ -135,10 +136,10 @@ private slots:
         QVERIFY(!device->open(std::string(255, 'x').c_str(), 1, 1, 0));
         QCOMPARE(device->getPath(), "");
         QVERIFY(!CHidBase().open("/dev/velmo-sim0", 1, 1, 0)); // not initialised
-        QCOMPARE(linesSaid, 0); // the caller is told, nobody else
+        QCOMPARE(lines, 0);                                    // nothing is printed
     }
 
-    void a_write_counts_as_done_whatever_becomes_of_it()
+    void a_write_succeeds_whatever_its_result()
     {
         const std::array<std::uint8_t, 65> packet = {0x4B, 0, 11}; // a record of 11 bytes
         QVERIFY(!device->write(packet.data(), packet.size()));
@@ -161,11 +162,11 @@ private slots:
             each.front() = each.back() = number;
             bus.inject(each);
         }
-        QVERIFY(device->read(nullptr, 10)); // consumes one all the same
+        QVERIFY(device->read(nullptr, 10)); // discards one
         QVERIFY(device->read(report.data(), 10));
         QCOMPARE(report.front(), std::uint8_t{2});
         QCOMPARE(report.back(), std::uint8_t{2});
-        QVERIFY(device->waitRead(false, 0)); // keeps it to itself
+        QVERIFY(device->waitRead(false, 0)); // discards one, too
         QCOMPARE(report.front(), std::uint8_t{2});
         QVERIFY(device->read(report.data(), 10));
         QCOMPARE(report.front(), std::uint8_t{4});
@@ -199,7 +200,7 @@ private slots:
         QVERIFY(!device->read(report.data(), 10));
         QVERIFY(!device->waitRead(false, 0));
         bus.plug();
-        // Still the handle of before: it stays dead until it is closed and opened.
+        // The old handle stays dead until it is closed and opened again.
         QVERIFY(!device->read(report.data(), 10));
         device->close();
         QVERIFY(openFor("a.bin"));
@@ -225,7 +226,7 @@ private slots:
         QTRY_COMPARE(notices, (QStringList{QStringLiteral("/dev/velmo-sim0 1 3c9e:11"),
                                            QStringLiteral("/dev/velmo-sim0 0 3c9e:11")}));
         device->registerNotify(nullptr, nullptr);
-        device->registerNotify(note, &notices); // stays off after an unregistration
+        device->registerNotify(note, &notices); // stays off
         bus.unplug();
         QCoreApplication::processEvents();
         QCOMPARE(notices.size(), 2);

@@ -9,12 +9,12 @@
 
 namespace {
 
-/// A device without a bus.  Nothing is present, opens, is written or read unless the
-/// test says so.
+/// A device without a bus. The test sets what is present, opens, and can be read or
+/// written.
 class FakeDevice : public ICommunicateDevice
 {
 public:
-    /// The one that the manager under test has created last.
+    /// The latest one that the manager under test has created.
     static inline FakeDevice *last = nullptr;
 
     FakeDevice() { last = this; }
@@ -70,7 +70,7 @@ public:
         notifyContext = context;
     }
 
-    /// The product id of the device that is found for a model's.
+    /// Maps a model's product id to that of the device that is found for it.
     std::map<std::uint32_t, std::uint32_t> present;
     bool openResult = false;
     bool reportsOpen = false;
@@ -81,7 +81,7 @@ public:
     int waitReads = 0;
     QByteArray report;
     QList<QByteArray> writes;
-    /// Counts in the sender's thread.
+    /// Incremented on the sender's thread.
     std::atomic<int> writeCount{0};
     NotifyCallback notify = nullptr;
     void *notifyContext = nullptr;
@@ -92,7 +92,7 @@ QByteArray reply(char key1, char key2, bool valid)
     QByteArray bytes(64, '\0');
     bytes[6] = key1;
     bytes[7] = key2;
-    bytes[10] = valid ? '\0' : '\1'; // the checksum
+    bytes[10] = valid ? '\0' : '\1'; // checksum
     return bytes;
 }
 
@@ -110,7 +110,7 @@ private:
     FakeDevice *device = nullptr;
     std::array<std::uint8_t, 64> buffer{};
 
-    /// The status of a command of 12 bytes with keys 1 and 2.
+    /// Sends a command of 12 bytes with keys 1 and 2 and returns its status.
     int send(std::uint8_t kind)
     {
         const std::array<std::uint8_t, 12> command = {0, 0, 0, 0, 0, kind, 1, 2};
@@ -120,8 +120,8 @@ private:
         return unused == std::array<std::uint8_t, 64>{} ? status : 0;
     }
 
-    /// The same, sent by another thread, which is waiting for the answer by then.
-    std::future<int> sendMeanwhile(std::uint8_t kind)
+    /// The same on another thread. Returns when that thread waits for the reply.
+    std::future<int> sendInBackground(std::uint8_t kind)
     {
         auto status = std::async(std::launch::async, [=] { return send(kind); });
         while (device->writeCount == 0)
@@ -139,7 +139,8 @@ private slots:
         manager->setProtocol(protocol.get());
     }
 
-    void cleanup() { manager.reset(); } // before the protocol it may still tell
+    // The protocol must outlive the manager, which may still notify it.
+    void cleanup() { manager.reset(); }
 
     void a_present_model_is_opened()
     {
@@ -153,14 +154,14 @@ private slots:
         QVERIFY(manager->connectFirst());
         QCOMPARE(device->getPath(), "/dev/11");
         QCOMPARE(protocol->connects, 1);
-        QVERIFY(!manager->isConnected()); // the device does not say it is open
+        QVERIFY(!manager->isConnected()); // because the device says so
         QVERIFY(manager->connectByPid(16));
         QCOMPARE(device->getPath(), "/dev/16");
         QCOMPARE(device->openPid, 16U);
-        // The entry's product id is not the device's.
+        // 0x0102 is a product id of the list, not of a device.
         QVERIFY(!manager->connectByPid(0x0102));
         QCOMPARE(manager->listDevicePids(), (QList<int>{0x0101, 0x0102}));
-        device->reportsOpen = true; // then it is not opened again
+        device->reportsOpen = true; // it is then not opened again
         QVERIFY(manager->connectFirst());
         QCOMPARE(device->getPath(), "/dev/16");
     }
@@ -198,20 +199,20 @@ private slots:
         QFETCH(int, status);
         QFETCH(QByteArray, answer);
         device->report = answer;
-        auto sent = sendMeanwhile(static_cast<std::uint8_t>(kind));
+        auto sent = sendInBackground(static_cast<std::uint8_t>(kind));
         const bool received = manager->receive(buffer.data(), 3, 64);
         QCOMPARE(sent.get(), status);
         QVERIFY(received);
         QCOMPARE(device->writes.size(), status == 1 ? 1 : 3);
         QVERIFY(std::memcmp(buffer.data(), answer.constData(), buffer.size()) == 0);
-        // The status is kept for the next command that gets no answer.
+        // The next command without a reply returns this status again.
         if (status != 1)
             QCOMPARE(send(4), status);
     }
 
     void a_disconnect_ends_the_wait_as_answered()
     {
-        auto sent = sendMeanwhile(4);
+        auto sent = sendInBackground(4);
         QElapsedTimer timer;
         timer.start();
         manager->disconnect();
@@ -232,7 +233,7 @@ private slots:
         QCOMPARE(device->waitReads, 1);
         device->canWrite = false;
         QVERIFY(!manager->sendAndReadOnce(packet.data(), &result, 3, packet.size()));
-        QCOMPARE(device->waitReads, 1); // nothing to wait for
+        QCOMPARE(device->waitReads, 1);
         QElapsedTimer timer;
         timer.start();
         QVERIFY(!manager->sendNoWait(packet.data(), buffer.data(), 0));
@@ -273,7 +274,7 @@ private slots:
         const auto announce = [&](void *context) {
             device->notify(path.constData(), removal, static_cast<std::uint16_t>(vid), 1, context);
         };
-        announce(nullptr); // for nobody
+        announce(nullptr); // is ignored
         QCOMPARE(protocol->disconnects, 0);
         announce(device->notifyContext);
         QTEST(protocol->connects, "connects");
@@ -281,7 +282,7 @@ private slots:
         QCOMPARE(protocol->disconnects, closes);
         if (closes == 0)
             return;
-        // The path stays, so a second notice closes and tells again.
+        // The device keeps its path, so a second notice closes and notifies again.
         announce(device->notifyContext);
         QCOMPARE(protocol->disconnects, 2);
         manager->setProtocol(nullptr);
