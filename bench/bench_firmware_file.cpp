@@ -1,5 +1,5 @@
-// How the time to load and cut an image grows with its size: an image four times
-// as large should take about four times as long.
+// Measures how the time to parse and cut an image grows with its size. An image that is four
+// times as large should take about four times as long.
 
 #include "upgrade/FirmwareFile.h"
 
@@ -39,8 +39,8 @@ qint64 nanosecondsFor(const QByteArray &image)
     return taken;
 }
 
-/// Each image is loaded by a process of its own, as the updater does: memory that
-/// an earlier round left behind would favour one of the two.
+/// Each image has its own process, as in the updater. Otherwise the memory of an earlier round
+/// could make one of the sizes faster.
 int measureOne(int mebibytes)
 {
     std::printf("%lld\n", nanosecondsFor(imageOf(mebibytes * mebibyte)));
@@ -66,7 +66,7 @@ int main(int argc, char *argv[])
     constexpr std::array<int, 2> sizes = {4, 16};
     std::array<qint64, 2> best{};
     best.fill(std::numeric_limits<qint64>::max());
-    // Alternating, so that a change of the machine's speed meets both.
+    // The sizes alternate, so that a change of the machine's speed affects both.
     for (int round = 0; round < rounds; ++round) {
         for (std::size_t i = 0; i < sizes.size(); ++i)
             best[i] = std::min(best[i], nanosecondsInProcess(program, sizes[i]));

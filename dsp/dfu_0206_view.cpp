@@ -9,18 +9,18 @@ namespace {
 
 constexpr int startTimeoutMs = 30000;
 constexpr int hexadecimal = 16;
-/// A run counts as successful when the tool told a total above this.
+/// A run counts as successful if the tool reported a total above this.
 constexpr int leastTotal = 10;
 
-// The tool writes "current/total" records that end in a carriage return; what
-// stands third from the end of a chunk is the last record known to be whole.
-constexpr int wholeRecordFromEnd = 3;
-/// The record before ends in one more character, ...
+// The tool writes "current/total" records that end in a carriage return. The third part
+// from the end of a chunk is the last record that is certainly complete.
+constexpr int completePartFromEnd = 3;
+/// One more character of the previous record precedes the current value.
 constexpr int charactersBeforeCurrent = 1;
-/// ... and the total is followed by two of its own.
+/// Two characters follow the total.
 constexpr int charactersAfterTotal = 2;
 
-/// The tool lies in the updater's own folder.
+/// The tool is in the updater's folder.
 QString toolPath()
 {
     QStringList parts = QCoreApplication::applicationFilePath().split(QLatin1Char('/'));
@@ -36,13 +36,13 @@ void dfu_0206_view::startDspUpgrade(const QString &filePath)
     dspProcess = new QProcess(this);
     const QString productId = QString::number(dspProductId, hexadecimal);
     qDebug().noquote() << productId;
-    // The vendor id has its prefix and the product id none: so the tool wants it.
+    // The tool expects a prefix before the vendor id and none before the product id.
     dspProcess->start(
         program,
         {QStringLiteral("0x3C9E"), productId, QStringLiteral("-s"), QStringLiteral("-b"), filePath},
         QIODevice::ReadWrite);
     qDebug() << (dspProcess->waitForStarted(startTimeoutMs) ? "succ!" : "failure!");
-    // After the start, by decision of this system.
+    // No signal is lost before this: the event loop emits them.
     connect(dspProcess, SIGNAL(readyReadStandardOutput()), this, SLOT(onReadData()));
     connect(dspProcess, SIGNAL(finished(int)), this, SLOT(readResult(int)));
 }
@@ -51,9 +51,9 @@ void dfu_0206_view::onReadData()
 {
     const QString text = QString::fromLocal8Bit(dspProcess->readAllStandardOutput());
     const QStringList parts = text.split(QLatin1Char('\r'));
-    if (parts.size() > wholeRecordFromEnd) {
+    if (parts.size() > completePartFromEnd) {
         const QStringList fields =
-            parts.at(parts.size() - wholeRecordFromEnd).split(QLatin1Char('/'));
+            parts.at(parts.size() - completePartFromEnd).split(QLatin1Char('/'));
         if (fields.size() > 1) {
             const QString current = fields.first().mid(charactersBeforeCurrent);
             QString total = fields.last();

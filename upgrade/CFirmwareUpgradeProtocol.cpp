@@ -11,8 +11,8 @@ constexpr int retries = 3;
 constexpr int receiveArgument = 3;
 constexpr int receiveLength = 64;
 
-// The makers' microphones in their normal state.  Which of them is updated, and
-// under which product id, follows from the firmware path alone.
+// The makers' microphones in their normal state. The firmware path alone decides which
+// microphone is updated and which product id it has (device/deviceSelection.h).
 std::array<SupportedModel, 6> models = {{
     {{"Velmo LV-330"}, 0x2B53, 0x006A, 0, nullptr},
     {{"TQ736"}, 0x3C9E, 0x0101, 0, nullptr},

@@ -6,18 +6,18 @@
 #include <array>
 #include <cstddef>
 
-/// The protocol as the upgrade uses it: the supported-device list and thin
-/// forwards to the device manager.  Without a manager they answer as the manager
-/// does without a device.
+/// The protocol as the upgrade uses it: the supported-device list, and functions that call
+/// the device manager. Without a manager they return what the manager returns without a
+/// device.
 class CFirmwareUpgradeProtocol : public CProtocol
 {
 public:
-    /// Quirk: exchange() offers this many bytes to the device, whatever the command's length;
-    /// the device takes the first report of them.  The type makes sure that they are there.
+    /// Quirk: exchange() always writes this many bytes, of which the device uses the first
+    /// report. Nobody is known to depend on it. The type guarantees that the bytes exist.
     static constexpr std::size_t exchangeSize = 500;
     using ExchangeBuffer = std::array<std::uint8_t, exchangeSize>;
-    /// An exchange's reply, as long as an input report.  The manager takes it for its
-    /// result, so it is made of words.
+    /// The reply of an exchange, as long as an input report. It consists of words because the
+    /// manager expects a pointer to its result.
     using ExchangeReply = std::array<int, ICommDeviceMgmt::reportSize / sizeof(int)>;
 
     CFirmwareUpgradeProtocol();
@@ -25,21 +25,20 @@ public:
     bool isSupported(const void *ignored, int vid, int pid) override;
     const SupportedModel *supportedModels() override;
 
-    /// Sends `length` bytes and waits for the answer; `rx` has 64 bytes.  A status
-    /// of the device manager, negative for a failure.
+    /// Sends `length` bytes and waits for the reply; `rx` has 64 bytes. Returns a status of the
+    /// device manager, which is negative for a failure.
     int sendCommand(const std::uint8_t *tx, std::uint8_t *rx, std::size_t length);
-    /// Sends a request.  `rx` is handed on as the manager's result; CDeviceManager zeroes
-    /// its first word and ignores what comes back.  The manager's answer, which is always
-    /// false there.
+    /// Sends a request and passes `rx` to the manager for its result. CDeviceManager zeroes the
+    /// first word, ignores the reply and always returns false.
     bool exchange(const ExchangeBuffer &tx, ExchangeReply &rx);
-    /// Sends one 65-byte packet; `rx` has 64 bytes and is zeroed.  `timeout` (ms)
-    /// is not used: the write's own time-out holds.
+    /// Sends one 65-byte packet and zeroes the 64 bytes of `rx`. `timeout` is not used: the
+    /// write has its own time-out.
     bool sendPacket(const std::uint8_t *tx, std::uint8_t *rx, int keepPending, int timeout);
     /// Reads one input report into the 64 bytes of `buffer`.
     bool readReport(std::uint8_t *buffer);
 
 protected:
-    /// Null until the device is opened; not owned.  Written by the main thread before
-    /// it sets the link flags, so whoever sees a flag sees it.
+    /// Null until the device is opened; not owned. The main thread writes it before it sets
+    /// the link flags. A thread that sees a flag sees it, too.
     ICommDeviceMgmt *manager = nullptr;
 };

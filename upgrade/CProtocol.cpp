@@ -7,7 +7,7 @@
 
 namespace {
 
-// Fixed by the device's protocol: not the table of a common CRC-8.
+// The device's protocol defines this table. It is not a common CRC-8.
 // clang-format off
 constexpr std::array<std::uint8_t, 256> checksumTable = {
     0x00, 0x31, 0x62, 0x53, 0xC4, 0xF5, 0xA6, 0x97, 0x88, 0xB9, 0xEA, 0xDB, 0x4C, 0x7D, 0x2E, 0x1F,

@@ -7,9 +7,8 @@
 
 class DevOperator;
 
-/// The worker thread: the only reader of the microphone's input reports.
-///
-/// It never stops; it ends with the process.
+/// The worker thread, the only reader of the microphone's input reports. It runs until the
+/// process ends.
 class DFU_thread : public QThread
 {
     Q_OBJECT
@@ -20,7 +19,7 @@ public:
     {
     }
 
-    /// One round of run(): a poll if the link is ready.
+    /// One round of run(): reads a report if the link is ready.
     void onePass();
 
     /// Set right after construction; not owned.
@@ -30,8 +29,8 @@ protected:
     void run() override;
 
 private:
-    /// Created empty and not used.
+    /// Empty and not used.
     QList<QByteArray> reports;
-    /// Held around each poll.  Nobody else takes it, so it excludes nothing.
+    /// Held during each round. No other thread locks it.
     QMutex runMutex;
 };

@@ -6,7 +6,7 @@
 
 #include <QDebug>
 
-// The link to the device.  The transfer, the commands and the reports have files of their own.
+// The link to the device. The transfer, the commands and the reports have their own files.
 
 DevOperator::DevOperator(QObject *parent)
     : QObject(parent)
@@ -23,7 +23,7 @@ DevOperator::~DevOperator()
 bool DevOperator::initDeviceManager()
 {
     auto *const created = new CDeviceManager<CHidBase>;
-    // Quirk: an earlier manager is not deleted; other threads may be inside it.
+    // Quirk: an earlier manager is not deleted, because other threads may be using it.
     deviceManager = created;
     if (!created->init())
         return false;

@@ -12,16 +12,16 @@
 
 #include <atomic>
 
-/// The one object through which the updater talks to the microphone: it creates
-/// the device manager, is its protocol and listener, streams the firmware, and
-/// carries the state that the transfer and the worker thread share.
+/// The object through which the updater talks to the microphone. It creates the device
+/// manager, is its protocol, sends the firmware, and holds the state that the operator and
+/// worker threads share.
 ///
-/// The main thread creates and connects it; the worker thread calls readDeviceReport().
-/// There is no lock: what they share is atomic, one load or store at a time.
+/// The main thread creates and connects it; the worker thread calls readDeviceReport(). There
+/// is no lock: shared variables are atomic, one load or store at a time.
 ///
-/// Quirk: it lives in a thread of its own, which tb210_startSendMsg() enters and never
-/// leaves, so that thread processes no event after that.  The verdict therefore comes from
-/// the microphone alone: confirmTimer never fires.
+/// Quirk: it lives in its own thread, the operator thread, which calls tb210_startSendMsg() and
+/// never returns from there. That thread therefore handles no events and confirmTimer never
+/// fires. The window depends on that: only the microphone decides whether the upgrade failed.
 class DevOperator : public QObject, public CFirmwareUpgradeProtocol
 {
     Q_OBJECT
@@ -32,17 +32,17 @@ public:
     ~DevOperator() override;
     Q_DISABLE_COPY_MOVE(DevOperator)
 
-    /// Creates the device manager and connects to a microphone that is already
-    /// there.  False when there is none (a later arrival connects) or the HID
-    /// library does not start.  Main thread.
+    /// Creates the device manager and connects to a microphone that is plugged in. Returns
+    /// false if there is none (a later arrival connects) or the HID library does not start.
+    /// Main thread.
     bool initDeviceManager();
 
     void onDeviceEvent(std::uint32_t word) override;
-    /// On the thread of the manager call that opened the device.
+    /// Called on the thread that opened the device.
     void onDeviceConnected(ICommDeviceMgmt *connected) override;
     void onDeviceDisconnected() override;
 
-    /// One poll of the worker thread: reads an input report and acts on it.
+    /// Reads an input report and acts on it. Worker thread.
     void readDeviceReport();
 
     /// One round of each endless loop below.
@@ -50,39 +50,38 @@ public:
     void shortCommandPass();
     void reportRequestPass();
 
-    /// For tests: another manager or clock than the real ones; not owned.
+    /// For tests: replace the real manager or clock. Not owned.
     void setManager(ICommDeviceMgmt *other) { manager = other; }
     void setClock(TransferClock *other) { clock = other; }
 
-    /// Parameter reports; see there.
     ReportBuffer reportBuffer;
-    /// Set by the operator thread before it waits for the microphone; cleared by
-    /// the worker thread when a report arrives while packets remain.
+    /// Set by the operator thread before it waits for the microphone. Cleared by the worker
+    /// thread when a report arrives while packets remain.
     std::atomic<bool> awaitingConfirmation{false};
-    /// The packets still to be sent, packet 0 first.  Filled by the main thread,
-    /// walked by the operator thread; emptied by it when all are sent and by the
-    /// worker thread on a verdict.
+    /// The packets of the transfer, packet 0 first. Filled by the main thread, read by the
+    /// operator thread. Emptied by the operator thread when all are sent, and by the worker
+    /// thread on a verdict.
     PacketList pendingPackets;
-    /// The batch being sent.  Filled and walked by the operator thread, emptied by
-    /// the worker thread on a verdict.
+    /// The current batch. Filled and read by the operator thread, emptied by the worker
+    /// thread on a verdict.
     PacketList inFlightBatch;
-    /// Packets accounted as sent.  Advanced by the operator thread, set to 0 by the
-    /// main thread with a new list.
+    /// Packets counted as sent. Incremented by the operator thread, set to 0 by the main
+    /// thread with a new list.
     std::atomic<std::uint32_t> sentCount{0};
-    /// Product id of the open microphone.  Main thread.
+    /// Product id of the open microphone. Main thread.
     std::uint32_t connectedProductId = 0;
-    /// Confirmation time-out; repeating, never stopped.  Its thread processes no
-    /// events once the transfer loop runs, so it does not fire in the updater.
+    /// Confirmation time-out. It repeats and is never stopped, but it does not fire in the
+    /// updater (see above).
     QTimer *confirmTimer;
 
-    /// Number of data records of the image; set by the main thread, informative.
+    /// Number of data records of the image. Set by the main thread, for information only.
     int recordCount = 0;
-    /// The latest report, and the latest model-code report.  Worker thread.
+    /// The latest report, and the latest model-code report. Worker thread.
     InputReport lastReport;
     InputReport modelReport;
 
 signals:
-    // The order of signals and slots is fixed: it is their meta-object index.
+    // The order of signals and slots is fixed: it determines their meta-object index.
     void connectDevice();
     void disconnectDevice();
     void refresh_main_signal();
@@ -90,7 +89,7 @@ signals:
     void tb210_sysreceive_datasignal();
     /// Packets sent so far.
     void tb210_progress_current_value(int sent);
-    /// 1: the upgrade failed; 2: it succeeded; negative: status of a failed command.
+    /// 1: the upgrade failed; 2: it succeeded; negative: the status of a failed command.
     void tb210_break_fail_mess(int status);
     void blockDfuStatus(int state);
     void blockModelCodel();
@@ -104,36 +103,36 @@ public slots:
 private:
     // The transfer, step by step (docs/protocol.md has the schedule).
     void walkPackets();
-    void takeStep(int index);
+    void runStep(int index);
     void sendEntryPacket();
     void waitForRestart();
     void sendOpeningPackets();
     void sendBatchBefore(int index);
     void sendTail();
     void sendOne(const QByteArray &packet, int indexInBatch);
-    /// False when no report came within the window.
+    /// Returns false if no report came in time.
     bool waitForConfirmation();
 
     // The command queues.
     void serveQueues();
-    /// Sends a queue's first command, 12 bytes of it, after a pause; its status.
+    /// Pauses, then sends the queue's first command, padded to 12 bytes. Returns its status.
     template <class Queue>
     int sendFirst(const Queue &queue, int pauseMs);
-    /// Sends it, and tells of a failure.
+    /// Sends the first command and emits a signal if that fails.
     template <class Queue>
     void serveCommand(Queue &queue);
     void disconnectedPass();
 
     // The input reports.
-    void giveVerdict(InputReport::Verdict verdict);
-    void takeModelCode(const InputReport &report);
-    void takeParameterReport(const InputReport &report);
+    void handleVerdict(InputReport::Verdict verdict);
+    void handleModelCode(const InputReport &report);
+    void handleParameterReport(const InputReport &report);
 
     TransferClock realClock;
     TransferClock *clock = &realClock;
 };
 
-/// Bytes of the model-code reports, in order of arrival, and the number of status
-/// reports.  Worker thread.
+/// The bytes of the model-code reports in order of arrival, and the number of status reports.
+/// Worker thread.
 extern QVector<std::uint8_t> modelCodes;
 extern int statusReportCount;

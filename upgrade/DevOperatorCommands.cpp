@@ -10,8 +10,8 @@
 #include <algorithm>
 #include <cstring>
 
-// The queues of control commands, on the operator thread: served between upgrades, and by two
-// loops that the updater never starts.
+// The queues of control commands. The operator thread serves them between upgrades. The updater
+// never starts the other two loops that serve them.
 
 namespace {
 
@@ -19,25 +19,22 @@ constexpr int commandPauseMs = 5;
 constexpr int reportRequestPauseMs = 30;
 constexpr int shortCommandPauseMs = 10;
 
-/// A shorter command is filled with zeros.
-template <class Whole, class Command>
-Whole filledUp(const Command &command)
+template <class Padded, class Command>
+Padded zeroPadded(const Command &command)
 {
-    Whole whole{};
-    std::copy(command.begin(), command.end(), whole.begin());
-    return whole;
+    Padded padded{};
+    std::copy(command.begin(), command.end(), padded.begin());
+    return padded;
 }
 
-/// Takes a command off its queue if it went well, otherwise the whole queue with it.
-/// Tells which.
+/// Removes the first command if it succeeded, and all commands if it failed.
 template <class Queue>
-bool settle(Queue &queue, bool wentWell)
+void removeServed(Queue &queue, bool succeeded)
 {
-    if (wentWell)
+    if (succeeded)
         queue.removeFirst();
     else
         queue.clear();
-    return wentWell;
 }
 
 } // namespace
@@ -46,7 +43,7 @@ template <class Queue>
 int DevOperator::sendFirst(const Queue &queue, int pauseMs)
 {
     clock->sleep(pauseMs);
-    const ControlCommand command = filledUp<ControlCommand>(queue.first());
+    const ControlCommand command = zeroPadded<ControlCommand>(queue.first());
     InputReport::Bytes reply{};
     return sendCommand(command.data(), reply.data(), command.size());
 }
@@ -55,7 +52,9 @@ template <class Queue>
 void DevOperator::serveCommand(Queue &queue)
 {
     const int result = sendFirst(queue, commandPauseMs);
-    if (!settle(queue, result >= 0 && connectedFlag))
+    const bool succeeded = result >= 0 && connectedFlag;
+    removeServed(queue, succeeded);
+    if (!succeeded)
         emit tb210_break_fail_mess(result);
 }
 
@@ -68,9 +67,9 @@ void DevOperator::serveQueues()
     if (!settingQueue.isEmpty())
         serveCommand(settingQueue);
     if (!reportCommandQueue.isEmpty()) {
-        // Its failure is told to nobody.
+        // Unlike the others, this queue does not report a failure.
         const int result = sendFirst(reportCommandQueue, reportRequestPauseMs);
-        settle(reportCommandQueue, result >= 0 && connectedFlag);
+        removeServed(reportCommandQueue, result >= 0 && connectedFlag);
     }
 }
 
@@ -79,11 +78,11 @@ void DevOperator::disconnectedPass()
     reportCommandQueue.clear();
     if (settingQueue.isEmpty())
         return;
-    // Quirk: any result but 0 passes for an answer, even a negative one.  Kept for the companion
-    // application, which fills this queue.
+    // Quirk: any result but 0 counts as a reply, even a negative one. The companion application,
+    // which fills this queue, relies on that.
     const bool answered = sendFirst(settingQueue, commandPauseMs) != 0;
     qDebug() << "send------" << answered;
-    settle(settingQueue, answered && linkReadyFlag);
+    removeServed(settingQueue, answered && linkReadyFlag);
 }
 
 void DevOperator::startSendMsg()
@@ -100,14 +99,14 @@ void DevOperator::shortCommandPass()
     constexpr std::uint8_t valueVerb = 'v';
 
     clock->sleep(shortCommandPauseMs);
-    // Quirk: one queue is tested and another one served.  Kept for the companion application,
-    // which fills both.
+    // Quirk: this tests one queue and serves another. The companion application, which fills
+    // both, relies on that.
     if (controlCommandQueue.isEmpty())
         return;
     const ShortCommand request = shortCommandQueue.value(0);
     ExchangeReply answer{};
     clock->sleep(commandPauseMs);
-    if (exchange(filledUp<ExchangeBuffer>(request), answer))
+    if (exchange(zeroPadded<ExchangeBuffer>(request), answer))
         return; // the request stays and is sent again
     ShortCommand reply{};
     std::memcpy(reply.data(), answer.data(), reply.size());
@@ -137,10 +136,10 @@ void DevOperator::reportRequestPass()
     ExchangeReply answer{};
     const ReportCommand request = reportCommandQueue.first();
     clock->sleep(commandPauseMs);
-    if (exchange(filledUp<ExchangeBuffer>(request), answer))
+    if (exchange(zeroPadded<ExchangeBuffer>(request), answer))
         return;
-    // Quirk: the queue that was served keeps its request, which is sent again in the next
-    // round; another queue gets shorter.  Kept for the companion application, which fills both.
+    // Quirk: this removes a command from another queue, so the request is sent again in the
+    // next round. The companion application, which fills both, relies on that.
     if (!controlCommandQueue.isEmpty())
         controlCommandQueue.removeFirst();
 }

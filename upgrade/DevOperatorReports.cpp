@@ -5,7 +5,7 @@
 
 #include <QDebug>
 
-// The input reports, on the worker thread.
+// The input reports. Worker thread.
 
 QVector<std::uint8_t> modelCodes;
 int statusReportCount = 0;
@@ -25,28 +25,28 @@ void DevOperator::readDeviceReport()
         ++statusReportCount;
         qDebug().noquote() << outputLine::status << hexText(report.raw()) << report.value()
                            << report.subKind();
-        giveVerdict(report.verdict());
+        handleVerdict(report.verdict());
     }
     switch (report.kind()) {
     case InputReport::Kind::DfuState:
         emit blockDfuStatus(report.value());
         break;
     case InputReport::Kind::ModelCode:
-        takeModelCode(report);
+        handleModelCode(report);
         break;
     case InputReport::Kind::Parameter:
         if (got)
-            takeParameterReport(report);
+            handleParameterReport(report);
         break;
     }
-    // Any report at all is the answer the transfer waits for.
+    // Any report is the confirmation that the transfer waits for.
     if (got && !pendingPackets.isEmpty()) {
         qDebug() << "OOOOOOOOOOO";
         awaitingConfirmation = false;
     }
 }
 
-void DevOperator::giveVerdict(InputReport::Verdict verdict)
+void DevOperator::handleVerdict(InputReport::Verdict verdict)
 {
     if (verdict == InputReport::Verdict::None)
         return;
@@ -55,10 +55,10 @@ void DevOperator::giveVerdict(InputReport::Verdict verdict)
     emit tb210_break_fail_mess(static_cast<int>(verdict));
 }
 
-void DevOperator::takeModelCode(const InputReport &report)
+void DevOperator::handleModelCode(const InputReport &report)
 {
-    // Quirk: a code is collected only if both bytes differ from the last report's.  Kept for
-    // the companion application, which reads the list.
+    // Quirk: a code is collected only if both its bytes differ from the last report's. The
+    // companion application, which reads the list, relies on that.
     if (report.value() != modelReport.value() &&
         report.secondValue() != modelReport.secondValue()) {
         modelCodes.append(report.value());
@@ -71,7 +71,7 @@ void DevOperator::takeModelCode(const InputReport &report)
         emit blockModelCodel();
 }
 
-void DevOperator::takeParameterReport(const InputReport &report)
+void DevOperator::handleParameterReport(const InputReport &report)
 {
     if (report.isStored()) {
         if (reportBuffer.size() < ReportBuffer::capacity && report.startsParameterSet())

@@ -9,7 +9,7 @@
 
 #include <QDebug>
 
-// The firmware transfer, on the operator thread.
+// The firmware transfer. Operator thread.
 
 using namespace transferSchedule;
 
@@ -35,11 +35,11 @@ void DevOperator::transferPass()
 
 void DevOperator::walkPackets()
 {
-    // The size is asked for every index: a list emptied by a verdict ends the walk.
+    // The size is read each time, because a verdict empties the list and ends the transfer.
     for (int i = 0; i < pendingPackets.size(); ++i) {
         if (i == 0 && g_otgAltPid)
-            continue; // in its upgrade mode already
-        takeStep(i);
+            continue; // the microphone is in upgrade mode already
+        runStep(i);
         const std::uint32_t sent = sentCount;
         emit tb210_progress_current_value(static_cast<int>(sent));
         if (sent == static_cast<std::uint32_t>(pendingPackets.size()))
@@ -47,7 +47,7 @@ void DevOperator::walkPackets()
     }
 }
 
-void DevOperator::takeStep(int index)
+void DevOperator::runStep(int index)
 {
     if (index == 0)
         sendEntryPacket();
@@ -92,7 +92,7 @@ void DevOperator::sendBatchBefore(int index)
         sendOne(inFlightBatch.value(k), k);
     awaitingConfirmation = true;
     if (!waitForConfirmation()) {
-        // No verdict is drawn here: the transfer goes on with the next batch.
+        // This is not a failure: the transfer goes on with the next batch.
         qDebug().noquote() << QStringLiteral("超时导致失败");
         confirmTimer->start(confirmTimerMs);
     }
@@ -104,17 +104,17 @@ void DevOperator::sendTail()
     awaitingConfirmation = true;
     const PacketList::List packets = pendingPackets.mid(0);
     const int total = packets.size();
-    // Negative for fewer than three packets: the position is then past the list's end, and
-    // nothing is sent.
+    // This is negative for fewer than three packets. The tail then starts past the end of the
+    // list, so nothing is sent.
     const int rest = (total - openingPackets) % batchSize;
     const PacketList::List tail =
         rest != 0 ? packets.mid(total - rest) : packets.mid(total - batchSize, batchSize);
     inFlightBatch = tail;
-    // Three packets are all tail, packet 0 among them.  A microphone that is in its upgrade
-    // mode already never gets packet 0, but it counts.
-    const bool leavesOutFirst = g_otgAltPid && tail.size() == total;
+    // If there are only three packets, packet 0 is part of the tail. A microphone that is in
+    // upgrade mode already does not get it, but it counts as sent.
+    const bool skipsFirst = g_otgAltPid && tail.size() == total;
     for (int k = 0; k < inFlightBatch.size(); ++k) {
-        if (k > 0 || !leavesOutFirst)
+        if (k > 0 || !skipsFirst)
             sendOne(inFlightBatch.value(k), k);
         sentCount += 1;
         const std::uint32_t sent = sentCount;
@@ -127,7 +127,7 @@ void DevOperator::sendTail()
 
 void DevOperator::sendOne(const QByteArray &packet, int indexInBatch)
 {
-    // A verdict may have emptied the list since its size was asked.
+    // A verdict may have emptied the list since its size was read.
     if (packet.size() != FirmwareFile::packetSize)
         return;
     reportBuffer.clear();

@@ -4,15 +4,14 @@
 #include <QList>
 #include <QString>
 
-/// A firmware image: checked as a whole, cut into its records, and those cut into
-/// the packets that go to the microphone.
+/// A firmware image. parse() checks it and splits it into records; cut() splits records into
+/// the packets that go to the microphone. docs/protocol.md has the format.
 ///
-/// An image is a plain sequence of records.  Each carries its own length, head
-/// included, as a 16-bit little-endian number in its bytes 1 and 2; everything
-/// else is the microphone's business and is passed on unchanged.  Record 0, 11
-/// bytes, is the command that puts the microphone into its upgrade mode.
+/// Bytes 1 and 2 of each record are its length, a 16-bit little-endian number that includes
+/// the head. All other bytes are passed on unchanged. Record 0 has 11 bytes and is the
+/// command that puts the microphone into upgrade mode.
 ///
-/// Pure: no file is touched, nothing is printed, any thread.  Time and memory
+/// These functions access no files, print nothing and may run on any thread. Time and memory
 /// grow linearly with the image.
 class FirmwareFile
 {
@@ -20,47 +19,47 @@ public:
     /// Bytes of a packet: the report byte and the payload.
     static constexpr int packetSize = 65;
     static constexpr int payloadSize = 64;
-    /// In front of every packet: the microphone's output report identifier.
+    /// The first byte of every packet: the microphone's output report identifier.
     static constexpr char reportByte = 0x4B;
     /// Bytes of record 0.
     static constexpr int entryRecordSize = 11;
-    /// Bytes of a record up to and including its length.
+    /// Bytes of a record's head, which ends with its length.
     static constexpr int recordHeadSize = 3;
-    /// Fewer packets than this the transfer schedule never comes to the end of: it
-    /// would send the upgrade-mode command over and over.
+    /// With fewer packets the transfer never finishes: it would repeat the upgrade-mode
+    /// command for ever.
     static constexpr int leastPackets = 3;
 
     /// Why an image is refused.
     struct Fault
     {
         int record = 0;
-        /// Of the record, in bytes from the image's begin.
+        /// Where the record starts, in bytes.
         int offset = 0;
         QString reason;
         /// Each record is in order, but they make fewer packets than can be sent.
         bool isTooSmall = false;
 
-        /// One line for a person.
+        /// One line for the user.
         QString text() const;
     };
 
-    /// Checks the whole image.  A refused image has a fault and no records.
+    /// Checks the whole image. A bad image has a fault and no records.
     static FirmwareFile parse(const QByteArray &image);
 
-    /// The packets of checked records, packet 0 first.  A data record is filled
-    /// with zeros to a multiple of 64 bytes and never shares a packet.
+    /// The packets of the records, packet 0 first. Each record is padded with zeros to a
+    /// multiple of 64 bytes, so no packet holds bytes of two records.
     static QList<QByteArray> cut(const QList<QByteArray> &records);
 
-    /// "V1.2.3" from bytes 77, 78 and 79 of record 1, or "V0.0.0" where there are
-    /// none.
+    /// The version, such as "V1.2.3", from bytes 77, 78 and 79 of record 1. "V0.0.0" if record
+    /// 1 is too short.
     ///
-    /// Quirk: each byte is a signed 8-bit number, so 128 and above come out negative.  Image
-    /// makers and the companion application show the same text.
+    /// Quirk: the bytes are signed, so 128 and above are shown as negative numbers. The
+    /// companion application and the makers of images show the same text.
     static QString versionText(const QList<QByteArray> &records);
 
     bool isValid() const { return !recordList.isEmpty(); }
     const QList<QByteArray> &records() const { return recordList; }
-    /// Meaningful when not valid.
+    /// Only meaningful if isValid() is false.
     const Fault &fault() const { return imageFault; }
 
 private:

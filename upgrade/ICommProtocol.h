@@ -8,10 +8,10 @@
 
 class ICommDeviceMgmt;
 
-/// What the device manager knows of the protocol, and whom it tells of
-/// connection changes.
+/// The protocol as the device manager uses it. The manager also notifies it of connection
+/// changes.
 ///
-/// The order of the operations is fixed: it is the order of their slots.
+/// The order of the functions is fixed: it is the layout of the vtable.
 class ICommProtocol
 {
 public:
@@ -22,9 +22,9 @@ public:
     virtual bool isSupported(const void *ignored, int vid, int pid) = 0;
     /// The first entry of the supported-device list.
     virtual const SupportedModel *supportedModels() = 0;
-    /// First completion step of a control frame of `length` bytes.
+    /// First step to complete a control frame of `length` bytes.
     virtual bool acceptFrame(std::uint8_t *frame, int length) = 0;
-    /// Second completion step: stores the checksum in the frame and returns it.
+    /// Second step: stores the checksum in the frame and returns it.
     virtual std::uint8_t makeChecksum(std::uint8_t *frame) = 0;
     /// Whether an input report of 64 bytes is a valid reply.
     virtual bool verifyReply(const std::uint8_t *reply) = 0;
@@ -37,6 +37,6 @@ public:
     virtual void onDeviceDisconnected() = 0;
     /// Length in bytes of a short control frame.
     virtual int frameLength() = 0;
-    /// Sets that length and returns it.
+    /// Sets the length and returns it.
     virtual int setFrameLength(int length) = 0;
 };

@@ -4,7 +4,7 @@
 
 #include <cstdint>
 
-/// Receives what CProtocol forwards.  No part of this system attaches one.
+/// Receives what CProtocol forwards. The updater has no such listener.
 class IProtocolListener
 {
 public:

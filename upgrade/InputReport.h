@@ -4,11 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// One input report of the microphone and what it means.  Pure; no thread of its
-/// own.
-///
-/// Offsets and codes are the device's protocol; bytes that are not named here
-/// are not interpreted.
+/// One input report of the microphone and what it means (docs/protocol.md). Bytes that are
+/// not named here are not interpreted.
 class InputReport
 {
 public:
@@ -22,12 +19,12 @@ public:
         DfuState,
         /// Bytes 8 and 9 are the model code.
         ModelCode,
-        /// A parameter report, or nothing of the above.
+        /// Anything else, parameter reports included.
         Parameter
     };
 
-    /// What an upgrade status report says; the values are the codes of
-    /// DevOperator::tb210_break_fail_mess(int).
+    /// What an upgrade status report says. The values are the argument of
+    /// DevOperator::tb210_break_fail_mess().
     enum class Verdict
     {
         None = 0,
@@ -54,8 +51,8 @@ public:
 
     bool isUpgradeStatus() const { return bytes[classOffset] == statusClass; }
 
-    /// Any status but those below leaves the upgrade going; so does every report
-    /// that is no status report.
+    /// None for any other status, and for reports that are not status reports: the upgrade
+    /// goes on.
     Verdict verdict() const
     {
         if (!isUpgradeStatus())
@@ -68,7 +65,7 @@ public:
         return Verdict::None;
     }
 
-    /// Independent of the verdict: a status report has a kind as well.
+    /// Independent of the verdict: a status report has a kind, too.
     Kind kind() const
     {
         if (kindByte() == dfuStateKind)

@@ -6,14 +6,13 @@
 #include <atomic>
 #include <deque>
 
-/// A list of byte arrays that one thread fills, another walks and a third may
-/// empty meanwhile, without a lock.
+/// A list of byte arrays. One thread may fill it while another reads it and a third empties
+/// it, without a lock.
 ///
-/// The toolkit's list itself would not survive that: two threads that empty it
-/// at once release its storage twice.  Here emptying only points to another,
-/// empty list, and a list once filled in stays in memory, unchanged, until many more
-/// have been filled in.  So whoever walks has to expect the list to become empty or
-/// another one between any two calls, and nothing worse.
+/// A QList would not survive that: two threads that empty it at the same time free its storage
+/// twice. Here, emptying only switches to another, empty list. A filled list stays in memory
+/// until many more have been filled. So between two calls the list may become empty or another
+/// one, but nothing worse can happen.
 class PacketList
 {
 public:
@@ -23,7 +22,7 @@ public:
     Q_DISABLE_COPY_MOVE(PacketList)
     ~PacketList() = default;
 
-    /// Fills the list; always the same thread for one object.
+    /// Fills the list. Call it on one thread only.
     PacketList &operator=(const List &packets)
     {
         filled.push_back(packets);
@@ -37,21 +36,21 @@ public:
     void clear() { current.store(&none, std::memory_order_release); }
     bool isEmpty() const { return list().isEmpty(); }
     int size() const { return list().size(); }
-    /// The packet at `index`, or an empty array where there is none.
+    /// The packet at `index`, or an empty array if there is none.
     QByteArray value(int index) const { return list().value(index); }
-    /// The packets from `position`; as many as there are, `length` at most.
+    /// The packets from `position` on, at most `length`.
     List mid(int position, int length = -1) const { return list().mid(position, length); }
 
 private:
-    /// A reader is inside a list for less than the shortest of its calls; the filling
-    /// thread needs a batch's whole exchange, or a person's press, for each new one.
+    /// A reader uses a list only during one call. In that time not nearly this many lists are
+    /// filled: each new one takes a batch's exchange or a user's click.
     static constexpr std::size_t keptLists = 64;
 
     const List &list() const { return *current.load(std::memory_order_acquire); }
 
     const List none;
     std::atomic<const List *> current{&none};
-    /// A deque does not move its elements; touched by the filling thread only.  The
-    /// last one is the current one, or the list has been emptied.
+    /// A deque does not move its elements. Used by the filling thread only. The last list is
+    /// the current one unless the list was emptied.
     std::deque<List> filled;
 };

@@ -8,9 +8,9 @@
 
 /// The parameter reports collected so far.
 ///
-/// The worker thread appends and reads; the operator thread may empty it at any
-/// time, without a lock.  So the storage is fixed and only the count is shared:
-/// whatever the two interleave to, no memory is freed or moved under the other.
+/// The worker thread appends and reads; the operator thread may empty it at any time, without
+/// a lock. The storage is fixed and only the count is shared, so neither thread frees or moves
+/// memory that the other uses.
 class ReportBuffer
 {
 public:
@@ -33,7 +33,7 @@ public:
 
     void replaceFirst(const InputReport &report) { reports.front() = report; }
 
-    /// The report at `index`, 0 to size() - 1.  Worker thread only.
+    /// The report at `index`, 0 to size() - 1. Worker thread only.
     const InputReport &at(int index) const { return reports[static_cast<std::size_t>(index)]; }
 
 private:

@@ -3,7 +3,7 @@
 #include <array>
 #include <cstdint>
 
-/// An entry of the supported-device list, in its normal (not upgrading) state.
+/// An entry of the supported-device list: a device in its normal state, not in upgrade mode.
 struct SupportedModel
 {
     static constexpr std::size_t nameSize = 576;
@@ -13,7 +13,7 @@ struct SupportedModel
     /// USB vendor and product id.
     std::uint32_t vid;
     std::uint32_t pid;
-    /// Handed to the device search as its option, which ignores it.
+    /// Passed to the device search, which ignores it.
     std::uint32_t reserved;
     /// Null after the last entry.
     const SupportedModel *next;

@@ -3,8 +3,7 @@
 #include <QElapsedTimer>
 #include <QThread>
 
-/// How the operator's loops tell and spend time.  Tests put a clock of their own here, on
-/// which hours pass at once.
+/// The clock of the operator's loops. Tests replace it by one on which hours pass at once.
 class TransferClock
 {
 public:
@@ -12,9 +11,8 @@ public:
     Q_DISABLE_COPY_MOVE(TransferClock)
     virtual ~TransferClock() = default;
 
-    /// Milliseconds of a clock that never goes back.
+    /// Milliseconds since the start. Never goes back.
     virtual qint64 now() { return sinceStart.elapsed(); }
-    /// Sleeps the calling thread.
     virtual void sleep(int milliseconds)
     {
         QThread::msleep(static_cast<unsigned long>(milliseconds));

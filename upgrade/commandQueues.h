@@ -5,8 +5,8 @@
 #include <array>
 #include <cstdint>
 
-/// Queues of short control commands.  Nothing in the updater fills them: they
-/// serve the companion application's code.  Operator thread only.
+/// Queues of short control commands. The updater never fills them: they are for the companion
+/// application's code. Operator thread only.
 using ShortCommand = std::array<std::uint8_t, 11>;
 using ReportCommand = std::array<std::uint8_t, 10>;
 using ControlCommand = std::array<std::uint8_t, 12>;
@@ -15,7 +15,7 @@ static_assert(sizeof(ShortCommand) == 11 && sizeof(ReportCommand) == 10 &&
 
 extern QVector<ShortCommand> shortCommandQueue;
 extern QVector<ShortCommand> shortReplyList;
-/// Only its count is looked at.
+/// Only its size is used.
 extern QVector<ShortCommand> expectedReplyList;
 extern QVector<ReportCommand> reportCommandQueue;
 extern QVector<ReportCommand> settingQueue;

@@ -7,8 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// Bytes for the debug output: hexadecimal, without leading zero, each preceded
-/// by a blank.
+/// Bytes for the debug output: hexadecimal, without leading zeros, a blank before each.
 QString hexText(const QByteArray &bytes);
 
 template <std::size_t Size>

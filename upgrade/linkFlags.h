@@ -2,10 +2,10 @@
 
 #include <atomic>
 
-/// Set by the main thread when a microphone is opened, at the start or later.  Read by the
-/// operator thread (transfer) and, linkReadyFlag, by the worker thread.
+/// Set by the main thread when a microphone is opened, at the start or later. The operator
+/// thread (transfer) reads both; the worker thread reads linkReadyFlag.
 ///
-/// Quirk: the updater never clears them, not even when the microphone goes.  The transfer
-/// depends on it: it goes on sending, and a microphone that comes back gets the rest.
+/// Quirk: the updater never clears them, not even when the microphone is unplugged. The
+/// transfer depends on that: it goes on sending, and a microphone that comes back gets the rest.
 extern std::atomic<bool> connectedFlag;
 extern std::atomic<bool> linkReadyFlag;

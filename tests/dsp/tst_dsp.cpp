@@ -8,7 +8,7 @@
 
 #include <memory>
 
-/// The runner against a fake tool.
+/// Runs a fake tool.
 class DspTest : public QObject
 {
     Q_OBJECT
@@ -50,7 +50,7 @@ private slots:
                                 << result;
         };
         row("third from the end", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n", "6", 20, 1);
-        // Two characters are cut off the total: 100% becomes 10.
+        // The total loses two characters: 100% becomes 10.
         row("total cut to 10", "print 5/100%\\r\\n6/100%\\r\\n7/100%\\r\\n", "6", 10, -1);
         row("total cut to 11", "print 5/11xx\\r\\n6/11xx\\r\\n7/11xx\\r\\n", "6", 11, 1);
         row("one big chunk", "count 300", "299", 30, 1);
@@ -63,8 +63,8 @@ private slots:
         row("huge total", "print x1/4294967295xx\\rx1/4294967295xx\\rx1/4294967295xx\\r\\r", "1",
             -1, -1);
         row("rubbish without end", "noise 300000", "", 0, -1);
-        row("exit code plays no part", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n\nexit 1", "6",
-            20, 1);
+        row("exit code is ignored", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n\nexit 1", "6", 20,
+            1);
         row("crash", "print 5/200%\\r\\n6/200%\\r\\n7/200%\\r\\n\ncrash", "6", 20, 1);
         row("crash without a word", "crash", "", 0, -1);
     }
@@ -84,9 +84,9 @@ private slots:
         QTEST(finished.first().first().toInt(), "result");
     }
 
-    void a_record_split_over_two_chunks_is_passed_over()
+    void a_record_split_over_two_chunks_is_skipped()
     {
-        // The second chunk comes when the first has been read: the tool waits for it.
+        // The tool writes the second chunk after the first was read.
         QVERIFY(FakeTool::install("print 1/200%\\r\\n2/200%\\r\\n3/200%\\r\\n4/2\n"
                                   "await arguments.txt\n"
                                   "print 00%\\r\\n5/200%\\r\\n6/200%\\r\\n"));
@@ -111,7 +111,7 @@ private slots:
         QVERIFY(FakeTool::install(""));
         runner->startDspUpgrade(QStringLiteral("f.bin"));
         QTRY_COMPARE(finished.size(), 2);
-        QCOMPARE(finished.last().first().toInt(), 1); // from the run before
+        QCOMPARE(finished.last().first().toInt(), 1); // the earlier run's total counts
         QCOMPARE(runner->findChildren<QProcess *>().size(), 2);
     }
 

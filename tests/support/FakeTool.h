@@ -5,18 +5,18 @@
 #include <QFile>
 #include <QString>
 
-/// The stand-in for the DSP vendor's tool (fakeTool.cpp has what it can do), in the
-/// place where that tool lies: beside the test program.
+/// Installs a stand-in for the DSP vendor's tool (fakeTool.cpp) where the updater looks for
+/// it: beside the test program.
 class FakeTool
 {
 public:
-    /// Lies in the same folder as the tool; the tool's own files do, too.
+    /// The path of a file in the tool's folder.
     static QString beside(const char *name)
     {
         return QDir(QCoreApplication::applicationDirPath()).filePath(QString::fromLatin1(name));
     }
 
-    /// A tool that does what the lines of `plan` say.
+    /// Installs a tool that does what the lines of `plan` say.
     static bool install(const QByteArray &plan)
     {
         remove();

@@ -2,7 +2,7 @@
 
 #include "upgrade/CFirmwareUpgradeProtocol.h"
 
-/// The protocol with its notices, which it leaves to others, counted.
+/// Implements the protocol's notifications by counting them.
 class PlainProtocol : public CFirmwareUpgradeProtocol
 {
 public:

@@ -10,8 +10,8 @@
 #include <deque>
 #include <functional>
 
-/// A device manager that records what is sent and fails whatever it was not told
-/// to let pass: no report, no answered command.
+/// A device manager that records what is sent. Everything fails unless the test says
+/// otherwise: there are no reports and no replies.
 class RecordingManager : public ICommDeviceMgmt
 {
 public:
@@ -74,7 +74,7 @@ public:
     QByteArray exchangeReply;
     std::deque<QByteArray> reports;
     QList<QByteArray> commands;
-    /// With the last command that waits for its answer.
+    /// Argument of the last sendAndWait().
     int retries = 0;
     std::function<void()> onCommand;
     std::function<void(const QByteArray &, int)> onPacket;

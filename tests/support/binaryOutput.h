@@ -1,4 +1,4 @@
 #pragma once
 
-/// Standard output takes bytes as they are: no line end becomes another one.
+/// Makes standard output binary: line ends are not converted.
 void binaryOutput();

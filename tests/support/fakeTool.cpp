@@ -1,12 +1,12 @@
-/// A stand-in for the DSP vendor's tool, on every platform: it does what the lines of
-/// "ktTool.plan" in its own folder say.
+/// A stand-in for the DSP vendor's tool on all platforms. It does what the lines of
+/// "ktTool.plan" in its folder say:
 ///
 ///   print TEXT       writes TEXT, in which \r and \n stand for those characters
-///   count N          writes "1/N%", "2/N%" ... "N/N%", each with \r\n behind it
-///   noise BYTES      writes that many bytes without a \r among them
-///   arguments FILE   writes its arguments, each with a line end, to FILE
+///   count N          writes "1/N%", "2/N%" ... "N/N%", each followed by \r\n
+///   noise BYTES      writes that many bytes, none of them \r
+///   arguments FILE   writes its arguments to FILE, one a line
 ///   await FILE       waits until FILE exists
-///   crash            ends as a program does that has crashed
+///   crash            crashes
 ///   exit CODE
 ///
 /// FILE is in the tool's folder.
@@ -35,7 +35,7 @@ std::string unescaped(const std::string &text)
     return result;
 }
 
-/// No carriage return, and otherwise all there is; the same every time.
+/// All bytes but the carriage return, the same every time.
 std::string noise(std::size_t size)
 {
     constexpr unsigned byteValues = 256;

@@ -15,7 +15,7 @@ QByteArray record(int length, char fill = 'x')
 
 } // namespace
 
-/// The rules of the wire: control frames, firmware images, packets.
+/// Control frames, firmware images and packets.
 class ProtocolTest : public QObject
 {
     Q_OBJECT
@@ -37,7 +37,7 @@ private slots:
     {
         QFETCH(int, length);
         QFETCH(QByteArray, frame);
-        // The byte before the frame shows what is written outside.
+        // The byte before the frame detects a write outside of it.
         QByteArray bytes = '\7' + QByteArray::fromHex(frame);
         PlainProtocol protocol;
         QCOMPARE(protocol.frameLength(), 11);
@@ -52,22 +52,22 @@ private slots:
     void a_reply_is_checked()
     {
         const auto isValidWith = [](int at, char byte) {
-            // Bytes 1 to 9 sum up to 0x0204, so 0xFDFC is wanted in bytes 10 and 11.
+            // Bytes 1 to 9 add up to 0x0204, so bytes 10 and 11 must be 0xFDFC.
             QByteArray reply("\x55\xFF\xFF\0\0\x04\x01\x01\0\0\xFC\xFD", 12);
             reply[at] = byte;
             return PlainProtocol().verifyReply(
                 reinterpret_cast<const std::uint8_t *>(reply.constData()));
         };
-        QVERIFY(isValidWith(0, '\1')); // not covered
+        QVERIFY(isValidWith(0, '\1')); // not part of the sum
         QVERIFY(!isValidWith(9, '\1'));
         QVERIFY(!isValidWith(10, '\0'));
         QVERIFY(!isValidWith(11, '\0'));
-        QVERIFY(!isValidWith(5, '\3')); // another group wants zeros
+        QVERIFY(!isValidWith(5, '\3')); // in another group the sum must be 0
     }
 
     void the_checksum_table_is_whole()
     {
-        // The table is linear, so eight entries give all of it.
+        // The table is linear, so eight entries determine all of it.
         const auto entry = [](int index) {
             std::array<std::uint8_t, 3> frame{static_cast<std::uint8_t>(index)};
             PlainProtocol protocol;
@@ -87,7 +87,7 @@ private slots:
     {
         PlainProtocol protocol;
         QVERIFY(protocol.isSupported(nullptr, 0x3C9E, 0x0100));
-        QVERIFY(!protocol.isSupported(nullptr, 0x31B2, 0x0100)); // ids of two entries
+        QVERIFY(!protocol.isSupported(nullptr, 0x31B2, 0x0100)); // ids of different entries
         QVERIFY(!protocol.isSupported(nullptr, 0x3C9E, 0x0010)); // in upgrade mode
     }
 
@@ -106,7 +106,7 @@ private slots:
             'K' + QByteArray("c") + QByteArray(63, '\0'),
         };
         QCOMPARE(FirmwareFile::cut(file.records()), expected);
-        // The least there is: three packets, and records of nothing but their head.
+        // The smallest image: three packets, with records that are only a head.
         const FirmwareFile least = FirmwareFile::parse(entry + record(3) + record(3));
         QCOMPARE(FirmwareFile::cut(least.records()).size(), 3);
     }

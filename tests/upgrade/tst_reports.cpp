@@ -8,7 +8,7 @@
 
 #include <memory>
 
-/// Every report the microphone may send, and what the worker thread makes of it.
+/// The reports that the microphone may send and what the worker thread does with them.
 class ReportsTest : public QObject
 {
     Q_OBJECT
@@ -18,7 +18,7 @@ private:
     std::unique_ptr<DevOperator> devOperator;
     QStringList raised;
 
-    /// Takes a report with the given bytes from byte 4 on.
+    /// Handles a report with the given bytes from byte 4 on.
     void give(const QByteArray &hexFromByte4)
     {
         manager->reports.push_back(QByteArray(4, '\0') + QByteArray::fromHex(hexFromByte4));
@@ -48,7 +48,7 @@ private slots:
     {
         QTest::addColumn<QByteArray>("bytes");
         QTest::addColumn<QString>("result");
-        // While packets are left any report confirms, whatever it holds.
+        // While packets are left, any report confirms.
         const auto row = [](const char *name, const char *bytes, const char *result) {
             QTest::newRow(name) << QByteArray(bytes) << QString::fromLatin1(result);
         };
@@ -113,20 +113,20 @@ private slots:
         QCOMPARE(buffer.size(), 33);
         QCOMPARE(full.size(), 10); // from the 31st report on, each time
         QCOMPARE(buffer.at(32).subKind(), std::uint8_t{33});
-        // A report that would begin a new set replaces the first one when full, ...
+        // When the buffer is full, a report that starts a new set replaces the first one.
         give("00042220");
         QCOMPARE(buffer.size(), 33);
         QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x20});
         give("00042221");
         QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x21});
-        // ... and begins the set otherwise.
+        // Otherwise it starts the set.
         devOperator->reportBuffer.clear();
         give("000450");
         give("00042220");
         QCOMPARE(buffer.size(), 1);
-        give("000434"); // not stored, but the latest
+        give("000434"); // becomes lastReport, but is not stored
         QCOMPARE(devOperator->lastReport.kindByte(), std::uint8_t{0x34});
-        // A first report stands as it is while it is the only one.
+        // A first report is not replaced while it is the only one.
         give("00052207");
         QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x20});
     }

@@ -30,8 +30,8 @@ QString valuesOf(const QSignalSpy &spy)
 
 } // namespace
 
-/// The transfer loop, pass by pass, on a clock whose time passes only by being asked,
-/// one millisecond a question, or slept on.
+/// The transfer loop, pass by pass. The clock advances only when it is read, by one
+/// millisecond, and when it sleeps.
 class TransferTest : public QObject, public TransferClock
 {
     Q_OBJECT
@@ -53,14 +53,14 @@ public:
     }
 
 private:
-    /// Packets as "number/index in batch"; "w" stands for a wait that ran out, "7000"
-    /// for a sleep.
+    /// Packets as "number/index in batch", "w" for a wait that timed out, and "7000" for a
+    /// sleep.
     QStringList log;
-    /// Whether a confirmation was awaited as each packet went out.
+    /// awaitingConfirmation as each packet was sent.
     QString flagsAtPackets;
     qint64 time = 0;
     qint64 waitBegan = 0;
-    /// What happens meanwhile in the worker thread.
+    /// Stands in for the worker thread.
     std::function<void()> onTick;
     std::unique_ptr<RecordingManager> manager;
     std::unique_ptr<DevOperator> devOperator;
@@ -93,7 +93,7 @@ private slots:
             waitBegan = time;
             flagsAtPackets += QString::number(int{devOperator->awaitingConfirmation});
             log += QStringLiteral("%1/%2").arg(int{packet.at(64)}).arg(indexInBatch);
-            // What the worker collected meanwhile is dropped before each packet.
+            // Collected reports are dropped before each packet.
             QCOMPARE(devOperator->reportBuffer.size(), 0);
         };
     }
@@ -115,7 +115,7 @@ private slots:
         row(10, "answering", "0/0 7000 1/0 2/1 3/0 4/1 5/2 6/3 7/4 8/0 9/1",
             "0 0 0 3 3 3 3 3 8 8 9 10");
         row(8, "answering", "0/0 7000 1/0 2/1 3/0 4/1 5/2 6/3 7/4", "0 0 0 3 3 3 3 3 4 5 6 7 8");
-        // Nothing goes out behind a verdict, and the step that it comes in is the last.
+        // After a verdict no packet is sent, and the current step is the last one.
         row(23, "verdict while 7/4 is awaited", "0/0 w 1/0 2/1 w 3/0 4/1 5/2 6/3 7/4",
             "0 0 0 3 3 3 3 3 8");
         row(23, "verdict behind 0/0", "0/0", "0");
@@ -125,7 +125,7 @@ private slots:
             "0 0 0 3 3 3 3 3 8 8 9");
         row(4, "otg answering", "0/0 10000 7000 1/0 2/1 3/0", "0 0 0 3 4");
         row(4, "otg alternate id", "w 1/0 2/1 w 3/0", "0 0 3 4");
-        // Shorter lists than any image makes: the schedule's arithmetic as it stands.
+        // Shorter lists than an image can have.
         row(3, "", "0/0 w 0/0 1/1 2/2", "0 0 0 1 2 3");
         row(3, "otg alternate id", "w 1/1 2/2", "0 0 1 2 3");
         row(1, "", "0/0", "0 left");
@@ -173,7 +173,7 @@ private slots:
         answerAtOnce();
         devOperator->pendingPackets = numberedPackets(10);
         devOperator->transferPass();
-        // Packets 1 and 2 and the tail go out behind the flag, the batch before it.
+        // The flag is set before packets 1 and 2 and the tail, but after a batch.
         QCOMPARE(flagsAtPackets, QStringLiteral("0110000011"));
         QVERIFY(!devOperator->confirmTimer->isActive());
 
@@ -183,7 +183,7 @@ private slots:
         QVERIFY(devOperator->confirmTimer->isActive());
         QVERIFY(!devOperator->confirmTimer->isSingleShot());
         QCOMPARE(devOperator->confirmTimer->interval(), 3000);
-        // The count goes on where it stood, so it passes the list's size by.
+        // The count is not reset, so it exceeds the list's size.
         QCOMPARE(static_cast<int>(devOperator->sentCount), 19);
     }
 
@@ -192,14 +192,14 @@ private slots:
         QTest::addColumn<int>("result");
         QTest::addColumn<bool>("staysConnected");
         QTest::addColumn<QString>("outcome");
-        // A control command ends the pass; then setting and report request follow.  Each
-        // queue is given two commands, and each row makes three passes.
+        // A pass serves a control command, or a setting and a report request. Each queue gets
+        // two commands, and each row makes three passes.
         QTest::newRow("answered") << 1 << true
                                   << QStringLiteral("5 5 5 30: 4 sent, 0 1 1 left, failed ");
         QTest::newRow("refused") << -201 << true
                                  << QStringLiteral("5 5 30: 3 sent, 0 0 0 left, failed -201 -201");
-        // The microphone goes while the first command is out: its queue is emptied, and
-        // the next passes are those without a microphone.
+        // The microphone is unplugged during the first command. Its queue is emptied, and the
+        // next passes are those without a microphone.
         QTest::newRow("gone") << 1 << false
                               << QStringLiteral("5 5 5: 3 sent, 0 0 0 left, failed 1");
     }
@@ -243,7 +243,7 @@ private slots:
         devOperator->transferPass();
         QCOMPARE(log, QStringList{QStringLiteral("5")});
         QCOMPARE(devOperator->pendingPackets.size(), 8);
-        QCOMPARE(settingQueue.size(), 1); // any result but 0 will do
+        QCOMPARE(settingQueue.size(), 1); // any result but 0 counts
         QVERIFY(reportCommandQueue.isEmpty());
 
         linkReadyFlag = false;
@@ -256,11 +256,11 @@ private slots:
     {
         shortCommandQueue = {ShortCommand{0, 0, 0, 0, 0, 'w'}, ShortCommand{0, 0, 0, 0, 0, 'r'}};
         devOperator->shortCommandPass();
-        QVERIFY(manager->commands.isEmpty()); // the queue looked at is empty
+        QVERIFY(manager->commands.isEmpty()); // the tested queue is empty
 
         controlCommandQueue = {ControlCommand{}};
         devOperator->shortCommandPass();
-        QCOMPARE(shortCommandQueue.size(), 2); // reported as done: kept and sent again
+        QCOMPARE(shortCommandQueue.size(), 2); // kept and sent again
 
         manager->exchangeResult = false;
         const ShortCommand value{1, 2, 3, 4, 5, 'v', 7, 8, 9, 10, 11};
@@ -268,7 +268,7 @@ private slots:
         expectedReplyList.resize(3);
         const QSignalSpy complete(devOperator.get(), &DevOperator::refresh_main_signal);
         shortCommandQueue.append(shortCommandQueue.last());
-        // A write's reply is not kept; the list is complete with one less than expected.
+        // A write's reply is not kept. One reply less than expected completes the list.
         for (const int kept : {0, 1, 2}) {
             devOperator->shortCommandPass();
             QCOMPARE(shortCommandQueue.size(), 2 - kept);
@@ -277,7 +277,7 @@ private slots:
             QCOMPARE(complete.size(), kept / 2);
         }
         QCOMPARE(manager->commands.last(), QByteArray(5, '\0') + 'r' + QByteArray(494, '\0'));
-        manager->exchangeReply[5] = 'w'; // no value
+        manager->exchangeReply[5] = 'w'; // not a value
         devOperator->shortCommandPass();
         QCOMPARE(shortReplyList.size(), 2);
     }
