@@ -7,8 +7,7 @@
 
 namespace {
 
-/// With the last column some terminals go on to the next line, and some show a
-/// Ctrl-C as two characters.
+/// Some terminals wrap after the last column, and some show Ctrl-C as two characters.
 constexpr int marginColumns = 3;
 constexpr int widestBar = 40;
 constexpr int wholePercent = 100;
@@ -28,11 +27,11 @@ QString BarDisplay::line(const Progress &progress, int columns)
     const QString word = QLatin1String("  ") + progress.phaseName();
     QString left;
     if (progress.leftMs != Progress::unknown) {
-        // Rounded up: it is not over before it is over.
+        // Rounded up, so that 0 s means that it is over.
         left = QStringLiteral(", %1 s left")
                    .arg((progress.leftMs + millisecondsOfSecond - 1) / millisecondsOfSecond);
     }
-    // What does not fit is left out whole.
+    // A part that does not fit is left out.
     QString text = percent + elapsed + QLatin1String("  ") + progress.phaseText() + left;
     if (room < longestText) {
         for (const QString &shorter :
@@ -43,7 +42,7 @@ QString BarDisplay::line(const Progress &progress, int columns)
         }
     }
     const QString frame = QStringLiteral("[%1] ");
-    // As wide beside the longest text as beside the shortest, or it would jump.
+    // The width must not depend on the text, or the bar would jump.
     const int width = std::min(widestBar, room - longestText - (frame.size() - 2));
     QString bar;
     if (width > 0) {

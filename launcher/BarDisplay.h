@@ -2,7 +2,7 @@
 
 #include "launcher/PlainDisplay.h"
 
-/// A terminal: one line that is drawn over and over.
+/// For terminals: redraws one line.
 class BarDisplay : public PlainDisplay
 {
 public:
@@ -10,8 +10,8 @@ public:
     void note(const QString &text) override;
     void outcome(const Outcome &outcome) override;
 
-    /// The line for a terminal of so many columns: shorter than that, and of the same
-    /// length whatever the progress.
+    /// The line for a terminal with this many columns. It is always shorter, and its length
+    /// does not depend on the progress.
     static QString line(const Progress &progress, int columns);
 
 private:

@@ -23,35 +23,35 @@ const QLatin1String updaterName("updater");
 
 void addOptions(QCommandLineParser *parser)
 {
-    parser->setApplicationDescription(
-        QStringLiteral("Flashes a microphone: checks IMAGE, starts the updater, follows it, and\n"
-                       "tells by its exit code how it went."));
+    parser->setApplicationDescription(QStringLiteral(
+        "Flashes a microphone: checks IMAGE, starts the updater, shows its progress\n"
+        "and says how it went."));
     parser->addPositionalArgument(QStringLiteral("IMAGE"),
-                                  QStringLiteral("Firmware image. Its path decides which "
-                                                 "microphone is meant."));
+                                  QStringLiteral("Firmware image. Its path selects the "
+                                                 "microphone."));
     parser->addOptions({
-        {dryRunName, QStringLiteral("Check the image, say what it holds, send nothing.")},
-        {inspectName, QStringLiteral("List the image's records, send nothing.")},
+        {dryRunName, QStringLiteral("Check the image and show what is in it. Send nothing.")},
+        {inspectName, QStringLiteral("List the image's records. Send nothing.")},
         {listName, QStringLiteral("List the microphones that are plugged in.")},
-        {jsonName, QStringLiteral("Print one JSON object a line and nothing else.")},
+        {jsonName, QStringLiteral("Print one JSON object per line and nothing else.")},
         {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
-        {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is another one."),
+        {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is different."),
          QStringLiteral("HEX")},
         {timeoutName,
-         QStringLiteral("Give up after so many seconds without any progress (1 to %1, default %2); "
-                        "17 s more until the firmware goes out.")
+         QStringLiteral("Give up after SECONDS without progress (1 to %1, default %2). "
+                        "Until firmware is sent, 17 s are added.")
              .arg(CommandLine::longestTimeout)
              .arg(CommandLine::defaultTimeout),
          QStringLiteral("SECONDS")},
-        {updaterName, QStringLiteral("The updater, if it is not beside this program."),
+        {updaterName, QStringLiteral("The updater, if it is not in this program's folder."),
          QStringLiteral("PATH")},
         {{QStringLiteral("h"), helpName}, QStringLiteral("Show this text.")},
         {versionName, QStringLiteral("Show the version.")},
     });
 }
 
-/// The file that a path leads to, whether it is there or not.
-QString placeOf(const QString &path)
+/// The canonical path of a file, which need not exist. Empty if its folder does not exist.
+QString canonicalPath(const QString &path)
 {
     const QFileInfo file(path);
     if (file.exists())
@@ -60,25 +60,25 @@ QString placeOf(const QString &path)
     return folder.isEmpty() ? folder : folder + QLatin1Char('/') + file.fileName();
 }
 
-/// Whether keeping a log there would cost a file that this run needs.
-bool costsOurOwn(const CommandLine &wanted)
+/// Whether a log at this path would overwrite a file that this run needs.
+bool logOverwritesNeededFile(const CommandLine &options)
 {
     const QString updater =
-        wanted.updaterPath.isEmpty() ? UpdaterProcess::besideUs() : wanted.updaterPath;
-    const QString log = placeOf(wanted.logPath);
+        options.updaterPath.isEmpty() ? UpdaterProcess::defaultPath() : options.updaterPath;
+    const QString log = canonicalPath(options.logPath);
     if (log.isEmpty())
-        return false; // in a folder that is not there
-    return log == placeOf(wanted.imagePath) || log == placeOf(updater) ||
-           log == placeOf(resultFilePlace());
+        return false;
+    return log == canonicalPath(options.imagePath) || log == canonicalPath(updater) ||
+           log == canonicalPath(resultFilePath());
 }
 
-/// What the parser lets pass.
-QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
+/// Checks what the parser accepts. Returns the error, or nothing.
+QString errorIn(const QCommandLineParser &parser, const CommandLine &options)
 {
     if (parser.isSet(dryRunName) + parser.isSet(inspectName) + parser.isSet(listName) > 1)
-        return QStringLiteral("Use one of --dry-run, --inspect and --list.");
-    if (wanted.timeoutSeconds < 1 || wanted.timeoutSeconds > CommandLine::longestTimeout) {
-        return QStringLiteral("--timeout takes seconds from 1 to %1, not '%2'.")
+        return QStringLiteral("Use only one of --dry-run, --inspect and --list.");
+    if (options.timeoutSeconds < 1 || options.timeoutSeconds > CommandLine::longestTimeout) {
+        return QStringLiteral("--timeout takes 1 to %1 seconds, not '%2'.")
             .arg(CommandLine::longestTimeout)
             .arg(parser.value(timeoutName));
     }
@@ -87,17 +87,17 @@ QString faultOf(const QCommandLineParser &parser, const CommandLine &wanted)
         return QStringLiteral("--sha256 takes 64 hexadecimal digits.");
     for (const QLatin1String &option : {logName, updaterName}) {
         if (parser.isSet(option) && parser.value(option).isEmpty())
-            return QStringLiteral("The path behind --%1 is empty.").arg(option);
+            return QStringLiteral("The path after --%1 is empty.").arg(option);
     }
     const int images = parser.positionalArguments().size();
-    if (wanted.task == CommandLine::Task::List)
+    if (options.task == CommandLine::Task::List)
         return images == 0 ? QString() : QStringLiteral("--list takes no image.");
     if (images != 1)
         return QStringLiteral("Name one image, not %1.").arg(images);
-    if (wanted.imagePath.isEmpty())
+    if (options.imagePath.isEmpty())
         return QStringLiteral("The image's path is empty.");
-    if (!wanted.logPath.isEmpty() && costsOurOwn(wanted))
-        return QStringLiteral("--log would replace %1.").arg(wanted.logPath);
+    if (!options.logPath.isEmpty() && logOverwritesNeededFile(options))
+        return QStringLiteral("--log would overwrite %1.").arg(options.logPath);
     return {};
 }
 
@@ -107,39 +107,40 @@ CommandLine CommandLine::parse(const QStringList &arguments)
 {
     QCommandLineParser parser;
     addOptions(&parser);
-    CommandLine wanted;
+    CommandLine options;
     const bool understood = parser.parse(arguments);
-    // Whoever asks for JSON gets it for a wrong command line, too.
-    wanted.json = understood ? parser.isSet(jsonName) : arguments.contains(QLatin1String("--json"));
+    // --json also applies if the rest of the command line is wrong.
+    options.json =
+        understood ? parser.isSet(jsonName) : arguments.contains(QLatin1String("--json"));
     if (!understood) {
-        wanted.fault = parser.errorText();
-        return wanted;
+        options.error = parser.errorText();
+        return options;
     }
     if (parser.isSet(helpName) || parser.isSet(versionName)) {
-        wanted.task = parser.isSet(helpName) ? Task::Help : Task::Version;
-        return wanted;
+        options.task = parser.isSet(helpName) ? Task::Help : Task::Version;
+        return options;
     }
     if (parser.isSet(inspectName))
-        wanted.task = Task::Inspect;
+        options.task = Task::Inspect;
     else if (parser.isSet(dryRunName))
-        wanted.task = Task::Check;
+        options.task = Task::Check;
     else if (parser.isSet(listName))
-        wanted.task = Task::List;
-    wanted.imagePath = parser.positionalArguments().value(0);
-    wanted.sha256 = parser.value(sha256Name).toLower();
-    wanted.updaterPath = parser.value(updaterName);
-    wanted.logPath = parser.value(logName);
+        options.task = Task::List;
+    options.imagePath = parser.positionalArguments().value(0);
+    options.sha256 = parser.value(sha256Name).toLower();
+    options.updaterPath = parser.value(updaterName);
+    options.logPath = parser.value(logName);
     if (parser.isSet(timeoutName))
-        wanted.timeoutSeconds = parser.value(timeoutName).toInt();
-    wanted.fault = faultOf(parser, wanted);
-    return wanted;
+        options.timeoutSeconds = parser.value(timeoutName).toInt();
+    options.error = errorIn(parser, options);
+    return options;
 }
 
 QString CommandLine::helpText()
 {
     QCommandLineParser parser;
     addOptions(&parser);
-    // The parser names the program by the path it was started with.
+    // The parser's text has the path of this program instead of its name.
     const QString text = parser.helpText();
     return QStringLiteral("Usage: velmo-flash [options] IMAGE\n"
                           "       velmo-flash --list [--json]") +

@@ -3,7 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-/// What the user asks for.
+/// The parsed command line.
 struct CommandLine
 {
     enum class Task
@@ -19,25 +19,25 @@ struct CommandLine
         Version
     };
 
-    /// Seconds without progress before a run is given up.
+    /// Seconds without progress before velmo-flash gives up.
     static constexpr int defaultTimeout = 120;
     static constexpr int longestTimeout = 86400;
 
-    /// `arguments`: the program's name first.
+    /// The first argument is the program's name.
     static CommandLine parse(const QStringList &arguments);
 
     static QString helpText();
 
     Task task = Task::Flash;
     QString imagePath;
-    /// The image's checksum in small letters; empty: any will do.
+    /// The image's expected checksum in lower case; empty: any.
     QString sha256;
-    /// Empty: the one beside this program.
+    /// Empty: UpdaterProcess::defaultPath().
     QString updaterPath;
-    /// The updater's output goes there; empty: it is not kept.
+    /// Where to keep the updater's output; empty: nowhere.
     QString logPath;
     int timeoutSeconds = defaultTimeout;
     bool json = false;
     /// What is wrong with the command line; empty: nothing.
-    QString fault;
+    QString error;
 };

@@ -8,8 +8,8 @@ using namespace transferSchedule;
 
 ExpectedDuration ExpectedDuration::of(int packets, bool otg)
 {
-    // One wait behind packet 0; one behind packets 1 and 2, only where more packets follow;
-    // and one behind each batch but what is left at the end.
+    // One wait after packet 0, one after packets 1 and 2 if more packets follow, and one after
+    // each batch except the last packets.
     const int waits = 1 + (packets > openingPackets ? 1 : 0) +
                       std::max(0, packets - openingPackets - 1) / batchSize;
     constexpr double millisecondsOfSecond = 1000;
@@ -20,8 +20,9 @@ ExpectedDuration ExpectedDuration::of(int packets, bool otg)
 
 QString ExpectedDuration::text() const
 {
-    return QStringLiteral("%1 s to %2 s of waiting by the schedule, the transfer itself on top; "
-                          "less if the microphone is in its upgrade mode already")
+    return QStringLiteral(
+               "%1 s to %2 s of waiting, plus the transfer itself; less if the microphone "
+               "is in upgrade mode already")
         .arg(least, 0, 'f', 0)
         .arg(most, 0, 'f', 1);
 }

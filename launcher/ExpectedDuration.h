@@ -2,22 +2,21 @@
 
 #include <QString>
 
-/// How long the updater's schedule keeps a transfer waiting, from the number of its
-/// packets alone.  The packets' own time on the bus and the microphone's verdict,
-/// which no schedule knows, come on top.  Plain data.
+/// How long the transfer schedule waits, from the number of packets. The time that the packets
+/// need on the bus and the microphone's verdict come on top.
 struct ExpectedDuration
 {
-    /// Seconds, when the microphone answers at once.  An R5 otg one is not listened to
-    /// for the first 10 s, so the pause behind an answer is then left out.  Less only if
-    /// the upgrade-mode command is never answered, or not needed.
+    /// Seconds if the microphone answers at once. The answer of an R5 otg microphone is lost
+    /// in its first 10 s, so the pause after an answer is skipped. It takes less only if the
+    /// upgrade-mode command is not answered or not needed.
     double least = 0;
-    /// Seconds, when it answers the upgrade-mode command just in time and no batch.
+    /// Seconds if it answers the upgrade-mode command just in time and no batch.
     double most = 0;
 
-    /// `packets`: of the image, packet 0 included.  `otg`: the path names the R5 otg
-    /// microphone, which takes longer to restart.
+    /// `packets` includes packet 0. `otg`: the path selects the R5 otg microphone, which takes
+    /// longer to restart.
     static ExpectedDuration of(int packets, bool otg);
 
-    /// One phrase for a person.
+    /// A phrase for the user.
     QString text() const;
 };

@@ -15,111 +15,115 @@
 namespace {
 
 constexpr int pollMs = 100;
-/// The updater ends itself right after the verdict; this is how long it may take.
-constexpr qint64 farewellMs = 10000;
-/// While the microphone restarts no packet goes out.
-constexpr qint64 restartMs = transferSchedule::otgEntryPauseMs + transferSchedule::restartPauseMs;
+/// How long the updater may take to exit after the verdict.
+constexpr qint64 exitTimeoutMs = 10000;
+/// No packet is sent while the microphone restarts.
+constexpr qint64 restartTimeMs =
+    transferSchedule::otgEntryPauseMs + transferSchedule::restartPauseMs;
 constexpr qint64 millisecondsOfSecond = 1000;
-/// What the updater says of a packet, generously, and besides.
-constexpr qint64 logBytesOfPacket = 1024;
-constexpr qint64 logBytesBesides = 1024 * logBytesOfPacket;
-/// The upgrade-mode command.
+/// Upper bounds: log bytes per packet, and overhead.
+constexpr qint64 logBytesPerPacket = 1024;
+constexpr qint64 logBytesOverhead = 1024 * logBytesPerPacket;
+/// Only the upgrade-mode command.
 constexpr int packetsBeforeFirmware = 1;
 
 } // namespace
 
-FlashRun::FlashRun(CommandLine commandLine, int packets, Display *display, QObject *parent)
+FlashRun::FlashRun(CommandLine commandLine, int packets, Display *newDisplay, QObject *parent)
     : QObject(parent)
-    , wanted(std::move(commandLine))
+    , options(std::move(commandLine))
     , packetCount(packets)
-    , shownOn(display)
+    , display(newDisplay)
     , log(QDir::temp().filePath(QStringLiteral("velmo-flash-XXXXXX.log")))
 {
-    if (wanted.updaterPath.isEmpty())
-        wanted.updaterPath = UpdaterProcess::besideUs();
-    facts.imagePath = wanted.imagePath;
-    facts.updaterPath = wanted.updaterPath;
+    if (options.updaterPath.isEmpty())
+        options.updaterPath = UpdaterProcess::defaultPath();
+    result.imagePath = options.imagePath;
+    result.updaterPath = options.updaterPath;
     connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
             &FlashRun::onEnded);
     connect(&updater, &QProcess::errorOccurred, this, &FlashRun::onError);
-    connect(&poll, &QTimer::timeout, this, &FlashRun::look);
+    connect(&pollTimer, &QTimer::timeout, this, &FlashRun::onPoll);
 }
 
 void FlashRun::start()
 {
-    facts.error = obstacle();
-    if (!facts.error.isEmpty()) {
-        facts.ending = Outcome::Ending::NotStarted;
-        conclude();
+    result.error = startError();
+    if (!result.error.isEmpty()) {
+        result.ending = Outcome::Ending::NotStarted;
+        finish();
         return;
     }
-    // The updater makes one level only.
-    QDir().mkpath(QFileInfo(resultFilePlace()).path());
+    // The updater creates only the last folder of this path.
+    QDir().mkpath(QFileInfo(resultFilePath()).path());
     sinceStart.start();
     sinceProgress.start();
-    poll.start(pollMs);
-    shownOn->progress(progress);
-    updater.start(wanted.updaterPath, wanted.imagePath, log.fileName());
+    pollTimer.start(pollMs);
+    display->progress(progress);
+    updater.start(options.updaterPath, options.imagePath, log.fileName());
 }
 
-QString FlashRun::obstacle()
+QString FlashRun::startError()
 {
-    if (!QFileInfo(wanted.updaterPath).isFile()) {
-        return QStringLiteral("%1 is no file; --updater names another place")
-            .arg(wanted.updaterPath);
+    if (!QFileInfo(options.updaterPath).isFile()) {
+        return QStringLiteral("%1 is no file; use --updater to name another one")
+            .arg(options.updaterPath);
     }
-    // A pipe or a device could keep us waiting.
-    const QFileInfo place(wanted.logPath);
-    if (place.exists() && !place.isFile())
-        return QStringLiteral("%1 is not a file that can keep its output").arg(wanted.logPath);
-    QFile kept(wanted.logPath);
-    if (!wanted.logPath.isEmpty() && !kept.open(QIODevice::WriteOnly | QIODevice::Append)) {
+    // A pipe or a device could block us.
+    const QFileInfo logFile(options.logPath);
+    if (logFile.exists() && !logFile.isFile())
+        return QStringLiteral("its output cannot be kept in %1, which is not a file")
+            .arg(options.logPath);
+    QFile kept(options.logPath);
+    if (!options.logPath.isEmpty() && !kept.open(QIODevice::WriteOnly | QIODevice::Append)) {
         return QStringLiteral("its output cannot be kept in %1: %2")
-            .arg(wanted.logPath, kept.errorString());
+            .arg(options.logPath, kept.errorString());
     }
-    const QByteArray line = "velmo-flash: starting " + wanted.updaterPath.toLocal8Bit() + ' ' +
-                            UpdaterProcess::argumentFor(wanted.imagePath).toLocal8Bit() + '\n';
+    const QByteArray line = "velmo-flash: starting " + options.updaterPath.toLocal8Bit() + ' ' +
+                            UpdaterProcess::argumentFor(options.imagePath).toLocal8Bit() + '\n';
     if (!log.open() || log.write(line) != line.size() || !log.flush()) {
         return QStringLiteral("its output cannot be kept in %1: %2")
             .arg(QDir::tempPath(), log.errorString());
     }
-    // Without the whole output the endings could not be told apart.  Some file systems do
-    // not say.
-    const QStorageInfo room(QFileInfo(log).path());
-    if (room.bytesTotal() > 0 &&
-        room.bytesAvailable() < packetCount * logBytesOfPacket + logBytesBesides)
-        return QStringLiteral("there is too little room for its output in %1").arg(room.rootPath());
+    // Without the whole output we could not tell how the run ended. Some file systems do not
+    // report their size.
+    const QStorageInfo storage(QFileInfo(log).path());
+    if (storage.bytesTotal() > 0 &&
+        storage.bytesAvailable() < packetCount * logBytesPerPacket + logBytesOverhead)
+        return QStringLiteral("there is too little space for its output on %1")
+            .arg(storage.rootPath());
     return {};
 }
 
-void FlashRun::look()
+void FlashRun::onPoll()
 {
     readLog();
     updateProgress();
-    heedInterrupts();
-    // A terminal that stands still may have kept us in the display for a while.
+    checkInterrupts();
+    // A paused terminal may have blocked the display for a while.
     readLog();
-    heedTime();
+    checkTimeout();
 }
 
 void FlashRun::readLog()
 {
     const auto state = [this] {
-        return std::make_tuple(facts.log.hasOpened(), facts.log.packetsSent(), facts.log.verdict());
+        return std::make_tuple(result.log.hasOpened(), result.log.packetsSent(),
+                               result.log.verdict());
     };
     const auto before = state();
-    facts.log.take(log.readAll());
+    result.log.append(log.readAll());
     if (state() != before)
         sinceProgress.restart();
 }
 
 void FlashRun::updateProgress()
 {
-    const int sent = facts.log.packetsSent();
-    progress.percent = facts.log.percent();
+    const int sent = result.log.packetsSent();
+    progress.percent = result.log.percent();
     progress.elapsedMs = sinceStart.elapsed();
     progress.leftMs = Progress::unknown;
-    if (facts.log.hasSentAll()) {
+    if (result.log.hasSentAll()) {
         progress.phase = Progress::Phase::Verdict;
     } else if (sent > packetsBeforeFirmware) {
         progress.phase = Progress::Phase::Sending;
@@ -127,98 +131,98 @@ void FlashRun::updateProgress()
             sinceFirmware.start();
             sentBeforeFirmware = sent;
         }
-        progress.leftMs = Progress::timeLeft(sent - sentBeforeFirmware, facts.log.packets() - sent,
+        progress.leftMs = Progress::timeLeft(sent - sentBeforeFirmware, result.log.packets() - sent,
                                              sinceFirmware.elapsed());
-    } else if (facts.log.hasOpened()) {
+    } else if (result.log.hasOpened()) {
         progress.phase = Progress::Phase::Entering;
     }
-    shownOn->progress(progress);
+    display->progress(progress);
 }
 
-void FlashRun::heedInterrupts()
+void FlashRun::checkInterrupts()
 {
-    if (ending)
+    if (killed)
         return;
     switch (question.take(Terminal::interrupts())) {
     case InterruptQuestion::Meaning::Ask:
-        shownOn->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
-                                     "mode. Press Ctrl-C again to end it all the same."));
+        display->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
+                                     "mode. Press Ctrl-C again to end it anyway."));
         break;
     case InterruptQuestion::Meaning::End:
-        endUpdater(Outcome::Ending::Interrupted);
+        killUpdater(Outcome::Ending::Interrupted);
         break;
     case InterruptQuestion::Meaning::Nothing:
         break;
     }
 }
 
-void FlashRun::heedTime()
+void FlashRun::checkTimeout()
 {
-    if (ending)
+    if (killed)
         return;
-    qint64 patienceMs = wanted.timeoutSeconds * millisecondsOfSecond;
-    if (facts.log.verdict() != UpdaterLog::Verdict::None)
-        patienceMs = farewellMs;
+    qint64 timeoutMs = options.timeoutSeconds * millisecondsOfSecond;
+    if (result.log.verdict() != UpdaterLog::Verdict::None)
+        timeoutMs = exitTimeoutMs;
     else if (progress.phase < Progress::Phase::Sending)
-        patienceMs += restartMs; // a short time-out must not end it in the planned pause
-    if (sinceProgress.elapsed() <= patienceMs)
+        timeoutMs += restartTimeMs; // the restart is not a lack of progress
+    if (sinceProgress.elapsed() <= timeoutMs)
         return;
-    facts.waitedSeconds = static_cast<int>(patienceMs / millisecondsOfSecond);
-    endUpdater(Outcome::Ending::TimedOut);
+    result.waitedSeconds = static_cast<int>(timeoutMs / millisecondsOfSecond);
+    killUpdater(Outcome::Ending::TimedOut);
 }
 
-void FlashRun::endUpdater(Outcome::Ending why)
+void FlashRun::killUpdater(Outcome::Ending why)
 {
-    ending = true;
-    facts.ending = why;
-    // It has no clean-up that a gentler way would let it do.
+    killed = true;
+    result.ending = why;
+    // The updater has nothing to clean up, so there is no gentler way.
     updater.kill();
 }
 
 void FlashRun::onEnded(int exitCode, QProcess::ExitStatus status)
 {
-    if (!ending)
-        facts.ending =
+    if (!killed)
+        result.ending =
             status == QProcess::NormalExit ? Outcome::Ending::ByItself : Outcome::Ending::Crashed;
-    facts.exitCode = exitCode;
+    result.exitCode = exitCode;
     readLog();
-    facts.log.finish();
+    result.log.finish();
     updateProgress();
-    conclude();
+    finish();
 }
 
 void FlashRun::onError(QProcess::ProcessError error)
 {
-    // Of all others finished() tells.
+    // All other errors also emit finished().
     if (error != QProcess::FailedToStart)
         return;
-    facts.ending = Outcome::Ending::NotStarted;
-    facts.error = updater.errorString();
-    conclude();
+    result.ending = Outcome::Ending::NotStarted;
+    result.error = updater.errorString();
+    finish();
 }
 
-void FlashRun::conclude()
+void FlashRun::finish()
 {
-    poll.stop();
-    facts.phase = progress.phase;
-    facts.fileVerdict = resultFileVerdict();
-    const Outcome outcome = Outcome::of(facts);
-    // The log may be that of the other updater, which is at work.
-    if (outcome.code != Outcome::AnotherUpdater && facts.ending != Outcome::Ending::NotStarted)
+    pollTimer.stop();
+    result.phase = progress.phase;
+    result.fileVerdict = resultFileVerdict();
+    const Outcome outcome = Outcome::of(result);
+    // If another updater is running, the log file may be its own.
+    if (outcome.code != Outcome::AnotherUpdater && result.ending != Outcome::Ending::NotStarted)
         keepLog();
     emit finished(outcome);
 }
 
 void FlashRun::keepLog()
 {
-    if (wanted.logPath.isEmpty())
+    if (options.logPath.isEmpty())
         return;
-    QFile kept(wanted.logPath);
+    QFile kept(options.logPath);
     log.seek(0);
     const QByteArray output = log.readAll();
     if (!kept.open(QIODevice::WriteOnly | QIODevice::Truncate) ||
         kept.write(output) != output.size() || !kept.flush()) {
-        shownOn->note(QStringLiteral("The updater's output is not all in %1: %2")
-                          .arg(wanted.logPath, kept.errorString()));
+        display->note(QStringLiteral("The updater's output could not be written to %1: %2")
+                          .arg(options.logPath, kept.errorString()));
     }
 }

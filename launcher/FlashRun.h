@@ -13,54 +13,52 @@
 
 class Display;
 
-/// One upgrade: starts the updater, follows its output, and ends it when there is no
-/// progress or the user wants it.  Main thread; needs an event loop.
+/// One upgrade: starts the updater, follows its output, and kills it if there is no progress
+/// or the user wants that. Main thread; needs an event loop.
 class FlashRun : public QObject
 {
     Q_OBJECT
 
 public:
-    /// `packets` are the image's; `display` outlives this.
-    FlashRun(CommandLine commandLine, int packets, Display *display, QObject *parent = nullptr);
+    /// `packets` is their number in the image. `newDisplay` must outlive this object.
+    FlashRun(CommandLine commandLine, int packets, Display *newDisplay, QObject *parent = nullptr);
 
     void start();
 
 signals:
-    /// Once; the updater is gone by then.
+    /// Emitted once, after the updater has ended.
     void finished(const Outcome &outcome);
 
 private:
-    /// Why the updater should not be started; empty: it can.
-    QString obstacle();
-    /// Looks at everything there is to look at.
-    void look();
+    /// Why the updater cannot be started; empty: it can.
+    QString startError();
+    void onPoll();
     void readLog();
     void updateProgress();
-    void heedInterrupts();
-    void heedTime();
-    /// Ends the updater; `why` becomes the outcome unless there is a verdict.
-    void endUpdater(Outcome::Ending why);
+    void checkInterrupts();
+    void checkTimeout();
+    /// Kills the updater. `why` becomes the outcome unless there is a verdict.
+    void killUpdater(Outcome::Ending why);
     void onEnded(int exitCode, QProcess::ExitStatus status);
     void onError(QProcess::ProcessError error);
-    void conclude();
+    void finish();
     void keepLog();
 
-    CommandLine wanted;
+    CommandLine options;
     int packetCount;
-    Display *shownOn;
+    Display *display;
     UpdaterProcess updater;
-    /// The updater's output.  No other run writes there, as one could into the file of
-    /// --log, which gets a copy at the end.
+    /// The updater's output. The file of --log gets a copy at the end: another run could write
+    /// there meanwhile.
     QTemporaryFile log;
-    QTimer poll;
+    QTimer pollTimer;
     QElapsedTimer sinceStart;
     QElapsedTimer sinceProgress;
-    /// Since firmware goes out, and the packets that had gone out then.
+    /// The time since the first firmware was sent, and the packets sent before.
     QElapsedTimer sinceFirmware;
     int sentBeforeFirmware = 0;
     Progress progress;
-    Outcome::Facts facts;
+    Outcome::RunResult result;
     InterruptQuestion question;
-    /// Whether we have killed the updater.
-    bool ending = false;
+    bool killed = false;
 };

@@ -13,13 +13,13 @@
 
 namespace {
 
-/// Read into memory whole, here and by the updater; no microphone holds as much.
+/// More than any microphone holds. The updater and this program read the whole image into
+/// memory.
 constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
 constexpr int columnWidth = 9;
 
-/// The updater carries the path through a text field, which turns these characters
-/// into others.
-bool isChangedOnTheWay(QChar character)
+/// The updater passes the path through a text field, which changes these characters.
+bool isChangedByUpdater(QChar character)
 {
     constexpr std::array<char16_t, 8> changed = {u'\0',     u'\r',     u'\n',     u'\u00A0',
                                                  u'\u2028', u'\u2029', u'\uFDD0', u'\uFDD1'};
@@ -46,38 +46,39 @@ ImageReport ImageReport::of(const QString &path, const QString &sha256)
 
 void ImageReport::read(const QString &sha256)
 {
-    if (std::any_of(imagePath.begin(), imagePath.end(), isChangedOnTheWay)) {
-        why = QStringLiteral("its path has a line break or a no-break space in it, which the "
-                             "updater would change: rename it");
+    if (std::any_of(imagePath.begin(), imagePath.end(), isChangedByUpdater)) {
+        refusalText =
+            QStringLiteral("its path has a line break or a no-break space, which the updater "
+                           "would change; rename it");
         return;
     }
     const QFileInfo info(imagePath);
     if (info.exists() && !info.isFile()) {
-        why = QStringLiteral("it is not a file");
+        refusalText = QStringLiteral("it is not a file");
         return;
     }
     if (info.size() > largestImage) {
-        why = QStringLiteral("%1 bytes are more than any microphone holds (at most %2)")
-                  .arg(info.size())
-                  .arg(largestImage);
+        refusalText = QStringLiteral("its %1 bytes are more than any microphone holds (at most %2)")
+                          .arg(info.size())
+                          .arg(largestImage);
         return;
     }
     QFile file(imagePath);
     if (!file.open(QIODevice::ReadOnly)) {
-        why = QStringLiteral("it cannot be opened: ") + file.errorString();
+        refusalText = QStringLiteral("it cannot be opened: ") + file.errorString();
         return;
     }
     const QByteArray image = file.readAll();
     checksum =
         QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex());
     if (!sha256.isEmpty() && checksum != sha256) {
-        why = QStringLiteral("its SHA-256 is %1, not %2").arg(checksum, sha256);
+        refusalText = QStringLiteral("its SHA-256 is %1, not %2").arg(checksum, sha256);
         return;
     }
     size = image.size();
     const FirmwareFile firmware = FirmwareFile::parse(image);
     if (!firmware.isValid()) {
-        why = firmware.fault().text();
+        refusalText = firmware.fault().text();
         return;
     }
     version = FirmwareFile::versionText(firmware.records());

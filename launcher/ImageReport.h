@@ -6,28 +6,27 @@
 #include <QJsonObject>
 #include <QString>
 
-/// A firmware image as it lies on the disk: whether the updater will take it, and
-/// what it holds.
+/// A firmware image file: whether the updater will accept it, and what is in it.
 class ImageReport
 {
 public:
-    /// Reads and checks; never throws, a fault is in refusal().  `sha256`: the checksum that
-    /// it must have, in small letters; empty: any.
+    /// Reads and checks the file. `sha256` is the checksum that it must have, in lower case;
+    /// empty: any.
     static ImageReport of(const QString &path, const QString &sha256);
 
-    bool isGood() const { return why.isEmpty(); }
-    /// Why it is refused, a phrase for a person.
-    const QString &refusal() const { return why; }
+    bool isGood() const { return refusalText.isEmpty(); }
+    /// Why the image is refused, a phrase for the user; empty if it is good.
+    const QString &refusal() const { return refusalText; }
     int packets() const { return packetCount; }
 
-    /// Version, records, packets, the microphone that is meant, expected duration.
+    /// Version, records, packets, microphone and expected duration.
     QString summary() const;
-    /// Version, size, checksum and one row a record: index, offset, length, packets.
+    /// Version, size, checksum, and a row per record: index, offset, length, packets.
     QString table() const;
-    /// All of it for a program.
+    /// Everything, for programs.
     QJsonObject json() const;
 
-    /// The product ids that the updater looks for with this path, for a person.
+    /// The microphone ids that this path selects, for the user.
     static QString microphoneIds(const QString &path);
 
 private:
@@ -47,5 +46,5 @@ private:
     QList<Record> records;
     int packetCount = 0;
     ExpectedDuration duration;
-    QString why;
+    QString refusalText;
 };

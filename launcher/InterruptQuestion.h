@@ -1,7 +1,6 @@
 #pragma once
 
-/// What the user's Ctrl-C means: the first one brings up a question, the next one after it
-/// is the answer.  Pure.
+/// What a Ctrl-C means: the first one leads to a question, the next one answers it.
 class InterruptQuestion
 {
 public:
@@ -12,13 +11,13 @@ public:
         End
     };
 
-    /// `pressed`: how often so far.
+    /// `pressed`: how many times Ctrl-C was pressed so far.
     Meaning take(int pressed)
     {
         if (pressed == seen)
             return Meaning::Nothing;
         const bool asked = seen > 0;
-        // Of two presses before the question none was its answer.
+        // Several presses before the question do not answer it.
         seen = pressed;
         return asked ? Meaning::End : Meaning::Ask;
     }

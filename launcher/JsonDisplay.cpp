@@ -34,8 +34,8 @@ void JsonDisplay::microphone(const PluggedIn &microphone)
                                          {QStringLiteral("product"), microphone.product},
                                          {QStringLiteral("node"), microphone.node},
                                          {QStringLiteral("path_rule"), microphone.pathRule()},
-                                         {QStringLiteral("opens"), microphone.obstacle.isEmpty()},
-                                         {QStringLiteral("why"), microphone.obstacle}});
+                                         {QStringLiteral("opens"), microphone.openError.isEmpty()},
+                                         {QStringLiteral("why"), microphone.openError}});
 }
 
 void JsonDisplay::progress(const Progress &progress)
@@ -59,5 +59,5 @@ void JsonDisplay::outcome(const Outcome &outcome)
 {
     print(QStringLiteral("outcome"), {{QStringLiteral("code"), outcome.code},
                                       {QStringLiteral("outcome"), outcome.name()},
-                                      {QStringLiteral("message"), outcome.sentence}});
+                                      {QStringLiteral("message"), outcome.message}});
 }

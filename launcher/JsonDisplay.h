@@ -4,17 +4,16 @@
 
 class QJsonObject;
 
-/// For programs: standard output gets one JSON object a line, in UTF-8, and nothing
-/// else.  Its "event" is "image", "microphone", "progress" or "outcome"; the outcome
-/// comes last.
+/// For programs: prints one JSON object per line to standard output, in UTF-8, and nothing
+/// else. "event" is "image", "microphone", "progress" or "outcome"; the outcome comes last.
 class JsonDisplay : public Display
 {
 public:
-    /// Everything there is, whatever the detail.
+    /// Prints everything and ignores the detail.
     void image(const ImageReport &report, Detail detail) override;
     void microphone(const PluggedIn &microphone) override;
     void progress(const Progress &progress) override;
-    /// To standard error.
+    /// Prints to standard error.
     void note(const QString &text) override;
     void outcome(const Outcome &outcome) override;
 

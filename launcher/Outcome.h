@@ -5,8 +5,8 @@
 
 #include <QString>
 
-/// What became of a run: the exit code, one word for programs, and one line that
-/// says what happened and what to do next.
+/// How a run ended: the exit code, one word for programs, and a message that says what happened
+/// and what to do next.
 struct Outcome
 {
     enum Code
@@ -18,36 +18,36 @@ struct Outcome
         AnotherUpdater = 4,
         NoVerdict = 5,
         UpdaterFailed = 6,
-        /// As sysexits.h has it.
+        /// As in sysexits.h.
         WrongUsage = 64,
-        /// As shells report a program that SIGINT ended.
+        /// As shells report a program that was ended by SIGINT.
         Interrupted = 130
     };
 
-    /// How the updater came to its end.
+    /// How the updater ended.
     enum class Ending
     {
         ByItself,
         Crashed,
         NotStarted,
-        /// Ended by us, there was no progress for too long.
+        /// Killed by us because there was no progress for too long.
         TimedOut,
-        /// Ended by us, the user wanted it.
+        /// Killed by us because the user wanted it.
         Interrupted
     };
 
-    /// All that is known when the updater is gone.
-    struct Facts
+    /// All that is known when the updater has ended.
+    struct RunResult
     {
         Ending ending = Ending::ByItself;
-        /// Meaningful when it ended by itself.
+        /// Only meaningful if it ended by itself.
         int exitCode = 0;
         /// Why it could not be started.
         QString error;
-        /// How long there was no progress, when that ended it.
+        /// How long there was no progress if that is why it was killed.
         int waitedSeconds = 0;
         Progress::Phase phase = Progress::Phase::Starting;
-        /// What the result file says; the log's verdict counts.
+        /// What the result file says. Only the log's verdict counts.
         UpdaterLog::Verdict fileVerdict = UpdaterLog::Verdict::None;
         UpdaterLog log;
         QString imagePath;
@@ -55,23 +55,22 @@ struct Outcome
     };
 
     Code code = Done;
-    /// Empty: the code says enough.
-    QString sentence;
+    /// Empty if the code says enough.
+    QString message;
 
     /// "flashed", "failed", "no-microphone" ...
     QString name() const;
 
-    static Outcome of(const Facts &facts);
+    static Outcome of(const RunResult &run);
     static Outcome imageGood();
     static Outcome imageRefused(const QString &path, const QString &why);
-    /// Of --list, which said everything; nothing more is said when there are some.
+    /// For --list, which has printed the microphones.
     static Outcome listed(int microphones);
     static Outcome notStarted(const QString &why);
     static Outcome wrongUsage(const QString &why);
 
-    /// What an upgrade that did not come to its verdict may leave behind, and what to
-    /// do about it.
-    static QString aftermath(Progress::Phase phase);
-    /// The codes as --help lists them.
+    /// The state in which an upgrade without a verdict may leave the microphone, and what to do.
+    static QString microphoneState(Progress::Phase phase);
+    /// The list of codes for --help.
     static QString codeList();
 };

@@ -8,10 +8,10 @@
 
 namespace {
 
-/// Of a summary's line.
 constexpr int labelWidth = 13;
 constexpr int percentOfTenth = 10;
 constexpr qint64 millisecondsOfSecond = 1000;
+
 } // namespace
 
 void PlainDisplay::image(const ImageReport &report, Detail detail)
@@ -29,11 +29,11 @@ void PlainDisplay::microphone(const PluggedIn &microphone)
             .arg(microphone.id(),
                  microphone.product.isEmpty() ? QStringLiteral("(no name)") : microphone.product,
                  microphone.node,
-                 rule.isEmpty() ? QStringLiteral("no path means it")
-                                : QStringLiteral("a path ") + rule,
-                 microphone.obstacle.isEmpty()
+                 rule.isEmpty() ? QStringLiteral("selected by no path")
+                                : QStringLiteral("selected by a path ") + rule,
+                 microphone.openError.isEmpty()
                      ? QStringLiteral("opens")
-                     : QStringLiteral("does not open: ") + microphone.obstacle),
+                     : QStringLiteral("does not open: ") + microphone.openError),
         QStringLiteral("    "));
 }
 
@@ -57,7 +57,7 @@ void PlainDisplay::note(const QString &text)
 
 void PlainDisplay::outcome(const Outcome &outcome)
 {
-    if (!outcome.sentence.isEmpty())
+    if (!outcome.message.isEmpty())
         Terminal::print(outcome.code == Outcome::Done ? stdout : stderr,
-                        outcome.sentence + QLatin1Char('\n'));
+                        outcome.message + QLatin1Char('\n'));
 }

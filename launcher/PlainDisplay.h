@@ -2,8 +2,8 @@
 
 #include "launcher/Display.h"
 
-/// Plain lines, for output that is no terminal: one for each phase and each tenth.
-/// The last one goes to standard error unless all went well.
+/// For output that is not a terminal: prints a line for each phase and every 10 %. The outcome
+/// goes to standard error unless the run succeeded.
 class PlainDisplay : public Display
 {
 public:
@@ -14,7 +14,7 @@ public:
     void outcome(const Outcome &outcome) override;
 
 private:
-    /// What the last line said; nothing yet.
+    /// What the last line showed. -1: there was none.
     int shownTenth = -1;
     Progress::Phase shownPhase = Progress::Phase::Starting;
 };

@@ -10,7 +10,7 @@
 
 namespace {
 
-QString obstacleTo(const char *node)
+QString openErrorOf(const char *node)
 {
     hid_device *const device = hid_open_path(node);
     if (device == nullptr)
@@ -27,17 +27,17 @@ QList<PluggedIn> PluggedIn::all()
         hid_enumerate(microphoneVendorId, 0), &hid_free_enumeration);
     QList<PluggedIn> found;
     for (const hid_device_info *record = first.get(); record != nullptr; record = record->next) {
-        // One that is just going has no path any more.
+        // A device that is being unplugged has no path.
         if (record->path == nullptr)
             continue;
         const QString node = QString::fromLocal8Bit(record->path);
-        // On Linux a node has a record for each usage of its device.
+        // On Linux there is a record for each usage of a device.
         if (std::any_of(found.begin(), found.end(),
                         [&node](const PluggedIn &each) { return each.node == node; }))
             continue;
         found.append({record->product_id,
                       Terminal::printable(QString::fromWCharArray(record->product_string)), node,
-                      obstacleTo(record->path)});
+                      openErrorOf(record->path)});
     }
     return found;
 }
@@ -47,7 +47,7 @@ QString PluggedIn::idOf(std::uint16_t productId)
     return QString::asprintf("%04X:%04X", microphoneVendorId, productId);
 }
 
-bool PluggedIn::isMeantBy(const QString &imagePath) const
+bool PluggedIn::isSelectedBy(const QString &imagePath) const
 {
     return productIdsOf(microphoneFor(imagePath)).contains(productId);
 }

@@ -3,7 +3,7 @@
 #include <QString>
 #include <QtGlobal>
 
-/// Where an upgrade stands.  Plain data.
+/// The progress of an upgrade.
 struct Progress
 {
     enum class Phase
@@ -12,29 +12,29 @@ struct Progress
         Starting,
         /// The microphone gets the upgrade-mode command and restarts.
         Entering,
-        /// Packets go out.
+        /// The updater sends the firmware.
         Sending,
-        /// The last packet was handed to the system; a microphone that was unplugged
-        /// meanwhile did not get them all.
+        /// All packets were handed to the system. A microphone that was unplugged meanwhile
+        /// did not get them all.
         Verdict
     };
 
     Phase phase = Phase::Starting;
-    /// 0 to 100; never goes down in one run.
+    /// 0 to 100. Never decreases.
     int percent = 0;
-    /// Since the updater was started.
+    /// Time since the updater was started.
     qint64 elapsedMs = 0;
 
     static constexpr qint64 unknown = -1;
-    /// Until the last packet is out, by the pace so far; or unknown.
+    /// Estimated time until the last packet is sent, or unknown.
     qint64 leftMs = unknown;
 
-    /// The time that `toSend` packets will take, when `sent` took so long; unknown as long as
-    /// that is too little to go by.
+    /// Estimates the time for `toSend` packets if `sent` packets took `tookMs`. Unknown if that
+    /// is too short for an estimate.
     static qint64 timeLeft(int sent, int toSend, qint64 tookMs);
 
-    /// One word for programs.
+    /// A word for programs.
     QString phaseName() const;
-    /// The same for a person.
+    /// A phrase for the user.
     QString phaseText() const;
 };

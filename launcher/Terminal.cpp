@@ -7,7 +7,7 @@
 void Terminal::print(std::FILE *stream, const QString &text, const QString &indent)
 {
     const int width = columns(stream);
-    const QString shown = width > 0 ? broken(text, width, indent) : text;
+    const QString shown = width > 0 ? wrapped(text, width, indent) : text;
     std::fputs(shown.toLocal8Bit().constData(), stream);
     std::fflush(stream);
 }
@@ -20,7 +20,7 @@ QString Terminal::printable(QString text)
     return text;
 }
 
-QString Terminal::broken(const QString &text, int columns, const QString &indent)
+QString Terminal::wrapped(const QString &text, int columns, const QString &indent)
 {
     QStringList lines;
     for (QString rest : text.split(QLatin1Char('\n'))) {
@@ -29,8 +29,8 @@ QString Terminal::broken(const QString &text, int columns, const QString &indent
             if (end <= indent.size())
                 end = rest.indexOf(QLatin1Char(' '), indent.size() + 1);
             if (end == -1)
-                break; // a word that is longer
-            // Columns are two blanks apart.
+                break; // the rest is one long word
+            // Skip all blanks at the line break.
             int next = end;
             while (next < rest.size() && rest.at(next) == QLatin1Char(' '))
                 ++next;

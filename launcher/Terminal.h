@@ -4,30 +4,31 @@
 
 #include <cstdio>
 
-/// The terminal that this program was started in, if there is one.
+/// The terminal in which this program runs, if there is one.
 class Terminal
 {
 public:
-    /// Characters in a line of this stream now; 0: it goes somewhere else.
+    /// The stream's current width in characters; 0 if it is not a terminal.
     static int columns(std::FILE *stream);
 
-    /// Writes lines.  Those too long for a terminal are broken between words, and what
-    /// goes on stands behind `indent`; elsewhere they stay whole.
+    /// Prints lines. On a terminal long lines are wrapped between words, and continuation lines
+    /// start with `indent`.
     static void print(std::FILE *stream, const QString &text, const QString &indent = {});
-    /// `text` in lines that are shorter than `columns`, but for words that are not.
-    static QString broken(const QString &text, int columns, const QString &indent);
+    /// Wraps `text` to lines shorter than `columns`. Longer words are not broken.
+    static QString wrapped(const QString &text, int columns, const QString &indent);
 
-    /// `text` with a "?" for each character that a terminal would obey.
+    /// Replaces each control character by "?".
     static QString printable(QString text);
 
-    /// A reader of our output that goes away must not cost the exit code.  Once, at the start.
-    static void outliveReaders();
-    /// From now on Ctrl-C is counted and does not end this program.  Once in a process.
-    static void watchInterrupts();
-    /// Ctrl-C so far.  Any thread.
+    /// Makes writes to a closed pipe fail instead of ending this program. Call it once, at the
+    /// start.
+    static void ignoreBrokenPipes();
+    /// From now on Ctrl-C is counted and does not end this program. Call it once.
+    static void countInterrupts();
+    /// How many times Ctrl-C was pressed. Any thread.
     static int interrupts();
 
 private:
-    /// Where it cannot be asked.
-    static constexpr int usualColumns = 80;
+    /// For a terminal that does not report its width.
+    static constexpr int defaultColumns = 80;
 };

@@ -8,7 +8,7 @@
 namespace {
 
 std::atomic<int> pressed{0};
-static_assert(std::atomic<int>::is_always_lock_free, "is written by a signal handler");
+static_assert(std::atomic<int>::is_always_lock_free, "written by a signal handler");
 
 } // namespace
 
@@ -19,20 +19,19 @@ int Terminal::columns(std::FILE *stream)
         return 0;
     winsize size{};
     const bool known = ioctl(descriptor, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
-    return known ? size.ws_col : usualColumns;
+    return known ? size.ws_col : defaultColumns;
 }
 
-void Terminal::outliveReaders()
+void Terminal::ignoreBrokenPipes()
 {
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-void Terminal::watchInterrupts()
+void Terminal::countInterrupts()
 {
-    // SIGTERM and SIGHUP keep their effect: they end this program, and the updater
-    // goes on without it.
+    // SIGTERM and SIGHUP still end this program. The updater goes on without it.
     const auto before = std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
-    if (before == SIG_IGN) // as a shell does for what it starts in the background
+    if (before == SIG_IGN) // a shell has started this program in the background
         std::signal(SIGINT, SIG_IGN);
 }
 

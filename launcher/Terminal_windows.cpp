@@ -6,12 +6,12 @@
 
 namespace {
 
-/// Written by a thread that the system makes for each event.
+/// Written by the thread that the system creates for each event.
 std::atomic<int> pressed{0};
 
-BOOL WINAPI takeEvent(DWORD event)
+BOOL WINAPI onConsoleEvent(DWORD event)
 {
-    // A closed console ends this program, and the updater goes on without it.
+    // A closed console ends this program. The updater goes on without it.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         return FALSE;
     ++pressed;
@@ -28,18 +28,18 @@ int Terminal::columns(std::FILE *stream)
         return 0;
     CONSOLE_SCREEN_BUFFER_INFO info{};
     if (GetConsoleScreenBufferInfo(handle, &info) == 0)
-        return usualColumns;
+        return defaultColumns;
     return info.srWindow.Right - info.srWindow.Left + 1;
 }
 
-void Terminal::outliveReaders()
+void Terminal::ignoreBrokenPipes()
 {
-    // A write into a pipe without a reader only fails here.
+    // Windows has no signal for this: such a write only fails.
 }
 
-void Terminal::watchInterrupts()
+void Terminal::countInterrupts()
 {
-    SetConsoleCtrlHandler(&takeEvent, TRUE);
+    SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
 }
 
 int Terminal::interrupts()

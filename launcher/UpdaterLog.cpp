@@ -10,12 +10,7 @@ namespace {
 
 constexpr int wholePercent = 100;
 
-bool begins(const QByteArray &line, const char *mark)
-{
-    return line.startsWith(mark);
-}
-
-QString behind(const QByteArray &line, const char *mark)
+QString textAfter(const QByteArray &line, const char *mark)
 {
     return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))))
         .trimmed();
@@ -24,7 +19,7 @@ QString behind(const QByteArray &line, const char *mark)
 InputReport::Verdict verdictOf(const QByteArray &statusLine)
 {
     constexpr int hexadecimal = 16;
-    // Behind the report stand two of its bytes once more.
+    // Two of the bytes are repeated after the report.
     const QList<QByteArray> words = statusLine.simplified().split(' ').mid(1, InputReport::size);
     InputReport::Bytes bytes{};
     std::transform(words.begin(), words.end(), bytes.begin(), [](const QByteArray &word) {
@@ -35,12 +30,12 @@ InputReport::Verdict verdictOf(const QByteArray &statusLine)
 
 } // namespace
 
-void UpdaterLog::take(const QByteArray &bytes)
+void UpdaterLog::append(const QByteArray &bytes)
 {
     unfinished += bytes;
     int begin = 0;
     for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', begin)) {
-        takeLine(unfinished.mid(begin, end - begin).trimmed());
+        parseLine(unfinished.mid(begin, end - begin).trimmed());
         begin = end + 1;
     }
     unfinished.remove(0, begin);
@@ -48,35 +43,35 @@ void UpdaterLog::take(const QByteArray &bytes)
 
 void UpdaterLog::finish()
 {
-    takeLine(unfinished.trimmed());
+    parseLine(unfinished.trimmed());
     unfinished.clear();
 }
 
-void UpdaterLog::takeLine(const QByteArray &line)
+void UpdaterLog::parseLine(const QByteArray &line)
 {
-    // What stands before it may be another updater's, which keeps its output in the same file.
+    // Anything printed before this line is not part of the run.
     begun = begun || line == outputLine::begun;
     if (!begun)
         return;
-    if (begins(line, outputLine::opened))
+    if (line.startsWith(outputLine::opened))
         opened = true;
-    else if (begins(line, outputLine::packetReady))
+    else if (line.startsWith(outputLine::packetReady))
         packetCount = std::max(packetCount, 1) + 1;
-    else if (begins(line, outputLine::packetSent))
+    else if (line.startsWith(outputLine::packetSent))
         ++sentCount;
-    else if (begins(line, outputLine::status) && reported == Verdict::None)
+    else if (line.startsWith(outputLine::status) && reported == Verdict::None)
         reported = verdictOf(line);
-    else if (begins(line, outputLine::refused))
-        refusalText = behind(line, outputLine::refused);
-    else if (begins(line, outputLine::box))
-        refusalText = behind(line, "+");
+    else if (line.startsWith(outputLine::refused))
+        refusalText = textAfter(line, outputLine::refused);
+    else if (line.startsWith(outputLine::box))
+        refusalText = textAfter(line, "+");
     else
-        takeEnd(line);
+        parseTransferOver(line);
 }
 
-void UpdaterLog::takeEnd(const QByteArray &line)
+void UpdaterLog::parseTransferOver(const QByteArray &line)
 {
-    // One that a verdict ended early did not come to the end.
+    // A transfer that a verdict ended early has sent fewer packets.
     const QList<QByteArray> words = line.split(' ');
     if (words.value(1) == outputLine::transferOver && words.value(2).toInt() == packetCount)
         sentAll = packetCount > 0;

@@ -5,43 +5,42 @@
 #include <QByteArray>
 #include <QString>
 
-/// What the updater's output tells: all that is known of a run (device/outputLines.h).
+/// Parses the updater's output, which tells how a run goes (device/outputLines.h).
 ///
-/// The lines looked for are ASCII, so that they read the same under every locale.
-/// Complete only if the output goes into a file: into a pipe the updater leaves out
-/// lines that would have to wait.  Pure, any thread.
+/// It looks for ASCII lines, which are the same in every locale. The output must go to a file:
+/// the updater drops lines if a pipe is full.
 class UpdaterLog
 {
 public:
     using Verdict = InputReport::Verdict;
 
-    /// What was written since the last call; a line counts when its end is there.
-    void take(const QByteArray &bytes);
-    /// The updater has ended: what is left is a line, too.
+    /// Adds the output since the last call. Unfinished lines are kept until they end.
+    void append(const QByteArray &bytes);
+    /// Parses an unfinished last line when the updater has ended.
     void finish();
 
-    /// It is the only updater and goes to work.  One that finds another running
-    /// ends without a line.
+    /// Whether the updater has started its work. If another one is running it ends without
+    /// printing this line.
     bool hasBegun() const { return begun; }
-    /// The microphone was opened; without this nothing can have been sent.
+    /// Whether the microphone was opened. If not, nothing was sent.
     bool hasOpened() const { return opened; }
-    /// Packets of the image, packet 0 included; 0: the image is not read yet.
+    /// Packets of the image, including packet 0; 0 if the image was not read yet.
     int packets() const { return packetCount; }
-    /// Packets handed to the system so far; the first is the upgrade-mode command, but for
-    /// a microphone that was in upgrade mode from the start.
+    /// Packets handed to the system. The first one is the upgrade-mode command, unless the
+    /// microphone was in upgrade mode from the start.
     int packetsSent() const { return sentCount; }
-    /// The transfer came to the image's end.
+    /// Whether the whole image was sent.
     bool hasSentAll() const { return sentAll; }
-    /// Of the packets; 100 when the last one is out, and not before.
+    /// How much of the image was sent. 100 only if all of it was.
     int percent() const;
-    /// What the microphone reported; the first time counts.
+    /// The first verdict that the microphone reported.
     Verdict verdict() const { return reported; }
-    /// Why the updater did not take the image; empty: it did, or never looked.
+    /// Why the updater refused the image; empty if it did not.
     const QString &refusal() const { return refusalText; }
 
 private:
-    void takeLine(const QByteArray &line);
-    void takeEnd(const QByteArray &line);
+    void parseLine(const QByteArray &line);
+    void parseTransferOver(const QByteArray &line);
 
     QByteArray unfinished;
     bool begun = false;

@@ -4,15 +4,15 @@
 #include <QDir>
 #include <QFileInfo>
 
-QString UpdaterProcess::besideUs()
+QString UpdaterProcess::defaultPath()
 {
     return QDir(QCoreApplication::applicationDirPath()).filePath(programName());
 }
 
 QString UpdaterProcess::argumentFor(const QString &imagePath)
 {
-    // "file" would be taken for a URL's begin and cut off, "-" for an option of the
-    // toolkit.  The prefix names the same file and no other microphone.
+    // The updater takes "file" for the start of a URL and "-" for an option of the toolkit. The
+    // prefix names the same file and selects the same microphone.
     const bool misread =
         imagePath.startsWith(QLatin1String("file")) || imagePath.startsWith(QLatin1Char('-'));
     return misread ? QLatin1String("./") + imagePath : imagePath;
@@ -21,7 +21,7 @@ QString UpdaterProcess::argumentFor(const QString &imagePath)
 void UpdaterProcess::start(const QString &program, const QString &imagePath, const QString &logPath)
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // Settings that would silence or dress up the lines that UpdaterLog looks for.
+    // These settings could hide or change the lines that UpdaterLog looks for.
     environment.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
     environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default=true"));
     addPlatformSettings(&environment);
@@ -29,6 +29,6 @@ void UpdaterProcess::start(const QString &program, const QString &imagePath, con
     setStandardInputFile(nullDevice());
     setProcessChannelMode(MergedChannels);
     setStandardOutputFile(logPath, Append);
-    // With its folder, so that it is not looked for on PATH.
+    // An absolute path, so that it is not searched for in PATH.
     QProcess::start(QFileInfo(program).absoluteFilePath(), {argumentFor(imagePath)});
 }

@@ -3,27 +3,26 @@
 #include <QProcess>
 #include <QString>
 
-/// The updater as a child process without a window: its whole output goes into a
-/// file, it needs no display on Linux, and keys pressed on our terminal do not reach it.
-/// Main thread.
+/// The updater as a child process without a window. All its output goes to a file, it needs no
+/// display on Linux, and Ctrl-C in our terminal does not reach it. Main thread.
 class UpdaterProcess : public QProcess
 {
     Q_OBJECT
 
 public:
-    /// The one that is installed beside this program.
-    static QString besideUs();
+    /// The updater in this program's folder.
+    static QString defaultPath();
 
-    /// The argument that names this image to the updater.  Never made absolute: the
-    /// whole path decides which microphone is meant, and a folder's name must not.
+    /// The updater's argument for this image. It is not made absolute, because the whole path
+    /// selects the microphone and a parent folder must not change that.
     static QString argumentFor(const QString &imagePath);
 
-    /// The output is appended to `logPath`.  An updater that is not there ends in
-    /// errorOccurred(), as one that cannot be started does.
+    /// Appends the output to `logPath`. Emits errorOccurred() if the updater does not exist or
+    /// cannot be started.
     void start(const QString &program, const QString &imagePath, const QString &logPath);
 
 protected:
-    /// In the child, before the updater.
+    /// Runs in the child process before the updater.
     void setupChildProcess() override;
 
 private:

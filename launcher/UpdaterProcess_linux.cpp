@@ -9,13 +9,13 @@ QString UpdaterProcess::programName()
 
 void UpdaterProcess::setupChildProcess()
 {
-    // A session of its own: neither Ctrl-C nor a closed terminal ends an upgrade.
+    // In its own session neither Ctrl-C nor a closed terminal ends an upgrade.
     setsid();
 }
 
 void UpdaterProcess::addPlatformSettings(QProcessEnvironment *environment)
 {
-    // No box can wait for a person: without a screen its text goes to the output.
+    // Without a display no message box can wait for the user: its text goes to the output.
     environment->remove(QStringLiteral("DISPLAY"));
     environment->remove(QStringLiteral("WAYLAND_DISPLAY"));
     environment->insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("offscreen"));

@@ -7,12 +7,11 @@ QString UpdaterProcess::programName()
 
 void UpdaterProcess::setupChildProcess()
 {
-    // Not called here.  A program of the window subsystem has no console, so Ctrl-C
-    // does not reach it.
+    // Not called on Windows. The updater has no console there, so Ctrl-C does not reach it.
 }
 
 void UpdaterProcess::addPlatformSettings(QProcessEnvironment *environment)
 {
-    // A program without a console otherwise sends its debug output to a debugger.
+    // Otherwise a program without a console sends its debug output to the debugger.
     environment->insert(QStringLiteral("QT_FORCE_STDERR_LOGGING"), QStringLiteral("1"));
 }

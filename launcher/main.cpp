@@ -1,4 +1,4 @@
-/// velmo-flash: flashes a microphone and tells by its exit code how it went.
+/// velmo-flash: flashes a microphone. The exit code says how that went.
 
 #include "launcher/BarDisplay.h"
 #include "launcher/CommandLine.h"
@@ -27,38 +27,38 @@ std::unique_ptr<Display> displayFor(bool json)
     return std::make_unique<PlainDisplay>();
 }
 
-Outcome flash(const CommandLine &wanted, int packets, Display *display)
+Outcome flash(const CommandLine &options, int packets, Display *display)
 {
-    Terminal::watchInterrupts();
-    FlashRun run(wanted, packets, display);
+    Terminal::countInterrupts();
+    FlashRun flashRun(options, packets, display);
     Outcome outcome = Outcome::notStarted(QStringLiteral("there is no event loop"));
-    QObject::connect(&run, &FlashRun::finished, &run, [&outcome](const Outcome &told) {
-        outcome = told;
+    QObject::connect(&flashRun, &FlashRun::finished, &flashRun, [&outcome](const Outcome &result) {
+        outcome = result;
         QCoreApplication::quit();
     });
-    // From within the event loop, so that an early end can leave it.
-    QTimer::singleShot(0, &run, &FlashRun::start);
+    // Start inside the event loop, because quit() does nothing before it.
+    QTimer::singleShot(0, &flashRun, &FlashRun::start);
     QCoreApplication::exec();
     return outcome;
 }
 
-Outcome carryOut(const CommandLine &wanted, Display *display)
+Outcome run(const CommandLine &options, Display *display)
 {
-    if (!wanted.fault.isEmpty())
-        return Outcome::wrongUsage(wanted.fault);
-    if (wanted.task == CommandLine::Task::List) {
+    if (!options.error.isEmpty())
+        return Outcome::wrongUsage(options.error);
+    if (options.task == CommandLine::Task::List) {
         const QList<PluggedIn> microphones = PluggedIn::all();
         for (const PluggedIn &each : microphones)
             display->microphone(each);
         return Outcome::listed(microphones.size());
     }
-    const ImageReport report = ImageReport::of(wanted.imagePath, wanted.sha256);
+    const ImageReport report = ImageReport::of(options.imagePath, options.sha256);
     if (!report.isGood())
-        return Outcome::imageRefused(wanted.imagePath, report.refusal());
-    if (wanted.task == CommandLine::Task::Flash)
-        return flash(wanted, report.packets(), display);
-    display->image(report, wanted.task == CommandLine::Task::Inspect ? Display::Detail::Table
-                                                                     : Display::Detail::Summary);
+        return Outcome::imageRefused(options.imagePath, report.refusal());
+    if (options.task == CommandLine::Task::Flash)
+        return flash(options, report.packets(), display);
+    display->image(report, options.task == CommandLine::Task::Inspect ? Display::Detail::Table
+                                                                      : Display::Detail::Summary);
     return Outcome::imageGood();
 }
 
@@ -66,20 +66,20 @@ Outcome carryOut(const CommandLine &wanted, Display *display)
 
 int main(int argc, char *argv[])
 {
-    Terminal::outliveReaders();
+    Terminal::ignoreBrokenPipes();
     const QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("velmo-flash"));
-    const CommandLine wanted = CommandLine::parse(QCoreApplication::arguments());
-    if (wanted.task == CommandLine::Task::Help) {
+    const CommandLine options = CommandLine::parse(QCoreApplication::arguments());
+    if (options.task == CommandLine::Task::Help) {
         std::fputs(qPrintable(CommandLine::helpText()), stdout);
         return Outcome::Done;
     }
-    if (wanted.task == CommandLine::Task::Version) {
+    if (options.task == CommandLine::Task::Version) {
         std::fputs("velmo-flash " VELMO_VERSION "\n", stdout);
         return Outcome::Done;
     }
-    const std::unique_ptr<Display> display = displayFor(wanted.json);
-    const Outcome outcome = carryOut(wanted, display.get());
+    const std::unique_ptr<Display> display = displayFor(options.json);
+    const Outcome outcome = run(options, display.get());
     display->outcome(outcome);
     return outcome.code;
 }

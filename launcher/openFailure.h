@@ -2,9 +2,9 @@
 
 #include <QString>
 
-/// Why the operating system does not let this process open a device that is there,
-/// and what its user can do about it: a sentence or two, without a first capital.
+/// The likely reason why a device cannot be opened, and what the user can do about it:
+/// sentences, but the first one starts in lower case.
 ///
-/// `path` is what hid_open_path() has just refused, in the same thread.  It is not
-/// opened once more; what is said is a likely cause, for it may have changed since.
+/// Call it after hid_open_path() has failed for `path`, on the same thread. It does not open the
+/// device again.
 QString openFailure(const char *path);

@@ -10,22 +10,22 @@ QString openFailure(const char *path)
 {
     const bool allowed = access(path, R_OK | W_OK) == 0;
     if (!allowed && errno == EACCES) {
-        return QStringLiteral("no permission. The udev rule 70-velmo-microphones.rules, which the "
-                              "package velmo-kvx2-dfu brings, gives it to whoever is logged in at "
-                              "this machine. Install it and plug the microphone in anew, or run "
-                              "this as root.");
+        return QStringLiteral("no permission. The udev rule 70-velmo-microphones.rules of the "
+                              "package velmo-kvx2-dfu gives it to the user who is logged in at "
+                              "this machine. Install it, unplug the microphone and plug it back "
+                              "in, or run this as root.");
     }
     if (!allowed && errno == ENOENT)
-        return QStringLiteral("it is gone. Plug the microphone in anew.");
+        return QStringLiteral("it is gone. Plug the microphone back in.");
     const QString reason = QString::fromWCharArray(hid_error(nullptr));
     if (reason.contains(QString::fromLocal8Bit(std::strerror(EBUSY)))) {
         return QStringLiteral("another program is using it. Close that program, or unplug the "
                               "microphone and plug it back in.");
     }
-    // Its mode would let us in: a container that was not given the device says so.
+    // The file's mode allows it, but the container was not given the device.
     if (reason.contains(QString::fromLocal8Bit(std::strerror(EPERM))))
         return reason +
                QStringLiteral(". Let this container use the device, or run this outside of "
                               "it.");
-    return reason + QStringLiteral(". Plug the microphone in anew.");
+    return reason + QStringLiteral(". Unplug the microphone and plug it back in.");
 }

@@ -2,8 +2,8 @@
 
 QString openFailure(const char * /*path*/)
 {
-    // The HID library does not tell the system's reason, and has replaced it by now.
-    // Everybody may open the microphone here unless somebody holds it for himself.
-    return QStringLiteral("another program may be using it. Close the programs that do, or plug "
-                          "the microphone in anew.");
+    // The HID library does not report the system's reason. On Windows everybody may open the
+    // microphone unless another program has opened it exclusively.
+    return QStringLiteral("another program may be using it. Close that program, or unplug the "
+                          "microphone and plug it back in.");
 }

@@ -4,9 +4,9 @@
 #include <QFileInfo>
 #include <QStandardPaths>
 
-QString resultFilePlace()
+QString resultFilePath()
 {
-    // The same question the updater asks: the program's own folder, and up from there.
+    // Like the updater: the parent of the program's data folder.
     const QString ours =
         QStandardPaths::standardLocations(QStandardPaths::AppDataLocation).value(0);
     return QFileInfo(ours).absolutePath() + QLatin1String("/CorvoUpgrade/Firmware_bin.txt");
@@ -14,8 +14,8 @@ QString resultFilePlace()
 
 InputReport::Verdict resultFileVerdict()
 {
-    QFile file(resultFilePlace());
-    // The outcome has no line end; without the file there is none.
+    QFile file(resultFilePath());
+    // The outcome has no line end.
     const bool readable = file.open(QIODevice::ReadOnly);
     const QByteArray outcome = readable ? file.readAll().split('\n').last() : QByteArray();
     if (outcome == "success 1")

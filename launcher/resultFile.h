@@ -4,8 +4,8 @@
 
 #include <QString>
 
-/// Where the updater of this user writes its result.
-QString resultFilePlace();
+/// Where the updater writes its result for this user.
+QString resultFilePath();
 
-/// What is written there, by whichever updater was the last.
+/// The verdict of the latest updater that wrote there.
 InputReport::Verdict resultFileVerdict();

@@ -16,9 +16,9 @@
 
 namespace {
 
-// Far above what a run takes, for machines under load.
+// Far more than a run needs, for machines under load.
 constexpr int endTimeoutMs = 90000;
-/// Between one Ctrl-C and the next.
+/// The pause before another Ctrl-C.
 constexpr int oneMoreMs = 1000;
 
 const char *const quick = "silent=entry;enter-time=20";
@@ -32,7 +32,7 @@ QByteArray contentOf(const QString &path)
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
-/// An updater of this text; it gets the image's path.  $R is its result file.
+/// Writes a shell script to run instead of the updater. $R is its result file.
 QString writeUpdater(const UpdaterRun &run, const QByteArray &script)
 {
     QFile file(run.path("updater.sh"));
@@ -48,14 +48,14 @@ QString writeUpdater(const UpdaterRun &run, const QByteArray &script)
 
 void flash(UpdaterRun *run, const QStringList &arguments, const QByteArray &simulator)
 {
-    // A process group of its own, as a terminal gives to what is started in it; and settings
-    // that would silence the updater and dress up what it says.
+    // It gets its own process group, as in a terminal, and settings that would hide and change
+    // the updater's output.
     run->startInShell("export QT_LOGGING_RULES='*=false' QT_MESSAGE_PATTERN='> %{message}'; "
                       "exec setsid " VELMO_FLASH " --updater \"$0\" \"$@\"",
                       arguments, simulator);
 }
 
-/// Objects of a --json output, or nothing if a single line is not as it should be.
+/// The objects of a --json output, or nothing if a line is wrong.
 QList<QJsonObject> strictlyParsed(const QByteArray &output)
 {
     const QMap<QString, QString> keys = {
@@ -97,7 +97,7 @@ QSet<QString> allOf(const char *pattern, const QString &text)
 
 } // namespace
 
-/// The launcher as a script meets it.
+/// velmo-flash as scripts use it.
 class FlashTest : public QObject
 {
     Q_OBJECT
@@ -122,20 +122,20 @@ private slots:
         row("flashed", plain, {}, quick, "", 0, "was flashed");
         row("a name like a URL", QStringLiteral("file.bin"), {}, quick, "", 0, "was flashed");
         row("a name like an option", QStringLiteral("-reverse"), {}, quick, "", 0, "was flashed");
-        // It rests for 7 s before the firmware goes out.
-        row("longer than the time-out, but going on", plain, QStringLiteral("--timeout 3"),
+        // It waits 7 s before it sends the firmware.
+        row("longer than the time-out, but with progress", plain, QStringLiteral("--timeout 3"),
             "silent=data;enter-time=20;answer-delay=70", "", 0, "was flashed");
-        row("went and came back", plain, QStringLiteral("--timeout 5"), quickUnplugged, "", 5,
-            "if it was unplugged meanwhile");
+        row("unplugged and plugged back in", plain, QStringLiteral("--timeout 5"), quickUnplugged,
+            "", 5, "If it was unplugged meanwhile");
         row("failed", plain, {}, quickFailure, "", 1, "reported");
         row("failed before a percentage", plain, {}, "",
             "opened; status 2; printf 'success -1' >$R", 1, "reported");
         row("no microphone", plain, {}, "devices=none", "", 2, "No microphone 3C9E:000B");
         row("another microphone", QStringLiteral("R5.bin"), {}, "devices=0101,000B", "", 2,
-            "No microphone 3C9E:0010 was found; nothing was sent. The image's path does not mean "
+            "No microphone 3C9E:0010 was found. Nothing was sent. The image's path does not select "
             "what is plugged in (3C9E:0101 and 3C9E:000B)");
-        row("there a moment later", plain, {}, "devices=0010,000B", "echo createUI----", 2,
-            "but it is there now (/dev/velmo-sim1)");
+        row("plugged in a moment later", plain, {}, "devices=0010,000B", "echo createUI----", 2,
+            "but it is plugged in now (/dev/velmo-sim1)");
         row("broken image", QStringLiteral("broken"), {}, "", "exit 1", 3,
             "record 6 at offset 511: length 100, but only 99 bytes are left");
         row("a line break in its name", QStringLiteral("a\nb.bin"), {}, "", "exit 1", 3,
@@ -143,7 +143,7 @@ private slots:
         row("no image", QStringLiteral("missing"), {}, "", "exit 1", 3, "No such file");
         const QString otherSum = QStringLiteral("--sha256 ") + QString(64, QLatin1Char('0'));
         row("another checksum", plain, otherSum, "", "exit 1", 3, "not 0000");
-        row("another checksum, looked at", plain, otherSum + QStringLiteral(" --inspect"), "", "",
+        row("another checksum, --inspect", plain, otherSum + QStringLiteral(" --inspect"), "", "",
             3, "its SHA-256 is ");
         row("a digit too many", plain, otherSum + QLatin1Char('0'), "", "exit 1", 64, "64 hexa");
         row("no digits", plain, QStringLiteral("--sha256 ") + QString(64, QLatin1Char('g')), "",
@@ -165,28 +165,28 @@ private slots:
         row("another one's result", plain, {}, "", "printf 'success 1' >$R; sleep 0.3", 4,
             "Another updater");
         row("no verdict", plain, QStringLiteral("--timeout 5"), mute, "", 5,
-            "No progress for 5 s, so the updater was ended. The updater came to the image's end");
+            "No progress for 5 s, so the updater was ended. The updater sent the whole image");
         row("not there", plain, QStringLiteral("--updater ./none"), "", "", 6, "./none is no file");
         row("not a program", plain, QStringLiteral("--updater ./TB210.bin"), "", "", 6, "started");
         row("died", plain, {}, "", "exit 1", 6, "code 1");
         row("killed midway", plain, {}, "",
             "opened; echo dfuxxx------ 0; echo dfuxxx------ 1; kill -9 $$", 6,
-            "killed; --log FILE keeps what it says. The microphone may be in its upgrade mode, "
-            "with an incomplete");
+            "killed. Use --log FILE to keep its output. The microphone may be in upgrade mode, "
+            "with incomplete");
         row("unknown option", plain, QStringLiteral("--fast"), "", "exit 1", 64, "fast");
         row("nothing to list", {}, QStringLiteral("--list"), "devices=046D:000B", "", 2,
             "No microphone is plugged in");
         row("list an image", plain, QStringLiteral("--list"), "", "", 64, "takes no image");
-        row("list and look", {}, QStringLiteral("--list --dry-run"), "", "", 64, "Use one of");
+        row("list and look", {}, QStringLiteral("--list --dry-run"), "", "", 64, "Use only one of");
         row("two images", plain, QStringLiteral("a"), "", "exit 1", 64, "one image, not 2");
-        row("no time", plain, QStringLiteral("--timeout 0"), "", "exit 1", 64, "from 1 to");
+        row("no time", plain, QStringLiteral("--timeout 0"), "", "exit 1", 64, "1 to 86400");
         row("log over image", plain, QStringLiteral("--log TB210.bin"), "", "exit 1", 64, "--log");
         row("log over result", plain, QStringLiteral("--log data/CorvoUpgrade/Firmware_bin.txt"),
             "", "exit 1", 64, "--log");
         row("log over updater", plain, QStringLiteral("--log updater.sh"), "", "exit 1", 64,
             "--log");
         row("log into a device", plain, QStringLiteral("--log /dev/null"), "", "exit 1", 6,
-            "/dev/null is not a file");
+            "/dev/null, which is not a file");
     }
 
     void each_ending_has_its_code()
@@ -203,7 +203,7 @@ private slots:
             options += QStringLiteral("--broken record-past-end").split(QLatin1Char(' '));
         if (!image.isEmpty() && image != QLatin1String("missing"))
             run.makeFirmware(image, options);
-        // What an earlier run left there must not count.
+        // The result of an earlier run must not count.
         QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
         QFile earlier(run.path("data/CorvoUpgrade/Firmware_bin.txt"));
         QVERIFY(earlier.open(QIODevice::WriteOnly) && earlier.write("100%\nsuccess 1") > 0);
@@ -237,9 +237,9 @@ private slots:
             QCOMPARE(percent, 100);
             QCOMPARE(phases.last(), QStringLiteral("verdict"));
         }
-        // A quick one is not seen in all of them.
+        // A quick run may skip phases ...
         QCOMPARE(phases, orderedPhases(phases));
-        // One that rests for seconds is.
+        // ... but not one that lasts for seconds.
         if (simulator.contains("answer-delay"))
             QVERIFY(phases.contains(QStringLiteral("entering")));
     }
@@ -252,14 +252,14 @@ private slots:
               {QStringLiteral("--json"), image, QStringLiteral("--log"), QStringLiteral("log")},
               mute);
         const auto group = -static_cast<pid_t>(run.process.processId());
-        // Killed with the test, the launcher would leave its updater behind.
+        // If the test fails, end the updater, too.
         const auto ending = qScopeGuard([&run, group] {
             while (run.process.state() != QProcess::NotRunning && ::kill(group, SIGINT) == 0)
                 run.waitForExit(oneMoreMs);
         });
         QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
         const QByteArray result = run.result();
-        // Let in by mistake, it would soon end again.
+        // If this one started an updater by mistake, it would soon end again.
         const QStringList arguments = {image, QStringLiteral("--timeout"), QStringLiteral("1"),
                                        QStringLiteral("--log"), QStringLiteral("log")};
         QProcess second;
@@ -271,7 +271,7 @@ private slots:
         QCOMPARE(run.result(), result);
         QCOMPARE(run.process.state(), QProcess::Running);
 
-        // Ctrl-C in the first one's terminal asks once; the updater does not feel it.
+        // The first Ctrl-C leads to a question; the updater does not get it.
         QCOMPARE(::kill(group, SIGINT), 0);
         const auto hasAsked = [&run] { return run.debugOutput().contains("Press Ctrl-C again"); };
         QTRY_VERIFY_WITH_TIMEOUT(hasAsked() || run.process.state() == QProcess::NotRunning,
@@ -283,18 +283,18 @@ private slots:
         QCOMPARE(::kill(group, SIGINT), 0);
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), 130);
-        // The question went elsewhere.
+        // The question is not part of standard output.
         const QList<QJsonObject> events = strictlyParsed(run.standardOutput());
         QVERIFY2(!events.isEmpty(), run.standardOutput().constData());
         QVERIFY(events.last()
                     .value(QStringLiteral("message"))
                     .toString()
-                    .contains(QLatin1String("ended on request. The updater came to")));
+                    .contains(QLatin1String("ended on request. The updater sent the whole image")));
         const QByteArray log = contentOf(run.path("log"));
-        // Nothing of the second one, which left it alone.
+        // The second one has not written here.
         QVERIFY(log.startsWith("velmo-flash: starting ") && log.count("velmo-flash: ") == 1);
         QVERIFY(log.contains("\ncreateUI----\n"));
-        // The updater is gone: the next one finds nobody.
+        // The updater has ended, so the next one can run.
         flash(&run, {image}, quick);
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), 0);
@@ -341,11 +341,12 @@ private slots:
         QVERIFY(run.waitForExit(endTimeoutMs));
         QCOMPARE(run.process.exitCode(), 0);
         QByteArray expected;
-        for (const char *line : {"000B  NAME  NODE0  a path without \"R5\"  opens\n",
-                                 "0101  NAME  NODE2  no path means it  opens\n",
-                                 "0010  NAME  NODE3  a path with \"R5\" but not \"otg\"  opens\n",
-                                 "0011  NAME  NODE4  a path with \"R5\" and \"otg\"  opens\n",
-                                 "0065  NAME  NODE5  a path with \"R5\" and \"otg\"  opens\n"})
+        for (const char *line :
+             {"000B  NAME  NODE0  selected by a path without \"R5\"  opens\n",
+              "0101  NAME  NODE2  selected by no path  opens\n",
+              "0010  NAME  NODE3  selected by a path with \"R5\" but not \"otg\"  opens\n",
+              "0011  NAME  NODE4  selected by a path with \"R5\" and \"otg\"  opens\n",
+              "0065  NAME  NODE5  selected by a path with \"R5\" and \"otg\"  opens\n"})
             expected += QByteArray("3C9E:") + line;
         expected.replace("NAME", "Velmo microphone (simulated)").replace("NODE", "/dev/velmo-sim");
         QCOMPARE(run.standardOutput(), expected);

@@ -6,7 +6,7 @@
 
 #include <QTest>
 
-/// What needs no updater: the output's grammar, the bar, the schedule.
+/// What can be tested without an updater: the output parser, the bar, the schedule.
 class LauncherTest : public QObject
 {
     Q_OBJECT
@@ -54,7 +54,7 @@ private slots:
         for (const int piece : {1, text.size()}) {
             UpdaterLog log;
             for (int begin = 0; begin < text.size(); begin += piece)
-                log.take(text.mid(begin, piece));
+                log.append(text.mid(begin, piece));
             QTEST(log.packetsSent(), "sent");
             QTEST(log.percent(), "percent");
             QTEST(log.verdict(), "verdict");
@@ -70,26 +70,26 @@ private slots:
                 QVERIFY(line.size() < std::max(1, columns));
                 QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 51);
                 QCOMPARE(line.contains(QLatin1String(", 999 s left")), columns >= 40);
-                // A word is there or not.
+                // The word is there as a whole or not at all.
                 QCOMPARE(line.contains(QLatin1Char('s')), line.contains(QLatin1String("sending")));
             }
         }
     }
 
-    void long_lines_are_broken_between_words()
+    void long_lines_are_wrapped_between_words()
     {
         const QString text = QStringLiteral("one two\nthree  averylongword  four\n");
-        QCOMPARE(Terminal::broken(text, 30, {}), text);
-        QCOMPARE(Terminal::broken(text, 8, QStringLiteral("> ")),
+        QCOMPARE(Terminal::wrapped(text, 30, {}), text);
+        QCOMPARE(Terminal::wrapped(text, 8, QStringLiteral("> ")),
                  QStringLiteral("one two\nthree\n> averylongword\n> four\n"));
-        QCOMPARE(Terminal::broken(text, 7, {}),
+        QCOMPARE(Terminal::wrapped(text, 7, {}),
                  QStringLiteral("one\ntwo\nthree\naverylongword\nfour\n"));
     }
 
     void the_time_left_follows_the_pace()
     {
         QCOMPARE(Progress::timeLeft(10, 30, 5000), 15000);
-        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early to say
+        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early
         QCOMPARE(Progress::timeLeft(0, 30, 5000), Progress::unknown);
     }
 
@@ -106,7 +106,7 @@ private slots:
 
     void the_duration_follows_the_schedule()
     {
-        // 13 packets: waits behind packets 0, 2 and 7; 14: behind 12 as well.
+        // 13 packets: waits after packets 0, 2 and 7. 14 packets: also after 12.
         QCOMPARE(ExpectedDuration::of(13, false).least, 7.0);
         QCOMPARE(ExpectedDuration::of(13, false).most, 7.6);
         QCOMPARE(ExpectedDuration::of(14, true).least, 10.0);

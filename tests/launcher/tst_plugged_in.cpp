@@ -18,22 +18,22 @@
 
 namespace {
 
-/// Nobody in particular; the superuser may open everything.
+/// Not the superuser, who may open everything.
 constexpr long somebody = 65534;
 constexpr long unchanged = -1;
 constexpr int noNode = -1;
 
-// A bus of one microphone with two usages, whose node is a file.
+// The bus has one microphone with two usages. Its node is a file.
 hid_device_info listed{};
 hid_device_info listedAgain{};
-/// Why it does not open; 0: the file decides.
+/// The error with which it does not open; 0: opening the file decides.
 int refusal = 0;
 std::wstring errorText;
 int openHandles = 0;
 
 } // namespace
 
-// They take the place of the HID library's, in this program; there is none that writes.
+// These replace the HID library's functions in this program. There is none that writes.
 extern "C" {
 
 hid_device_info *hid_enumerate(unsigned short vendor, unsigned short /*product*/)
@@ -72,7 +72,7 @@ const wchar_t *hid_error(hid_device * /*device*/)
 
 } // extern "C"
 
-/// What is said of a microphone that is plugged in.
+/// How velmo-flash describes a microphone that is plugged in.
 class PluggedInTest : public QObject
 {
     Q_OBJECT
@@ -82,18 +82,19 @@ private slots:
     {
         QTest::addColumn<int>("mode");
         QTest::addColumn<int>("refusedWith");
-        QTest::addColumn<QString>("obstacle");
+        QTest::addColumn<QString>("openError");
         QTest::addColumn<QString>("outcome");
         const QString closed = QStringLiteral("but cannot be opened: %1");
         const auto row = [&closed](const char *name, int mode, int refusedWith, const char *text) {
-            const QString obstacle = QString::fromLatin1(text);
-            QTest::newRow(name) << mode << refusedWith << obstacle << closed.arg(obstacle);
+            const QString openError = QString::fromLatin1(text);
+            QTest::newRow(name) << mode << refusedWith << openError << closed.arg(openError);
         };
-        QTest::newRow("opens") << 0666 << 0 << QString() << QStringLiteral("but it is there now (");
+        QTest::newRow("opens") << 0666 << 0 << QString()
+                               << QStringLiteral("but it is plugged in now (");
         const char *const permission = "no permission. The udev rule 70-velmo-microphones.rules";
         row("not ours", 0, 0, permission);
-        row("may be read and not written", S_IRUSR | S_IRGRP | S_IROTH, 0, permission);
-        row("gone", noNode, 0, "it is gone. Plug the microphone in anew.");
+        row("read-only", S_IRUSR | S_IRGRP | S_IROTH, 0, permission);
+        row("gone", noNode, 0, "it is gone. Plug the microphone back in.");
         row("in use", 0666, EBUSY, "another program is using it.");
         row("in a container", 0666, EPERM, "Operation not permitted. Let this container");
     }
@@ -101,7 +102,7 @@ private slots:
     void what_does_not_open_comes_with_a_remedy()
     {
         QFETCH(int, mode);
-        QFETCH(QString, obstacle);
+        QFETCH(QString, openError);
         QFETCH(QString, outcome);
         QFETCH(int, refusedWith);
         refusal = refusedWith;
@@ -117,26 +118,27 @@ private slots:
         std::wstring name = L"A\x1b[31mB";
         listed.product_string = name.data();
 
-        // As somebody else, this thread alone.
+        // Change the user of this thread only.
         if (geteuid() == 0)
             syscall(SYS_setresuid, somebody, somebody, unchanged);
         const auto again = qScopeGuard([] {
             syscall(SYS_setresuid, 0L, 0L, unchanged);
-            prctl(PR_SET_DUMPABLE, 1); // or no leak check could look at this process
+            prctl(PR_SET_DUMPABLE, 1); // or the leak checker cannot inspect this process
         });
         const QList<PluggedIn> found = PluggedIn::all();
         QCOMPARE(found.size(), 1);
         QCOMPARE(found.first().id(), QStringLiteral("3C9E:000B"));
         QCOMPARE(found.first().node, QString::fromLocal8Bit(node));
         QCOMPARE(found.first().product, QStringLiteral("A?[31mB"));
-        QVERIFY2(found.first().obstacle.startsWith(obstacle), qPrintable(found.first().obstacle));
-        QCOMPARE(found.first().obstacle.isEmpty(), obstacle.isEmpty());
+        QVERIFY2(found.first().openError.startsWith(openError),
+                 qPrintable(found.first().openError));
+        QCOMPARE(found.first().openError.isEmpty(), openError.isEmpty());
 
-        Outcome::Facts facts;
-        facts.imagePath = QStringLiteral("TB210.bin");
-        facts.log.take("createUI----\n");
-        const QString sentence = Outcome::of(facts).sentence;
-        QVERIFY2(sentence.contains(outcome), qPrintable(sentence));
+        Outcome::RunResult run;
+        run.imagePath = QStringLiteral("TB210.bin");
+        run.log.append("createUI----\n");
+        const QString message = Outcome::of(run).message;
+        QVERIFY2(message.contains(outcome), qPrintable(message));
         QCOMPARE(openHandles, 0);
     }
 };
