@@ -12,35 +12,35 @@ die() {
     exit 1
 }
 
-# Debian packages that a build needs.  npm fetches the HID library's sources;
-# where it came from does not matter, so it is looked for by command.
+# Debian packages for a build. npm fetches the HID library's sources and need not come from
+# Debian.
 build_packages=(ca-certificates ccache cmake g++ libudev-dev ninja-build pkg-config qtbase5-dev
     qttools5-dev-tools)
 command -v npm >/dev/null || build_packages+=(npm)
-# What the tests need besides: false hidraw nodes, an X server without a screen, a window
-# manager, and keys pressed in it.
+# For the tests: simulated hidraw nodes, an X server without a screen, a window manager, and a
+# tool that presses keys.
 # shellcheck disable=SC2034
 test_packages=(libumockdev-dev openbox umockdev x11-utils xdotool xvfb)
 
-# The Windows program: the cross compiler (the variant with POSIX threads, which C++'s
-# threads need), what builds Qt from Debian's source package, and the installer's maker.
+# For the Windows program: the cross compiler (C++ threads need the variant with POSIX threads),
+# tools that build Qt from Debian's source package, and NSIS for the installer.
 # shellcheck disable=SC2034
 windows_build_packages=("${build_packages[@]}" dpkg-dev g++-mingw-w64-x86-64-posix make nsis perl
     xz-utils)
 
-# The Debian packages: what checks them, besides.
+# For the Debian packages: tools that check them.
 # shellcheck disable=SC2034
 linux_package_packages=(appstream desktop-file-utils dpkg-dev lintian man-db mandoc)
 
-# What was compiled once on this machine, from the same text and in whatever folder, is
-# not compiled again: ccache keeps it under the user's cache folder.
+# ccache keeps compiled objects in the user's cache folder. These settings let all clones share
+# them.
 export CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache
 export CCACHE_BASEDIR=$root CCACHE_NOHASHDIR=true
 
-# need_packages NAME...: installs what is missing, or says what is.
+# need_packages NAME...: installs missing packages as root, otherwise lists them and exits.
 need_packages() {
     if ! command -v dpkg-query >/dev/null; then
-        say "Not a Debian system. Needed, under whatever name they have here: $*"
+        say "This is not a Debian system. You need these packages, or the like: $*"
         command -v ccache >/dev/null || unset CMAKE_C_COMPILER_LAUNCHER CMAKE_CXX_COMPILER_LAUNCHER
         return 0
     fi
@@ -51,25 +51,25 @@ need_packages() {
     done
     ((${#missing[@]})) || return 0
     if ((EUID != 0)); then
-        die "Packages are missing. Install them and run this again:
+        die "Packages are missing. Install them and try again:
     sudo apt-get install --no-install-recommends ${missing[*]}"
     fi
     say "Installing ${missing[*]} ..."
     apt-get update -qq -o APT::Update::Error-Mode=any ||
-        die "The package lists could not be fetched: check this machine's network and /etc/apt."
+        die "The package lists could not be fetched. Check the network and /etc/apt."
     DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends \
         -o DPkg::Lock::Timeout=600 "${missing[@]}" >/dev/null ||
-        die "Not all packages could be installed; see above."
+        die "The packages could not be installed; see above."
 }
 
-# lock_windows: for the rest of this script nobody else makes or uses the Windows package.
+# lock_windows: keeps other scripts from making or using the Windows package until this one ends.
 lock_windows() {
     mkdir -p "$root/build"
     exec 8>"$root/build/windows.lock"
-    flock -n 8 || die "Another script makes or uses the Windows package; wait for its end."
+    flock -n 8 || die "Another script is making or using the Windows package. Wait until it is done."
 }
 
-# build PRESET [TARGET...]: configures and builds; warnings are errors in CI.
+# build PRESET [TARGET...]: configures and builds. In CI warnings are errors.
 build() {
     local preset=$1 output
     shift
