@@ -1,12 +1,12 @@
 # Provides the sources of hidapi 0.10.1, which are not in this repository:
-#   hidapi_headers      interface library, the folder of hidapi.h
-#   HIDAPI_PINNED_DIR   the folder that holds hidapi/, linux/ and windows/
-# They come out of a pinned npm package that carries them unmodified, fetched once
-# for all build folders, or from HIDAPI_SOURCE_DIR.
+#   hidapi_headers      interface library with the folder of hidapi.h
+#   HIDAPI_PINNED_DIR   the folder with hidapi/, linux/ and windows/
+# They come from HIDAPI_SOURCE_DIR or from a pinned npm package that contains them unmodified.
+# The package is fetched once for all build folders.
 
 set(HIDAPI_SOURCE_DIR "" CACHE PATH "An unpacked copy of hidapi 0.10.1; empty: the build fetches it")
 
-# Stops unless folder holds the sources that are built from.
+# Stops unless the folder has the needed sources.
 function(_hidapi_check folder)
     foreach(file hidapi/hidapi.h linux/hid.c windows/hid.c)
         if(NOT EXISTS "${folder}/${file}")
@@ -18,13 +18,13 @@ function(_hidapi_check folder)
     string(REGEX REPLACE "[^0-9;]" "" version "${version}")
     if(NOT version STREQUAL "0;10;1")
         string(REPLACE ";" "." version "${version}")
-        message(FATAL_ERROR "${folder} holds hidapi '${version}', not 0.10.1: set -DHIDAPI_SOURCE_DIR= to "
+        message(FATAL_ERROR "${folder} has hidapi '${version}', not 0.10.1: set -DHIDAPI_SOURCE_DIR= to "
                             "an unpacked copy of hidapi 0.10.1.")
     endif()
 endfunction()
 
-# Fetches and unpacks into downloads/hidapi-0.10.1.  A file or folder has its final
-# name only when it is whole and checked.
+# Fetches and unpacks into downloads/hidapi-0.10.1. A file or folder gets its final name only
+# when it is complete and checked.
 function(_hidapi_fetch downloads)
     set(package "node-hid@2.1.2")
     set(sha256 "a10c108bb98146af5419eedf5a3a288b14bc94258c126e11939d5b8caa814505")
@@ -34,12 +34,12 @@ function(_hidapi_fetch downloads)
     set(unpacked "${downloads}/hidapi-0.10.1")
     set(partial "${downloads}/hidapi-partial")
 
-    # Build folders that are configured at the same time wait for each other here.
+    # Builds that are configured at the same time wait for each other here.
     file(MAKE_DIRECTORY "${downloads}")
     file(LOCK "${downloads}/hidapi.lock" GUARD FUNCTION TIMEOUT ${lock_timeout_s} RESULT_VARIABLE locked)
     if(NOT locked STREQUAL "0")
         message(FATAL_ERROR "${downloads}/hidapi.lock could not be locked (${locked}): another configure "
-                            "run holds it; let it end and configure again.")
+                            "run holds it. Wait for it and configure again.")
     endif()
     if(EXISTS "${unpacked}")
         return()
@@ -53,8 +53,8 @@ function(_hidapi_fetch downloads)
     if(NOT found STREQUAL sha256)
         find_program(NPM_EXECUTABLE npm)
         if(NOT NPM_EXECUTABLE)
-            message(FATAL_ERROR "npm, which fetches the sources of hidapi 0.10.1, is not installed: install "
-                                "it, or set -DHIDAPI_SOURCE_DIR= to an unpacked copy.")
+            message(FATAL_ERROR "npm is needed to fetch the sources of hidapi 0.10.1. Install it, or set "
+                                "-DHIDAPI_SOURCE_DIR= to an unpacked copy.")
         endif()
         message(STATUS "Fetching hidapi 0.10.1 (npm package ${package})")
         file(REMOVE_RECURSE "${partial}")
@@ -75,8 +75,8 @@ function(_hidapi_fetch downloads)
         file(SHA256 "${fetched}" found)
         if(NOT found STREQUAL sha256)
             file(REMOVE "${fetched}")
-            message(FATAL_ERROR "What npm gave for ${package} has the SHA-256 ${found}, not ${sha256}: it "
-                                "was thrown away.  Check npm's registry setting, or set "
+            message(FATAL_ERROR "npm's package ${package} has the SHA-256 ${found}, not ${sha256}, and was "
+                                "deleted. Check npm's registry setting, or set "
                                 "-DHIDAPI_SOURCE_DIR= to an unpacked copy of hidapi 0.10.1.")
         endif()
         file(RENAME "${fetched}" "${tarball}")

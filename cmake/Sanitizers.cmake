@@ -1,5 +1,5 @@
-# VELMO_SANITIZE applies to every target of the build: a program in which only
-# some parts are instrumented reports races and leaks that are not there.
+# VELMO_SANITIZE applies to all targets. If only some parts of a program were instrumented, it
+# would report races and leaks that do not exist.
 
 if(VELMO_SANITIZE)
     add_compile_options(-fsanitize=${VELMO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)

@@ -1,5 +1,5 @@
-# velmo_version_resource(TARGET DESCRIPTION) gives a program or DLL for Windows its
-# version resource: what the file's properties show.  Nothing on other systems.
+# velmo_version_resource(TARGET DESCRIPTION) adds a version resource, which the properties of
+# a Windows program or DLL show. Does nothing on other systems.
 
 function(velmo_version_resource target description)
     if(NOT WIN32)
@@ -15,7 +15,7 @@ function(velmo_version_resource target description)
     endif()
     set(VELMO_FILE_DESCRIPTION "${description}")
     set(VELMO_FILE_NAME "${target}${VELMO_FILE_SUFFIX}")
-    # "1.2.3" as the four numbers that the resource wants.
+    # The resource needs four numbers: "1,2,3,0".
     string(REPLACE "." "," VELMO_VERSION_NUMBERS "${PROJECT_VERSION},0")
     set(resource "${CMAKE_CURRENT_BINARY_DIR}/${target}.rc")
     configure_file("${CMAKE_CURRENT_FUNCTION_LIST_DIR}/../packaging/windows/version.rc.in" "${resource}" @ONLY)

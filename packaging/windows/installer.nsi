@@ -1,8 +1,10 @@
 ; The installer.  scripts/build-windows calls makensis with
-;   -DVERSION=1.2.3 -DSTAGE=folder with what to install -DOUTPUT=the installer
-;   -DINSTALL_LIST=, -DREMOVE_LIST=: one File, or Delete, a line for each of those files
-; Silent with /S; another folder with /D=C:\somewhere (the last argument, unquoted).
-; Exit codes: 0 done, 1 given up by the user, 2 could not be done.
+;   -DVERSION=1.2.3
+;   -DSTAGE=the folder with the files to install
+;   -DOUTPUT=the installer
+;   -DINSTALL_LIST=, -DREMOVE_LIST=: scripts with a File, or Delete, line for each of those files
+; /S installs silently. /D=C:\somewhere (the last argument, unquoted) installs to another folder.
+; Exit codes: 0 success, 1 cancelled by the user, 2 failure.
 
 Target amd64-unicode
 Unicode true
@@ -13,7 +15,7 @@ ManifestSupportedOS all
 !define NAME "Velmo KVX2 DFU"
 !define PROGRAM "Velmo_KVX2_DFU.exe"
 !define UNINSTALL_KEY "Software\Microsoft\Windows\CurrentVersion\Uninstall\VelmoKVX2DFU"
-; Where launching applications look for it: Windows finds the program by its name.
+; Lets launching applications start the program by its name.
 !define APP_PATH_KEY "Software\Microsoft\Windows\CurrentVersion\App Paths\${PROGRAM}"
 
 Name "${NAME} ${VERSION}"
@@ -40,15 +42,15 @@ UninstPage uninstConfirm
 UninstPage instfiles
 LoadLanguageFile "${NSISDIR}\Contrib\Language files\English.nlf"
 
-; Gives up while an upgrade runs: a running program's file cannot be opened for writing.
-; Nothing has been changed by then.
+; Stops while an upgrade is running, before anything is changed. The file of a running program
+; cannot be opened for writing.
 !macro StopWhileRunning PREFIX
 Function ${PREFIX}StopWhileRunning
     ${If} ${FileExists} "$INSTDIR\${PROGRAM}"
         ClearErrors
         FileOpen $0 "$INSTDIR\${PROGRAM}" a
         ${If} ${Errors}
-            MessageBox MB_OK|MB_ICONEXCLAMATION "An updater is running from $INSTDIR. Leave the microphone plugged in, wait until the upgrade is over, and start this again." /SD IDOK
+            MessageBox MB_OK|MB_ICONEXCLAMATION "An updater is running from $INSTDIR. Leave the microphone plugged in, wait until the upgrade is done, and try again." /SD IDOK
             SetErrorLevel 2
             Abort
         ${EndIf}
@@ -71,16 +73,16 @@ FunctionEnd
 
 Section
     Call StopWhileRunning
-    ; What an earlier version installed and this one does not have.
+    ; Remove the earlier version, which may have files that this one does not have.
     ReadRegStr $1 HKLM "${UNINSTALL_KEY}" "InstallLocation"
     ${If} $1 != ""
     ${AndIf} ${FileExists} "$1\uninstall.exe"
         ExecWait '"$1\uninstall.exe" /S _?=$1' $2
         ${If} $2 != 0
             SetErrorLevel 2
-            Abort "The version that is installed cannot be removed."
+            Abort "The installed version cannot be removed."
         ${EndIf}
-        ; Itself it could not remove while it ran.
+        ; The uninstaller could not remove itself.
         Delete "$1\uninstall.exe"
         RMDir "$1"
     ${EndIf}
@@ -112,7 +114,7 @@ FunctionEnd
 
 Section "Uninstall"
     Call un.StopWhileRunning
-    ; File by file: what somebody else put into the folder stays, and so does the folder.
+    ; Only our files are removed. If the folder has other files, it stays.
     !include "${REMOVE_LIST}"
     Delete "$INSTDIR\uninstall.exe"
     RMDir "$INSTDIR"
