@@ -16,6 +16,7 @@ namespace {
 /// More than any microphone holds. The updater and this program read the whole image into
 /// memory.
 constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
+/// Of the table.
 constexpr int columnWidth = 9;
 
 /// The updater passes the path through a text field, which changes these characters.
@@ -24,14 +25,6 @@ bool isChangedByUpdater(QChar character)
     constexpr std::array<char16_t, 8> changed = {u'\0',     u'\r',     u'\n',     u'\u00A0',
                                                  u'\u2028', u'\u2029', u'\uFDD0', u'\uFDD1'};
     return std::find(changed.begin(), changed.end(), character.unicode()) != changed.end();
-}
-
-QString row(const QString &index, const QString &offset, const QString &length,
-            const QString &packets)
-{
-    return index.rightJustified(columnWidth) + offset.rightJustified(columnWidth) +
-           length.rightJustified(columnWidth) + packets.rightJustified(columnWidth) +
-           QLatin1Char('\n');
 }
 
 } // namespace
@@ -117,16 +110,18 @@ QString ImageReport::table() const
 {
     QString text = QStringLiteral("Version:  %1\n"
                                   "Size:     %2 bytes\n"
-                                  "SHA-256:  %3\n\n")
+                                  "SHA-256:  %3\n\n"
+                                  "   Record   Offset   Length  Packets\n")
                        .arg(version)
                        .arg(size)
                        .arg(checksum);
-    text += row(QStringLiteral("Record"), QStringLiteral("Offset"), QStringLiteral("Length"),
-                QStringLiteral("Packets"));
     for (int i = 0; i < records.size(); ++i) {
         const Record &record = records.at(i);
-        text += row(QString::number(i), QString::number(record.offset),
-                    QString::number(record.length), QString::number(record.packets));
+        text += QStringLiteral("%1%2%3%4\n")
+                    .arg(i, columnWidth)
+                    .arg(record.offset, columnWidth)
+                    .arg(record.length, columnWidth)
+                    .arg(record.packets, columnWidth);
     }
     return text;
 }

@@ -40,9 +40,8 @@ void JsonDisplay::microphone(const PluggedIn &microphone)
 
 void JsonDisplay::progress(const Progress &progress)
 {
-    if (hasShown && progress.phase == shown.phase && progress.percent == shown.percent)
+    if (progress.phase == shown.phase && progress.percent == shown.percent)
         return;
-    hasShown = true;
     shown = progress;
     const double seconds = static_cast<double>(progress.elapsedMs) / millisecondsOfSecond;
     print(QStringLiteral("progress"), {{QStringLiteral("phase"), progress.phaseName()},

@@ -20,6 +20,6 @@ public:
 private:
     static void print(const QString &event, QJsonObject object);
 
-    bool hasShown = false;
-    Progress shown;
+    /// The last progress that was printed. -1: there was none.
+    Progress shown{Progress::Phase::Starting, -1};
 };

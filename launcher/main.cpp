@@ -1,14 +1,13 @@
 /// velmo-flash: flashes a microphone. The exit code says how that went.
 
-#include "launcher/BarDisplay.h"
 #include "launcher/CommandLine.h"
 #include "launcher/FlashRun.h"
 #include "launcher/ImageReport.h"
 #include "launcher/JsonDisplay.h"
 #include "launcher/Outcome.h"
-#include "launcher/PlainDisplay.h"
 #include "launcher/PluggedIn.h"
 #include "launcher/Terminal.h"
+#include "launcher/TextDisplay.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -22,9 +21,7 @@ std::unique_ptr<Display> displayFor(bool json)
 {
     if (json)
         return std::make_unique<JsonDisplay>();
-    if (Terminal::columns(stdout) > 0)
-        return std::make_unique<BarDisplay>();
-    return std::make_unique<PlainDisplay>();
+    return std::make_unique<TextDisplay>();
 }
 
 Outcome flash(const CommandLine &options, int packets, Display *display)

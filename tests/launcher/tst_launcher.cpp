@@ -1,7 +1,7 @@
-#include "launcher/BarDisplay.h"
 #include "launcher/ExpectedDuration.h"
 #include "launcher/InterruptQuestion.h"
 #include "launcher/Terminal.h"
+#include "launcher/TextDisplay.h"
 #include "launcher/UpdaterLog.h"
 
 #include <QTest>
@@ -65,8 +65,8 @@ private slots:
     {
         for (const int columns : {0, 1, 20, 40, 51, 80, 200}) {
             for (const int percent : {0, 50, 100}) {
-                const QString line =
-                    BarDisplay::line({Progress::Phase::Sending, percent, 9999000, 998001}, columns);
+                const QString line = TextDisplay::barLine(
+                    {Progress::Phase::Sending, percent, 9999000, 998001}, columns);
                 QVERIFY(line.size() < std::max(1, columns));
                 QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 51);
                 QCOMPARE(line.contains(QLatin1String(", 999 s left")), columns >= 40);
