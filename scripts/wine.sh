@@ -21,6 +21,8 @@ setup=${zip[0]%.zip}-setup.exe
 rm -rf "$root/build/windows-package"
 unzip -q "${zip[0]}" -d "$root/build/windows-package"
 readonly windows_program=$root/build/windows-package/$(basename "${zip[0]}" .zip)
+# "${simulator[@]}" PROGRAM ARGUMENT...: runs it with microphones as VELMO_SIM says.
+simulator=(wine "$windows_build/simulator/windows/velmo-sim-wine.exe")
 
 # start_wine FOLDER: makes the prefix there anew; DISPLAY is set.  wine_result is where the
 # updater's result file is going to be.
@@ -33,8 +35,9 @@ start_wine() {
     # The server keeps the prefix alive between programs.  Nothing that stays may get a
     # pipe of ours: whoever reads it would wait for its end.
     wineserver -p </dev/null >/dev/null 2>&1 8>&-
-    timeout -k 5 120 wine cmd /c rem </dev/null >/dev/null 2>&1 8>&- ||
-        die "wine could not make a prefix in build/: try 'WINEPREFIX=$WINEPREFIX wine cmd /c rem'."
+    # The first run starts those that stay, the driver's process among them.
+    timeout -k 5 120 "${simulator[@]}" 'C:\windows\system32\cmd.exe' /c rem </dev/null >"$WINEPREFIX/start.log" 2>&1 8>&- ||
+        die "wine could not make a prefix with a simulated bus in build/: $(<"$WINEPREFIX/start.log")"
     # Tahoma, which is the system's own font for windows and boxes.
     cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
     wine_result=$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt

@@ -1,23 +1,59 @@
 #include "simulator/Bus.h"
 
+#include "simulator/earliest.h"
+
 #include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <utility>
 
 namespace sim {
 
-void Bus::configure(const Settings &newSettings, const std::string &text)
+namespace {
+
+/// Behind this many bytes a report that is cut short ends.
+constexpr std::size_t shortReportSize = inputReportSize / 2;
+
+} // namespace
+
+Bus::Bus(IBusListener *busListener, std::string devicePathPrefix)
+    : listener(busListener)
+    , pathPrefix(std::move(devicePathPrefix))
 {
-    settings = newSettings;
-    subjectIndex.reset();
+    std::string fault = "VELMO_SIM_TRACE: the file cannot be opened for writing";
+    if (trace.open()) {
+        const char *const text = std::getenv("VELMO_SIM");
+        fault = configure(text != nullptr ? text : "");
+        if (fault.empty())
+            return;
+        fault.insert(0, "VELMO_SIM: ");
+    }
+    std::fprintf(stderr, "%s\n", fault.c_str());
+    // Threads of the program may be running; nothing here needs destructors.
+    std::_Exit(exitBadSettings);
+}
+
+std::string Bus::configure(const std::string &settingsText)
+{
+    auto parsed = Settings::parse(settingsText);
+    if (auto *const fault = std::get_if<std::string>(&parsed))
+        return *fault;
+    settings = std::get<Settings>(parsed);
+    for (const Transfer &transfer : std::exchange(transfers, {}))
+        transfer.done(false);
+    configuredIndex.reset();
     pathsGiven = 0;
+    writes = reportsSent = 0;
     refusals.clear();
     taken.clear();
     deviceList.clear();
     for (const DeviceId &id : settings.devices)
         deviceList.push_back({nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())});
-    visitorDue.reset();
-    if (settings.visitor)
-        addVisitor(settings.visitor->id);
-    trace->line("load", "settings=" + text);
+    extraDue.reset();
+    if (settings.extra)
+        addExtraDevice(*settings.extra);
+    trace.line("load", "settings=" + settingsText);
+    return {};
 }
 
 std::optional<std::size_t> Bus::find(const std::string &path) const
@@ -35,35 +71,55 @@ void Bus::opened(std::size_t index)
 {
     Microphone &microphone = deviceList[index].microphone;
     if (!microphone.isForeign())
-        becomeSubject(index);
+        becomeConfigured(index);
     microphone.opened(now());
 }
 
-Microphone::Refusal Bus::receive(std::size_t index, const std::uint8_t *report, std::size_t length)
+void Bus::write(std::optional<std::size_t> index, Report report, Done done)
 {
-    // What was due before comes before, however late its owner is.
-    advance(index);
+    const std::uint32_t call = ++writes;
+    if (!index) {
+        lose(report, done);
+        return;
+    }
+    // Where it does not show that a program opens a device, this is the first that does.
+    opened(*index);
+    const Time duration = settings.slowWrites.count(call) ? settings.slowTime : settings.packetTime;
+    transfers.push_back({*index, std::move(report), std::move(done), call, now() + duration});
+    runDue();
+}
+
+void Bus::arrive(const Transfer &transfer)
+{
+    const auto &[index, report, done, call, due] = transfer;
+    if (settings.failingWrites.count(call)) {
+        traceFailedWrite(report, "fail-writes");
+        done(false);
+        return;
+    }
     Microphone &microphone = deviceList[index].microphone;
-    const Microphone::Refusal refusal = microphone.receive(report, length, now());
+    const Microphone::Refusal refusal = microphone.receive(report.data(), report.size(), now());
     if (refusal != Microphone::Refusal::None) {
         violate(refusal);
-        traceFailedWrite(report, length, "refused");
-        return refusal;
+        traceFailedWrite(report, "refused");
+        done(false);
+        return;
     }
-    taken.emplace_back(report, report + length);
-    trace->line("write", "packet=" + std::to_string(microphone.lastPacket().value_or(0)) +
-                             " length=" + std::to_string(length) + " result=" +
-                             std::to_string(length) + " data=" + Trace::hex(report, length));
-    if (settings.visitor && index == subjectIndex &&
-        microphone.lastPacket() == settings.visitor->at)
-        visitorDue = now();
+    const std::string size = std::to_string(report.size());
+    trace.line("write", "packet=" + std::to_string(microphone.lastPacket().value_or(0)) +
+                            " length=" + size + " result=" + size +
+                            " data=" + Trace::hex(report.data(), report.size()));
+    taken.push_back(report);
+    if (settings.extra && index == configuredIndex && microphone.lastPacket() == settings.extraAt)
+        extraDue = now();
+    // Before what it sets off: the device may leave the bus at once.
+    done(true);
     advance(index);
-    return refusal;
 }
 
 void Bus::unplug()
 {
-    if (const auto index = subject()) {
+    if (const auto index = configured()) {
         deviceList[*index].microphone.unplug(now());
         advance(*index);
     }
@@ -71,7 +127,7 @@ void Bus::unplug()
 
 void Bus::plug(std::optional<std::uint16_t> productId, bool upgrading)
 {
-    if (const auto index = subject()) {
+    if (const auto index = configured()) {
         Microphone &microphone = deviceList[*index].microphone;
         microphone.plug(productId.value_or(microphone.productId()), upgrading, now());
         advance(*index);
@@ -80,35 +136,61 @@ void Bus::plug(std::optional<std::uint16_t> productId, bool upgrading)
 
 void Bus::inject(const InputReport &report)
 {
-    if (const auto index = subject())
+    if (const auto index = configured())
         send(*index, report);
 }
 
 std::optional<Bus::Clock::time_point> Bus::runDue()
 {
-    runVisitor();
-    std::optional<Time> next = visitorDue;
-    for (std::size_t i = 0; i < deviceList.size(); ++i) {
-        advance(i);
-        const auto due = deviceList[i].microphone.nextDeadline();
-        if (due && (!next || *due < *next))
-            next = due;
-    }
+    std::optional<Time> next;
+    do {
+        // What was due before a report arrives comes before it, however late this is called.
+        runExtraDevice();
+        for (std::size_t i = 0; i < deviceList.size(); ++i)
+            advance(i);
+        if (!transfers.empty() && transfers.front().due <= now()) {
+            const Transfer transfer = std::move(transfers.front());
+            transfers.pop_front();
+            arrive(transfer);
+        }
+        next = extraDue;
+        for (const Device &device : deviceList)
+            next = earliest(next, device.microphone.nextDeadline());
+        if (!transfers.empty())
+            next = earliest(next, std::optional(transfers.front().due));
+    } while (next && *next <= now());
     if (!next)
         return std::nullopt;
     return start + *next;
 }
 
+void Bus::lose(const Report &report, const Done &done)
+{
+    violate(Microphone::Refusal::Absent);
+    traceFailedWrite(report, "lost");
+    done(false);
+}
+
+void Bus::loseTransfersTo(std::size_t index)
+{
+    const auto lost = std::stable_partition(
+        transfers.begin(), transfers.end(),
+        [index](const Transfer &transfer) { return transfer.index != index; });
+    for (auto transfer = lost; transfer != transfers.end(); ++transfer)
+        lose(transfer->report, transfer->done);
+    transfers.erase(lost, transfers.end());
+}
+
 void Bus::violate(Microphone::Refusal refusal)
 {
     refusals.push_back(refusal);
-    trace->line("violation", Microphone::describe(refusal));
+    trace.line("violation", Microphone::describe(refusal));
 }
 
-void Bus::traceFailedWrite(const std::uint8_t *report, std::size_t length, const char *why)
+void Bus::traceFailedWrite(const Report &report, const char *why)
 {
-    trace->line("write", std::string("packet=none length=") + std::to_string(length) +
-                             " result=-1 why=" + why + " data=" + Trace::hex(report, length));
+    trace.line("write", "packet=none length=" + std::to_string(report.size()) + " result=-1 why=" +
+                            why + " data=" + Trace::hex(report.data(), report.size()));
 }
 
 Time Bus::now() const
@@ -121,21 +203,21 @@ std::string Bus::nextPath()
     return pathPrefix + std::to_string(pathsGiven++);
 }
 
-void Bus::becomeSubject(std::size_t index)
+void Bus::becomeConfigured(std::size_t index)
 {
-    if (subjectIndex)
+    if (configuredIndex)
         return;
-    subjectIndex = index;
+    configuredIndex = index;
     Microphone &microphone = deviceList[index].microphone;
     microphone = Microphone(microphone.vendorId(), microphone.productId(), settings.microphone);
 }
 
-std::optional<std::size_t> Bus::subject()
+std::optional<std::size_t> Bus::configured()
 {
-    for (std::size_t i = 0; i < deviceList.size() && !subjectIndex; ++i)
+    for (std::size_t i = 0; i < deviceList.size() && !configuredIndex; ++i)
         if (!deviceList[i].microphone.isForeign())
-            becomeSubject(i);
-    return subjectIndex;
+            becomeConfigured(i);
+    return configuredIndex;
 }
 
 void Bus::advance(std::size_t index)
@@ -144,28 +226,27 @@ void Bus::advance(std::size_t index)
         carryOut(index, event);
 }
 
-void Bus::addVisitor(const DeviceId &id)
+void Bus::addExtraDevice(const DeviceId &id)
 {
-    Device visitor{nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())};
+    Device extra{nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())};
     // Not there yet, and nobody has heard of it.
-    visitor.microphone.unplug(now());
-    visitor.microphone.advance(now());
-    deviceList.push_back(std::move(visitor));
+    extra.microphone.unplug(now());
+    extra.microphone.advance(now());
+    deviceList.push_back(std::move(extra));
 }
 
-void Bus::runVisitor()
+void Bus::runExtraDevice()
 {
-    const std::size_t index = deviceList.size() - 1;
-    while (visitorDue && *visitorDue <= now()) {
-        Microphone &visitor = deviceList[index].microphone;
-        if (visitor.isOnBus()) {
-            visitor.unplug(now());
-            visitorDue.reset();
+    while (extraDue && *extraDue <= now()) {
+        Microphone &extra = deviceList.back().microphone;
+        if (extra.isOnBus()) {
+            extra.unplug(now());
+            extraDue.reset();
         } else {
-            visitor.plug(visitor.productId(), false, now());
-            *visitorDue += settings.visitor->stay;
+            extra.plug(extra.productId(), false, now());
+            *extraDue += settings.extraStay;
         }
-        advance(index);
+        advance(deviceList.size() - 1);
     }
 }
 
@@ -180,26 +261,29 @@ void Bus::carryOut(std::size_t index, const Microphone::Event &event)
         send(index, event.report);
         break;
     case Kind::Departure:
-        trace->line("departure", "path=" + device.path + " id=" + ids);
+        trace.line("departure", "path=" + device.path + " id=" + ids);
         listener->departed(index);
+        loseTransfersTo(index);
         break;
     case Kind::Arrival:
-        if (settings.newPath && index == subjectIndex)
+        if (settings.newPath && index == configuredIndex)
             device.path = nextPath();
-        trace->line("arrival", "path=" + device.path + " id=" + ids);
+        trace.line("arrival", "path=" + device.path + " id=" + ids);
         listener->arrived(index);
         break;
     case Kind::StateChange:
-        trace->line("state", "path=" + device.path + " state=" + Microphone::describe(event.state));
+        trace.line("state", "path=" + device.path + " state=" + Microphone::describe(event.state));
         break;
     }
 }
 
 void Bus::send(std::size_t index, const InputReport &report)
 {
-    trace->line("send", "path=" + deviceList[index].path +
-                            " data=" + Trace::hex(report.data(), report.size()));
-    listener->sent(index, report);
+    const bool cut = settings.shortReads.count(++reportsSent) != 0;
+    const Report bytes(report.begin(), report.begin() + (cut ? shortReportSize : report.size()));
+    trace.line("send", "path=" + deviceList[index].path +
+                           " data=" + Trace::hex(bytes.data(), bytes.size()));
+    listener->sent(index, bytes);
 }
 
 } // namespace sim

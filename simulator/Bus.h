@@ -8,15 +8,16 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <deque>
+#include <functional>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace sim {
 
 /// The simulated bus with its devices, on the real clock.  Every way of connecting the
-/// devices to a host drives one of these, so they behave the same behind all of them.
+/// devices to a program drives one of these, so they behave the same behind all of them.
 ///
 /// No threads and no lock of its own: one thread at a time, which calls runDue() when
 /// it says so.
@@ -29,73 +30,93 @@ public:
         Microphone microphone;
     };
     using Clock = std::chrono::steady_clock;
+    using Report = std::vector<std::uint8_t>;
+    /// Hears once whether the device took the report.
+    using Done = std::function<void(bool taken)>;
 
-    /// Both outlive the bus.  A device's path is the prefix and a number from 0 on.
-    Bus(Trace *busTrace, IBusListener *busListener, std::string devicePathPrefix = "/dev/velmo-sim")
-        : trace(busTrace)
-        , listener(busListener)
-        , pathPrefix(std::move(devicePathPrefix))
-    {
-    }
+    /// What sysexits.h calls a configuration error.
+    static constexpr int exitBadSettings = 78;
 
-    /// Begins anew with these settings; `text` is what they were read from.  The
-    /// listener hears nothing of it.
-    void configure(const Settings &newSettings, const std::string &text);
-    const Settings &currentSettings() const { return settings; }
+    /// As VELMO_SIM and VELMO_SIM_TRACE say; a mistake in them ends the process with one
+    /// line on standard error and `exitBadSettings`.  The listener outlives the bus and
+    /// hears nothing of the beginning.  A device's path is the prefix and a number from 0 on.
+    Bus(IBusListener *busListener, std::string devicePathPrefix);
 
-    /// In the order of the settings, then the visitor; a device keeps its index.
+    /// Begins anew with these settings, in the grammar of VELMO_SIM.  The text says what is
+    /// wrong with them, in which case nothing has changed; empty for none.
+    std::string configure(const std::string &settingsText);
+    Trace &log() { return trace; }
+
+    /// In the order of the settings, then the extra device; a device keeps its index.
     const std::vector<Device> &devices() const { return deviceList; }
     /// Its index; nothing when none of that path is on the bus.
     std::optional<std::size_t> find(const std::string &path) const;
 
-    /// A host opens the device, or, where that cannot be seen, is about to send its
-    /// first report.  The microphone opened first is the one that the settings concern.
+    /// A program opens the device, by its first write at the latest.  The settings' microphone
+    /// is the one opened first.
     void opened(std::size_t index);
-    /// An output report arrives.
-    Microphone::Refusal receive(std::size_t index, const std::uint8_t *report, std::size_t length);
-    /// The next two and inject() concern the microphone that was opened first, or, before
-    /// that, the first one of the list.  Nothing without a microphone.
+    /// A program writes a report, which takes its time to get to the device.  Reports that
+    /// are on their way arrive in order, or never when the device leaves the bus meanwhile.
+    /// No index: the device has left already.
+    void write(std::optional<std::size_t> index, Report report, Done done);
+    /// These three concern the microphone that was opened first, or, before that, the first
+    /// one of the list.  Nothing without a microphone.
     void unplug();
     /// Under another product id if one is given.
     void plug(std::optional<std::uint16_t> productId, bool upgrading);
     void inject(const InputReport &report);
 
-    /// Lets all devices do what is due; when to call it again, if at all.  Any of the
+    /// Lets everything happen that is due; when to call it again, if at all.  Any of the
     /// functions above may bring that forward.
     std::optional<Clock::time_point> runDue();
 
-    /// The host did what it must not.
-    void violate(Microphone::Refusal refusal);
     const std::vector<Microphone::Refusal> &violations() const { return refusals; }
     /// The output reports that were taken, in order.
-    const std::vector<std::vector<std::uint8_t>> &packets() const { return taken; }
-
-    /// The trace's line for a report that was not taken.
-    void traceFailedWrite(const std::uint8_t *report, std::size_t length, const char *why);
+    const std::vector<Report> &packets() const { return taken; }
 
 private:
+    /// A report on its way.
+    struct Transfer
+    {
+        std::size_t index;
+        Report report;
+        Done done;
+        /// Which write it is, the first one being 1.
+        std::uint32_t call;
+        Time due;
+    };
+
     Time now() const;
     std::string nextPath();
-    std::optional<std::size_t> subject();
-    void becomeSubject(std::size_t index);
+    std::optional<std::size_t> configured();
+    void becomeConfigured(std::size_t index);
     void advance(std::size_t index);
-    void addVisitor(const DeviceId &id);
-    void runVisitor();
+    void addExtraDevice(const DeviceId &id);
+    void runExtraDevice();
     void carryOut(std::size_t index, const Microphone::Event &event);
     void send(std::size_t index, const InputReport &report);
+    void arrive(const Transfer &transfer);
+    void lose(const Report &report, const Done &done);
+    void loseTransfersTo(std::size_t index);
+    void violate(Microphone::Refusal refusal);
+    void traceFailedWrite(const Report &report, const char *why);
 
-    Trace *trace;
+    Trace trace;
     IBusListener *listener;
     const std::string pathPrefix;
     const Clock::time_point start = Clock::now();
     Settings settings;
     std::vector<Device> deviceList;
-    std::optional<std::size_t> subjectIndex;
+    std::optional<std::size_t> configuredIndex;
     int pathsGiven = 0;
-    /// When the visitor, the last of the list, comes or goes next.
-    std::optional<Time> visitorDue;
+    /// When the extra device, the last of the list, comes or goes next.
+    std::optional<Time> extraDue;
+    /// In order: a slow one holds up those behind it.
+    std::deque<Transfer> transfers;
+    std::uint32_t writes = 0;
+    std::uint32_t reportsSent = 0;
     std::vector<Microphone::Refusal> refusals;
-    std::vector<std::vector<std::uint8_t>> taken;
+    std::vector<Report> taken;
 };
 
 } // namespace sim

@@ -3,6 +3,7 @@
 #include "simulator/wire.h"
 
 #include <cstdint>
+#include <string>
 
 namespace sim {
 
@@ -19,6 +20,12 @@ constexpr DeviceNames deviceNames(std::uint16_t vendor)
     if (vendor == microphoneVendor)
         return {L"Velmo", L"Velmo microphone (simulated)", L"VS0001"};
     return {L"Simulator", L"HID device (simulated)", L"FS0001"};
+}
+
+/// The names are ASCII.
+inline std::string narrow(const wchar_t *text)
+{
+    return {text, text + std::char_traits<wchar_t>::length(text)};
 }
 
 constexpr std::uint16_t deviceRelease = 0x0100;

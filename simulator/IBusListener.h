@@ -1,12 +1,12 @@
 #pragma once
 
-#include "simulator/wire.h"
-
 #include <cstddef>
+#include <cstdint>
+#include <vector>
 
 namespace sim {
 
-/// What connects the devices of a bus to a host: it hears what they do.  Called from
+/// What connects the devices of a bus to a program: it hears what they do.  Called from
 /// inside Bus's own functions, on the thread that called those.
 class IBusListener
 {
@@ -23,7 +23,7 @@ public:
     /// It is back, possibly with another product id and another path.
     virtual void arrived(std::size_t index) = 0;
     /// It sends an input report.
-    virtual void sent(std::size_t index, const InputReport &report) = 0;
+    virtual void sent(std::size_t index, const std::vector<std::uint8_t> &report) = 0;
 
 protected:
     IBusListener() = default;

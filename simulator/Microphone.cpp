@@ -1,5 +1,7 @@
 #include "simulator/Microphone.h"
 
+#include "simulator/earliest.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -38,10 +40,8 @@ Microphone::Microphone(std::uint16_t vendorId, std::uint16_t productId,
 Microphone::Refusal Microphone::receive(const std::uint8_t *report, std::size_t length, Time now)
 {
     const Refusal refusal = judge(report, length);
-    if (refusal != Refusal::None) {
-        violationList.push_back({now, refusal});
+    if (refusal != Refusal::None)
         return refusal;
-    }
     const Payload payload = payloadOf(report);
     if (currentState == State::Idle || isRepeatedEntry(payload))
         takeEntry(payload, now);
@@ -135,7 +135,7 @@ void Microphone::scheduleVerdict(Time now)
 {
     timer(Quiet).reset();
     if (settings.verdict != VerdictKind::None && !timer(Verdict))
-        timer(Verdict) = now + settings.verdictDelay;
+        timer(Verdict) = now + verdictDelay;
 }
 
 void Microphone::opened(Time now)
@@ -169,8 +169,7 @@ std::optional<Time> Microphone::nextDeadline() const
 {
     std::optional<Time> next;
     for (const auto &due : timers)
-        if (due && (!next || *due < *next))
-            next = due;
+        next = earliest(next, due);
     return next;
 }
 
@@ -235,9 +234,6 @@ void Microphone::giveVerdict(Time at)
     switch (settings.verdict) {
     case VerdictKind::ByImage:
         code = check.isWhole() ? codeSuccess : codeFailure;
-        break;
-    case VerdictKind::Success5:
-        code = codeSuccess;
         break;
     case VerdictKind::Success6:
         code = codeSuccessOther;

@@ -64,12 +64,6 @@ public:
         State state;
     };
 
-    struct Violation
-    {
-        Time at;
-        Refusal refusal;
-    };
-
     /// A sealed image that stays incomplete has failed after so many times the
     /// `quiet` time: the host may pause longer than that between two batches.
     static constexpr int sealedPatience = 4;
@@ -101,7 +95,6 @@ public:
     /// Of the packet taken last: the entry packet is 0, data packets count from 1
     /// and on over a restarted upgrade.
     std::optional<std::uint32_t> lastPacket() const { return packet; }
-    const std::vector<Violation> &violations() const { return violationList; }
 
     /// One line of text, without line end.
     static const char *describe(Refusal refusal);
@@ -151,7 +144,6 @@ private:
     std::uint8_t pendingCode = 0;
     InputReport verdictReport{};
     std::vector<Event> events;
-    std::vector<Violation> violationList;
 };
 
 } // namespace sim

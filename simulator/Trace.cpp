@@ -2,24 +2,31 @@
 
 #include <array>
 #include <cstdio>
+#include <cstdlib>
 
 namespace sim {
 
 bool Trace::open()
 {
-    return file.openNamedBy("VELMO_SIM_TRACE");
+    const char *const name = std::getenv("VELMO_SIM_TRACE");
+    if (name == nullptr || *name == '\0')
+        return true;
+    file.open(name, std::ios::app | std::ios::binary);
+    return file.is_open();
 }
 
 void Trace::line(const char *event, const std::string &details)
 {
-    if (!file.isOpen())
+    if (!file.is_open())
         return;
-    const std::chrono::duration<double, std::milli> sinceLoad =
+    const std::chrono::duration<double, std::milli> sinceStart =
         std::chrono::steady_clock::now() - start;
     constexpr std::size_t timeTextSize = 32;
     std::array<char, timeTextSize> time{};
-    std::snprintf(time.data(), time.size(), "%.3f ", sinceLoad.count());
-    file.append(std::string(time.data()) + event + (details.empty() ? "" : " ") + details + '\n');
+    std::snprintf(time.data(), time.size(), "%.3f ", sinceStart.count());
+    // One write of the whole line: a process that is killed leaves none half done.
+    file << std::string(time.data()) + event + (details.empty() ? "" : " ") + details + '\n'
+         << std::flush;
 }
 
 std::string Trace::hex(const std::uint8_t *bytes, std::size_t size)
@@ -36,15 +43,18 @@ std::string Trace::hex(const std::uint8_t *bytes, std::size_t size)
     return text;
 }
 
-std::string Trace::ids(std::uint16_t vendor, std::uint16_t product)
+std::string Trace::hex(std::uint16_t id)
 {
     constexpr unsigned bitsPerByte = 8;
     constexpr unsigned lowByte = 0xFF;
-    const std::array<std::uint8_t, 4> bytes = {static_cast<std::uint8_t>(vendor >> bitsPerByte),
-                                               static_cast<std::uint8_t>(vendor & lowByte),
-                                               static_cast<std::uint8_t>(product >> bitsPerByte),
-                                               static_cast<std::uint8_t>(product & lowByte)};
-    return hex(bytes.data(), 2) + ":" + hex(bytes.data() + 2, 2);
+    const std::array<std::uint8_t, 2> bytes = {static_cast<std::uint8_t>(id >> bitsPerByte),
+                                               static_cast<std::uint8_t>(id & lowByte)};
+    return hex(bytes.data(), bytes.size());
+}
+
+std::string Trace::ids(std::uint16_t vendor, std::uint16_t product)
+{
+    return hex(vendor) + ':' + hex(product);
 }
 
 } // namespace sim

@@ -1,20 +1,19 @@
 #pragma once
 
-#include "simulator/AppendFile.h"
-
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <fstream>
 #include <string>
 
 namespace sim {
 
-/// The log of everything that happens, one line an event (README.md has the
-/// format).  Its owner makes sure that one thread at a time uses it.
+/// The log of everything that happens, one line an event (README.md has the format).  Its
+/// owner makes sure that one thread at a time uses it.
 class Trace
 {
 public:
-    /// Lines go to the file that VELMO_SIM_TRACE names, if it names one.  False
+    /// Lines go to the end of the file that VELMO_SIM_TRACE names, if it names one.  False
     /// when that file cannot be opened.
     bool open();
     /// Writes "TIME EVENT" and, if there are any, " DETAILS".
@@ -22,11 +21,13 @@ public:
 
     /// Upper-case digits without blanks.
     static std::string hex(const std::uint8_t *bytes, std::size_t size);
+    /// Four digits.
+    static std::string hex(std::uint16_t id);
     /// "3C9E:000B".
     static std::string ids(std::uint16_t vendor, std::uint16_t product);
 
 private:
-    AppendFile file;
+    std::ofstream file;
     std::chrono::steady_clock::time_point start = std::chrono::steady_clock::now();
 };
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/wire.h"
+#include "simulator/Bus.h"
 
 #include <cstddef>
 #include <deque>
@@ -15,8 +15,7 @@ struct hid_device_
     bool closed = false;
     /// The device has left the bus; one that comes back has to be opened anew.
     bool lost = false;
-    bool nonBlocking = false;
     /// The last read failed; the failures that follow it are not traced.
     bool failing = false;
-    std::deque<sim::InputReport> queue;
+    std::deque<sim::Bus::Report> queue;
 };

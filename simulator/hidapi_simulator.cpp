@@ -1,5 +1,5 @@
-/// The HID library's C interface over the simulator.  No function ever looks
-/// behind a handle: a closed, null or unknown one answers as a failure.
+/// The HID library's C interface over the simulator, as much of it as this system calls.  No
+/// function ever looks behind a handle: a closed, null or unknown one answers as a failure.
 
 #include "simulator/DeviceNames.h"
 #include "simulator/Simulator.h"
@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
-#include <cwchar>
 #include <string>
 
 namespace {
@@ -31,24 +30,6 @@ int outcome(const hid_device *device, int result, const wchar_t *failure)
 {
     lastError = {device, result < 0 ? failure : nullptr};
     return result;
-}
-
-int unsupported(const hid_device *device)
-{
-    return outcome(device, -1, L"the simulated device has no such thing");
-}
-
-int giveString(hid_device *device, wchar_t *string, size_t maxlen,
-               const wchar_t *DeviceNames::*name)
-{
-    const auto listing = Simulator::instance().describe(device);
-    if (!listing || string == nullptr || maxlen == 0)
-        return outcome(device, -1, L"the device handle is closed");
-    const std::wstring text = sim::deviceNames(listing->vendor).*name;
-    const std::size_t length = std::min(text.size(), maxlen - 1);
-    std::copy_n(text.begin(), length, string);
-    string[length] = L'\0';
-    return outcome(device, 0, nullptr);
 }
 
 // The records of the interface are C memory, as those of the real library.
@@ -80,15 +61,6 @@ hid_device_info *makeRecord(const Simulator::Listing &listing)
     record->usage = sim::deviceUsage;
     return record;
 }
-
-void freeRecord(hid_device_info *record)
-{
-    std::free(record->path);
-    std::free(record->serial_number);
-    std::free(record->manufacturer_string);
-    std::free(record->product_string);
-    std::free(record);
-}
 // NOLINTEND(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
 
 } // namespace
@@ -97,13 +69,11 @@ extern "C" {
 
 int HID_API_EXPORT HID_API_CALL hid_init(void)
 {
-    Simulator::instance().traceCall("init");
     return 0;
 }
 
 int HID_API_EXPORT HID_API_CALL hid_exit(void)
 {
-    Simulator::instance().traceCall("exit");
     return 0;
 }
 
@@ -125,22 +95,13 @@ void HID_API_EXPORT HID_API_CALL hid_free_enumeration(hid_device_info *devs)
 {
     while (devs != nullptr) {
         hid_device_info *const next = devs->next;
-        freeRecord(devs);
+        for (void *part :
+             {static_cast<void *>(devs->path), static_cast<void *>(devs->serial_number),
+              static_cast<void *>(devs->manufacturer_string),
+              static_cast<void *>(devs->product_string), static_cast<void *>(devs)})
+            std::free(part); // NOLINT: C memory
         devs = next;
     }
-}
-
-HID_API_EXPORT hid_device *HID_API_CALL hid_open(unsigned short vendor_id,
-                                                 unsigned short product_id,
-                                                 const wchar_t *serial_number)
-{
-    for (const auto &listing : Simulator::instance().enumerate(vendor_id, product_id)) {
-        if (serial_number == nullptr ||
-            std::wcscmp(serial_number, sim::deviceNames(listing.vendor).serial) == 0)
-            return hid_open_path(listing.path.c_str());
-    }
-    outcome(nullptr, -1, L"no such device");
-    return nullptr;
 }
 
 HID_API_EXPORT hid_device *HID_API_CALL hid_open_path(const char *path)
@@ -165,78 +126,24 @@ int HID_API_EXPORT HID_API_CALL hid_read_timeout(hid_device *dev, unsigned char 
                    L"the device cannot be read");
 }
 
-int HID_API_EXPORT HID_API_CALL hid_read(hid_device *dev, unsigned char *data, size_t length)
-{
-    return hid_read_timeout(dev, data, length, Simulator::instance().readTimeout(dev));
-}
-
-int HID_API_EXPORT HID_API_CALL hid_set_nonblocking(hid_device *dev, int nonblock)
-{
-    return outcome(dev, Simulator::instance().setNonBlocking(dev, nonblock != 0) ? 0 : -1,
-                   L"the device handle is closed");
-}
-
-int HID_API_EXPORT HID_API_CALL hid_send_feature_report(hid_device *dev,
-                                                        const unsigned char * /*data*/,
-                                                        size_t /*length*/)
-{
-    return unsupported(dev);
-}
-
-int HID_API_EXPORT HID_API_CALL hid_get_feature_report(hid_device *dev, unsigned char * /*data*/,
-                                                       size_t /*length*/)
-{
-    return unsupported(dev);
-}
-
-int HID_API_EXPORT HID_API_CALL hid_get_input_report(hid_device *dev, unsigned char * /*data*/,
-                                                     size_t /*length*/)
-{
-    return unsupported(dev);
-}
-
 void HID_API_EXPORT HID_API_CALL hid_close(hid_device *dev)
 {
     Simulator::instance().close(dev);
 }
 
-int HID_API_EXPORT_CALL hid_get_manufacturer_string(hid_device *dev, wchar_t *string, size_t maxlen)
-{
-    return giveString(dev, string, maxlen, &DeviceNames::manufacturer);
-}
-
 int HID_API_EXPORT_CALL hid_get_product_string(hid_device *dev, wchar_t *string, size_t maxlen)
 {
-    return giveString(dev, string, maxlen, &DeviceNames::product);
-}
-
-int HID_API_EXPORT_CALL hid_get_serial_number_string(hid_device *dev, wchar_t *string,
-                                                     size_t maxlen)
-{
-    return giveString(dev, string, maxlen, &DeviceNames::serial);
-}
-
-int HID_API_EXPORT_CALL hid_get_indexed_string(hid_device *dev, int /*string_index*/,
-                                               wchar_t * /*string*/, size_t /*maxlen*/)
-{
-    return unsupported(dev);
+    const auto listing = Simulator::instance().describe(dev);
+    if (!listing || string == nullptr || maxlen == 0)
+        return outcome(dev, -1, L"the device handle is closed");
+    const std::wstring text = sim::deviceNames(listing->vendor).product;
+    string[text.copy(string, maxlen - 1)] = L'\0';
+    return outcome(dev, 0, nullptr);
 }
 
 HID_API_EXPORT const wchar_t *HID_API_CALL hid_error(hid_device *dev)
 {
     return lastError.device == dev ? lastError.text : nullptr;
-}
-
-HID_API_EXPORT const hid_api_version *HID_API_CALL hid_version(void)
-{
-    static constexpr hid_api_version version = {HID_API_VERSION_MAJOR, HID_API_VERSION_MINOR,
-                                                HID_API_VERSION_PATCH};
-    return &version;
-}
-
-HID_API_EXPORT const char *HID_API_CALL hid_version_str(void)
-{
-    return HID_API_VERSION_STR;
 }
 
 int HID_API_EXPORT_CALL hid_max_input_report_len(hid_device *dev)

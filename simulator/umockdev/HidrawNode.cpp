@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -35,24 +34,6 @@ constexpr std::size_t nodeNamePrefix = sizeof("/dev/") - 1;
 [[noreturn]] void fail(const char *what)
 {
     throw std::system_error(errno, std::generic_category(), what);
-}
-
-/// Four digits in lower case, as in /sys.
-std::string hexadecimal(unsigned number)
-{
-    constexpr std::size_t size = sizeof("ffffffff");
-    std::array<char, size> text{};
-    std::snprintf(text.data(), text.size(), "%04x", number);
-    return text.data();
-}
-
-/// The names are ASCII.
-std::string narrow(const wchar_t *text)
-{
-    std::string narrowed;
-    for (; *text != L'\0'; ++text)
-        narrowed += static_cast<char>(*text);
-    return narrowed;
 }
 
 std::string taken(gchar *text)
@@ -76,13 +57,11 @@ void complete(UMockdevIoctlClient *client, long result, int error)
 
 } // namespace
 
-HidrawNode::HidrawNode(const Testbed &bed, Identity newIdentity, HostInbox &hostInbox,
-                       std::function<std::size_t()> reportSize)
+HidrawNode::HidrawNode(const Testbed &bed, Identity newIdentity, Inbox requestInbox)
     : testbed(bed)
     , self(std::move(newIdentity))
-    , inbox(hostInbox)
-    , nextReportSize(std::move(reportSize))
-    , handler(umockdev_ioctl_base_new())
+    , inbox(std::move(requestInbox))
+    , handler(owned(umockdev_ioctl_base_new()))
 {
     makeTerminal();
     g_signal_connect(handler.get(), "handle-ioctl", G_CALLBACK(onControl), this);
@@ -137,15 +116,16 @@ void HidrawNode::makeDevices()
     // Of all these calls: attributes, a null, properties, a null.
     const std::string usbName = "1-" + std::to_string(firstPort + self.port);
     usbDevice = taken(umockdev_testbed_add_device(
-        bed, "usb", usbName.c_str(), nullptr, "idVendor", hexadecimal(self.id.vendor).c_str(),
-        "idProduct", hexadecimal(self.id.product).c_str(), "bcdDevice",
-        hexadecimal(deviceRelease).c_str(), "manufacturer", manufacturer.c_str(), "product",
+        bed, "usb", usbName.c_str(), nullptr, "idVendor", Trace::hex(self.id.vendor).c_str(),
+        "idProduct", Trace::hex(self.id.product).c_str(), "bcdDevice",
+        Trace::hex(deviceRelease).c_str(), "manufacturer", manufacturer.c_str(), "product",
         productName.c_str(), "serial", serial.c_str(), nullptr, "DEVTYPE", "usb_device", nullptr));
     usbInterface = taken(umockdev_testbed_add_device(bed, "usb", (usbName + ":1.0").c_str(),
                                                      usbDevice.c_str(), "bInterfaceNumber", "00",
                                                      nullptr, "DEVTYPE", "usb_interface", nullptr));
     // Bus 3 is USB.
-    const std::string hidName = "0003:" + ids + '.' + hexadecimal(self.instance);
+    const std::string hidName =
+        "0003:" + ids + '.' + Trace::hex(static_cast<std::uint16_t>(self.instance));
     const std::string hidId = "0003:0000" + ids.substr(0, 4) + ":0000" + ids.substr(5);
     hidDevice = taken(umockdev_testbed_add_device(bed, "hid", hidName.c_str(), usbInterface.c_str(),
                                                   nullptr, "HID_ID", hidId.c_str(), "HID_NAME",
@@ -171,7 +151,7 @@ void HidrawNode::makeDevices()
 
 void HidrawNode::unplug()
 {
-    std::deque<GObjectPointer<UMockdevIoctlClient>> waiting;
+    std::deque<std::shared_ptr<UMockdevIoctlClient>> waiting;
     {
         const std::lock_guard<std::mutex> lock(mutex);
         if (std::exchange(gone, true))
@@ -203,7 +183,7 @@ void HidrawNode::forgetReports()
         takeToken();
 }
 
-std::optional<InputReport> HidrawNode::send(const InputReport &report)
+std::optional<Bus::Report> HidrawNode::send(const Bus::Report &report)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (gone)
@@ -215,7 +195,7 @@ std::optional<InputReport> HidrawNode::send(const InputReport &report)
         return std::nullopt;
     }
     if (reports.size() > queueSize) {
-        const InputReport oldest = reports.front();
+        const Bus::Report oldest = reports.front();
         reports.pop_front();
         return oldest;
     }
@@ -228,8 +208,9 @@ std::optional<InputReport> HidrawNode::send(const InputReport &report)
 void HidrawNode::handOver(UMockdevIoctlClient *reader)
 {
     UMockdevIoctlData *const buffer = umockdev_ioctl_client_get_arg(reader);
-    const std::size_t size = std::min(nextReportSize(), static_cast<std::size_t>(buffer->data_len));
-    std::copy_n(reports.front().begin(), size, buffer->data);
+    const Bus::Report &report = reports.front();
+    const std::size_t size = std::min(report.size(), static_cast<std::size_t>(buffer->data_len));
+    std::copy_n(report.begin(), size, buffer->data);
     reports.pop_front();
     complete(reader, static_cast<long>(size), 0);
 }
@@ -294,7 +275,7 @@ gboolean HidrawNode::onRead(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient *c
     if (self->gone) {
         complete(client, -1, EIO);
     } else if (self->reports.empty()) {
-        self->readers.push_back(anotherReference(client));
+        self->readers.push_back(owned(UMOCKDEV_IOCTL_CLIENT(g_object_ref(client))));
     } else {
         self->takeToken();
         self->handOver(client);
@@ -306,7 +287,7 @@ gboolean HidrawNode::onWrite(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient *
                              gpointer node)
 {
     auto *const self = static_cast<HidrawNode *>(node);
-    self->inbox.put({self, anotherReference(client), Bus::Clock::now()});
+    self->inbox({self, owned(UMOCKDEV_IOCTL_CLIENT(g_object_ref(client)))});
     return TRUE;
 }
 
@@ -315,7 +296,7 @@ void HidrawNode::onOpened(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient * /*
 {
     auto *const self = static_cast<HidrawNode *>(node);
     self->forgetReports();
-    self->inbox.put({self, nullptr, Bus::Clock::now()});
+    self->inbox({self, nullptr});
 }
 
 } // namespace sim

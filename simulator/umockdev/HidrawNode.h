@@ -1,17 +1,15 @@
 #pragma once
 
-#include "simulator/Settings.h"
-#include "simulator/host/FileDescriptor.h"
-#include "simulator/umockdev/GObjectPointer.h"
-#include "simulator/umockdev/HostInbox.h"
+#include "simulator/Bus.h"
+#include "simulator/umockdev/FileDescriptor.h"
 #include "simulator/umockdev/Testbed.h"
-#include "simulator/wire.h"
 
 #include <umockdev.h>
 
 #include <cstddef>
 #include <deque>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -46,23 +44,29 @@ public:
         unsigned instance;
     };
 
-    /// Plugs it in.  Opening and writing it puts requests into `inbox`; `nextReportSize`
-    /// says how much of a report its reader gets, on the test bed's thread.  Throws
+    /// What a program did with the node.
+    struct Request
+    {
+        HidrawNode *node;
+        /// A write that waits to be completed; null: the node was opened.
+        std::shared_ptr<UMockdevIoctlClient> writer;
+    };
+    using Inbox = std::function<void(Request)>;
+
+    /// Plugs it in.  Requests go to `requestInbox`, on the test bed's thread.  Throws
     /// std::system_error when the system is out of terminals.
-    HidrawNode(const Testbed &bed, Identity newIdentity, HostInbox &hostInbox,
-               std::function<std::size_t()> reportSize);
+    HidrawNode(const Testbed &bed, Identity newIdentity, Inbox requestInbox);
     ~HidrawNode() = default;
     HidrawNode(const HidrawNode &) = delete;
     HidrawNode &operator=(const HidrawNode &) = delete;
     HidrawNode(HidrawNode &&) = delete;
     HidrawNode &operator=(HidrawNode &&) = delete;
 
-    const Identity &identity() const { return self; }
     /// Reports before this moment are not for who opens it now.
     void forgetReports();
     /// Queues an input report.  When the queue is full, the oldest report goes: it is
     /// returned.
-    std::optional<InputReport> send(const InputReport &report);
+    std::optional<Bus::Report> send(const Bus::Report &report);
     /// Takes it off the bus.  Reads that wait fail.
     void unplug();
 
@@ -80,9 +84,8 @@ private:
 
     const Testbed &testbed;
     const Identity self;
-    HostInbox &inbox;
-    const std::function<std::size_t()> nextReportSize;
-    GObjectPointer<UMockdevIoctlBase> handler;
+    const Inbox inbox;
+    std::shared_ptr<UMockdevIoctlBase> handler;
     /// In /sys, from the outermost on.
     std::string usbDevice;
     std::string usbInterface;
@@ -94,8 +97,8 @@ private:
     bool gone = false;
     FileDescriptor master;
     FileDescriptor slave;
-    std::deque<InputReport> reports;
-    std::deque<GObjectPointer<UMockdevIoctlClient>> readers;
+    std::deque<Bus::Report> reports;
+    std::deque<std::shared_ptr<UMockdevIoctlClient>> readers;
 };
 
 } // namespace sim

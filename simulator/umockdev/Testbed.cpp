@@ -15,7 +15,7 @@ namespace {
 /// What the test bed puts behind the temporary folder's name to make a socket's.
 constexpr std::string_view longestSocketName = "/umockdev.XXXXXX/ioctl/dev/hidraw0000";
 
-GObjectPointer<UMockdevTestbed> makeBed()
+UMockdevTestbed *makeBed()
 {
     // It would end the process itself, without saying why.
     const std::string folder = g_get_tmp_dir();
@@ -29,13 +29,13 @@ GObjectPointer<UMockdevTestbed> makeBed()
                                  "' is too long for the sockets in it, set "
                                  "it to a folder with a name of at most " +
                                  std::to_string(room) + " bytes");
-    return GObjectPointer<UMockdevTestbed>(umockdev_testbed_new());
+    return umockdev_testbed_new();
 }
 
 } // namespace
 
 Testbed::Testbed()
-    : bed(makeBed())
+    : bed(owned(makeBed()))
 {
     // Not asked before: it remembers its answer, which is no without a test bed.
     if (!umockdev_in_mock_environment())

@@ -1,12 +1,18 @@
 #pragma once
 
-#include "simulator/umockdev/GObjectPointer.h"
-
 #include <umockdev.h>
 
+#include <memory>
 #include <string>
 
 namespace sim {
+
+/// Takes over one reference to a GLib object.
+template <typename T>
+std::shared_ptr<T> owned(T *object)
+{
+    return {object, g_object_unref};
+}
 
 /// A false /sys and /dev in a temporary folder, for this process and its children.
 class Testbed
@@ -21,7 +27,7 @@ public:
     const std::string &root() const { return rootFolder; }
 
 private:
-    GObjectPointer<UMockdevTestbed> bed;
+    std::shared_ptr<UMockdevTestbed> bed;
     std::string rootFolder;
 };
 

@@ -1,12 +1,14 @@
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
 
+#include <windows.h>
+
 namespace sim {
 
-/// The driver's control device (control_codes.h), open.  Any thread may call.
+/// The driver's control device (control_codes.h), open.  Results are Windows' error codes,
+/// 0 for none.
 class ControlDevice
 {
 public:
@@ -17,16 +19,18 @@ public:
     ControlDevice(ControlDevice &&) = delete;
     ControlDevice &operator=(ControlDevice &&) = delete;
 
-    /// Results are Windows' error codes, 0 for none.  As long as somebody else has it, or
-    /// the devices of somebody before are still leaving, it waits.
-    unsigned long open(std::chrono::milliseconds patience);
+    DWORD open();
+    /// Waits until the driver is done with it.
+    DWORD call(std::uint32_t code, const void *in, std::size_t inSize);
+    /// Sets its event when finish() has something to give.  All that is handed over stays
+    /// until then.
+    DWORD begin(std::uint32_t code, const void *in, std::size_t inSize, void *out,
+                std::size_t outSize, OVERLAPPED *overlapped);
     /// Waits until the driver is done with it; exactly `outSize` bytes must come back.
-    unsigned long call(std::uint32_t code, const void *in, std::size_t inSize, void *out = nullptr,
-                       std::size_t outSize = 0) const;
+    DWORD finish(std::size_t outSize, OVERLAPPED *overlapped);
 
 private:
-    /// A HANDLE; Windows' headers are not for other headers.
-    void *handle = nullptr;
+    HANDLE handle = nullptr;
 };
 
 } // namespace sim

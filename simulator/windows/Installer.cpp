@@ -1,10 +1,10 @@
 #include "simulator/windows/Installer.h"
 
 #include "simulator/windows/ControlDevice.h"
-#include "simulator/windows/control_codes.h"
 
 #include <array>
-#include <chrono>
+#include <stdexcept>
+#include <string>
 #include <vector>
 
 // The first of them comes before all that need it.
@@ -20,7 +20,6 @@ namespace {
 constexpr const wchar_t *deviceName = L"ROOT\\VELMOSIM\\0000";
 /// A list: it ends in two zeros.
 constexpr std::array<wchar_t, 15> hardwareId = {L"ROOT\\VELMOSIM\0"};
-constexpr std::chrono::milliseconds atOnce{0};
 
 class DeviceSet
 {
@@ -46,16 +45,16 @@ public:
                                                  sizeof hardwareId) != FALSE &&
                SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, &device) != FALSE;
     }
-    bool remove() { return SetupDiCallClassInstaller(DIF_REMOVE, set, &device) != FALSE; }
 
 private:
     HDEVINFO set;
     SP_DEVINFO_DATA device = {sizeof device, {}, 0, 0};
 };
 
-std::string failure(const char *what)
+[[noreturn]] void fail(const char *what)
 {
-    return std::string(what) + ": Windows' error " + std::to_string(GetLastError());
+    throw std::runtime_error(std::string(what) + ": Windows' error " +
+                             std::to_string(GetLastError()));
 }
 
 std::wstring besideThisProgram(const wchar_t *name)
@@ -74,42 +73,19 @@ std::wstring besideThisProgram(const wchar_t *name)
 
 } // namespace
 
-std::string Installer::install()
+void Installer::install()
 {
-    {
-        ControlDevice running;
-        const unsigned long error = running.open(atOnce);
-        if (error == ERROR_SHARING_VIOLATION)
-            return {}; // whoever uses it will see which version it is
-        std::uint32_t version = 0;
-        if (error == ERROR_SUCCESS) {
-            running.call(VELMO_IOCTL_VERSION, nullptr, 0, &version, sizeof version);
-            return version == velmo_interface_version
-                       ? std::string()
-                       : "another version of the driver runs: end it with 'wineserver -k'";
-        }
-    }
+    if (ControlDevice().open() == ERROR_SUCCESS)
+        return;
     DeviceSet devices;
     if (!devices.open() && !devices.create())
-        return failure("the bus could not be registered");
+        fail("the bus could not be registered");
     const std::wstring inf = besideThisProgram(L"velmosim.inf");
     BOOL restart = FALSE;
     if (UpdateDriverForPlugAndPlayDevicesW(nullptr, hardwareId.data(), inf.c_str(),
                                            INSTALLFLAG_FORCE, &restart) == FALSE)
-        return failure("the driver could not be installed (velmosim.inf and velmosim.sys must "
-                       "stand beside this program)");
-    ControlDevice started;
-    if (started.open(atOnce) != ERROR_SUCCESS)
-        return failure("the driver was installed but does not run");
-    return {};
-}
-
-std::string Installer::remove()
-{
-    DeviceSet devices;
-    if (!devices.open())
-        return "the bus is not installed";
-    return devices.remove() ? std::string() : failure("the bus could not be removed");
+        fail("the driver could not be installed (velmosim.inf and velmosim.sys must stand beside "
+             "this program)");
 }
 
 } // namespace sim

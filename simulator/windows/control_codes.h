@@ -1,11 +1,11 @@
 #pragma once
 
 /*
- * What velmo-simbridge.exe asks of velmosim.sys, over \\.\VelmoSim.  Both are compiled
- * from this header; interface_version tells when they were not.
+ * What velmo-sim-wine.exe asks of velmosim.sys, over \\.\VelmoSim.  Both are compiled
+ * from this header.
  *
- * One process at a time may have the control device open.  All devices leave the bus when
- * it closes it, however it ends.
+ * One process at a time has the bus.  All devices leave it when that one closes the control
+ * device, however it ends.
  */
 
 #ifdef __cplusplus
@@ -21,8 +21,9 @@ extern "C" {
 
 /* FILE_DEVICE_UNKNOWN, METHOD_BUFFERED, FILE_ANY_ACCESS; codes from 0x800 on are free. */
 #define VELMO_CONTROL_CODE(number) ((UINT32_C(0x22) << 16) | ((UINT32_C(0x800) + (number)) << 2))
-/** out: uint32_t, velmo_interface_version of the driver */
-#define VELMO_IOCTL_VERSION VELMO_CONTROL_CODE(0)
+/** Takes the bus.  Fails as long as another has it, or devices of one before are on their
+    way out. */
+#define VELMO_IOCTL_CLAIM VELMO_CONTROL_CODE(0)
 /** in: velmo_plug.  The device is on the bus; the system takes its time to notice. */
 #define VELMO_IOCTL_PLUG VELMO_CONTROL_CODE(1)
 /** in: velmo_slot.  Ends when the system has let go of the device. */
@@ -37,7 +38,6 @@ extern "C" {
 
 enum
 {
-    velmo_interface_version = 1,
     velmo_slots = 16,
     velmo_report_room = 128,
     velmo_descriptor_room = 128,

@@ -31,7 +31,8 @@ void control_delete(void)
     IoDeleteDevice(velmo.control);
 }
 
-NTSTATUS control_open(IRP *irp)
+/* Not when it is opened: wine does not tell whether that went well. */
+static NTSTATUS claim(IRP *irp)
 {
     FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
     KIRQL irql = PASSIVE_LEVEL;
@@ -73,11 +74,8 @@ NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp)
     void *const buffer = irp->AssociatedIrp.SystemBuffer;
 
     switch (request->Parameters.DeviceIoControl.IoControlCode) {
-    case VELMO_IOCTL_VERSION:
-        if (out < sizeof(uint32_t))
-            break;
-        *(uint32_t *)buffer = velmo_interface_version;
-        return complete(irp, STATUS_SUCCESS, sizeof(uint32_t));
+    case VELMO_IOCTL_CLAIM:
+        return claim(irp);
     case VELMO_IOCTL_PLUG:
         if (in < sizeof(struct velmo_plug))
             break;

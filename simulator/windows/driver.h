@@ -65,7 +65,7 @@ struct velmo_driver
     DEVICE_OBJECT *control;
     DEVICE_OBJECT *bus; /* null while there is none */
     DEVICE_OBJECT *children[velmo_slots];
-    FILE_OBJECT *owner;   /* the one open control handle */
+    FILE_OBJECT *owner;   /* the control handle that the devices belong to */
     ULONG device_counter; /* makes device names different */
 };
 
@@ -80,7 +80,6 @@ NTSTATUS child_pnp(DEVICE_OBJECT *device, IRP *irp);
 NTSTATUS child_hid_request(DEVICE_OBJECT *device, IRP *irp);
 NTSTATUS control_create(DRIVER_OBJECT *driver);
 void control_delete(void);
-NTSTATUS control_open(IRP *irp);
 NTSTATUS control_close(IRP *irp);
 NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp);
 

@@ -18,8 +18,8 @@ static enum device_kind kind_of(const DEVICE_OBJECT *device)
 static NTSTATUS NTAPI on_create(DEVICE_OBJECT *device, IRP *irp)
 {
     /* Children are opened through the drivers above them. */
-    return kind_of(device) == kind_control ? control_open(irp)
-                                           : complete(irp, STATUS_ACCESS_DENIED, 0);
+    return complete(irp, kind_of(device) == kind_control ? STATUS_SUCCESS : STATUS_ACCESS_DENIED,
+                    0);
 }
 
 static NTSTATUS NTAPI on_close(DEVICE_OBJECT *device, IRP *irp)

@@ -68,10 +68,10 @@ QList<Scenario> scenarios()
          Violations::None},
 
         {"a foreign device comes and goes", plain, good,
-         quick("visitor=046D:000B;visitor-at=5;visitor-stay=20"), Ending::Exits, "success 1", 100,
-         all, Violations::None},
+         quick("extra=046D:000B;extra-at=5;extra-stay=20"), Ending::Exits, "success 1", 100, all,
+         Violations::None},
         {"a second microphone comes and goes", plain, good,
-         quick("visitor=0010;visitor-at=5;visitor-stay=20"), Ending::Exits, "success 1", 100, all,
+         quick("extra=0010;extra-at=5;extra-stay=20"), Ending::Exits, "success 1", 100, all,
          Violations::None},
 
         {"plain, the right one of two", plain, good, quick("devices=0010,000B"), Ending::Exits,
@@ -96,6 +96,8 @@ QList<Scenario> scenarios()
         {"the microphone of another image", r5, good, "devices=000B,0011,0065", Ending::Exits,
          "success -1", noPercent, 0, Violations::None},
 
+        {"success verdict of the other kind", plain, good, quick("verdict=success6"), Ending::Exits,
+         "success 1", 100, all, Violations::None},
         {"failure verdict at the end", plain, good, quick("verdict=failure4"), Ending::Exits,
          "success -1", 100, all, Violations::None},
         {"failure verdict midway", plain, good, quick("verdict=failure2;verdict-at=20"),

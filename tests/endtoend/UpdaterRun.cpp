@@ -38,7 +38,9 @@ UpdaterRun::UpdaterRun()
     process.setWorkingDirectory(home.path());
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
-    Transport::chosen().clean();
+    // What an earlier run may have left outside its home.
+    if (QFile::exists(resultFile()) && !QFile::remove(resultFile()))
+        qFatal("%s: cannot be removed", qPrintable(resultFile()));
 }
 
 UpdaterRun::~UpdaterRun()
@@ -83,7 +85,9 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
     environment.insert(QStringLiteral("HOME"), home.path());
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
     environment.insert(QStringLiteral("TMPDIR"), path("tmp"));
-    Transport::chosen().prepare(&environment);
+    const QMap<QString, QString> &besides = Transport::chosen().environment;
+    for (auto variable = besides.begin(); variable != besides.end(); ++variable)
+        environment.insert(variable.key(), variable.value());
     environment.insert(QStringLiteral("VELMO_SIM"), QString::fromLatin1(simulator));
     environment.insert(QStringLiteral("VELMO_SIM_TRACE"), trace);
     return environment;
@@ -92,7 +96,7 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
 void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator)
 {
     process.setProcessEnvironment(environment(simulator, path("trace.txt")));
-    QStringList command = Transport::chosen().command() + arguments;
+    QStringList command = Transport::chosen().command + arguments;
     const QString program = command.takeFirst();
     process.start(program, command);
     QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
@@ -104,7 +108,7 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
     process.setProcessEnvironment(environment(simulator, path("trace.txt")));
     process.start(QStringLiteral("sh"),
                   QStringList{QStringLiteral("-c"), QString::fromLatin1(commands)} +
-                      Transport::chosen().command() + arguments);
+                      Transport::chosen().command + arguments);
     QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
 }
 
@@ -113,7 +117,7 @@ void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
 {
     second->setWorkingDirectory(home.path());
     second->setProcessEnvironment(environment(simulator, path("second-trace.txt")));
-    QStringList command = Transport::chosen().secondCommand() + arguments;
+    QStringList command = Transport::chosen().secondCommand + arguments;
     const QString program = command.takeFirst();
     second->start(program, command);
 }
@@ -142,11 +146,16 @@ void UpdaterRun::kill()
     process.waitForFinished(killTimeoutMs);
 }
 
+QString UpdaterRun::resultFile() const
+{
+    return QDir(home.path()).filePath(Transport::chosen().resultFile);
+}
+
 QByteArray UpdaterRun::result() const
 {
     constexpr char lineEnd = '\0'; // in no result
-    return contentOf(Transport::chosen().resultFile(home.path()))
-        .replace(Transport::chosen().lineEnd(), QByteArray(1, lineEnd))
+    return contentOf(resultFile())
+        .replace(Transport::chosen().lineEnd, QByteArray(1, lineEnd))
         // An end that is none there is left as what no test expects.
         .replace('\n', "<LF>")
         .replace('\r', "<CR>")

@@ -55,6 +55,7 @@ public:
     QString display;
 
 private:
+    QString resultFile() const;
     QProcessEnvironment environment(const QByteArray &simulator, const QString &trace) const;
 
     QTemporaryDir home;

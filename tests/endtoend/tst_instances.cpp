@@ -60,7 +60,7 @@ private slots:
 
     void of_many_started_at_once_one_runs()
     {
-        if (Transport::chosen().command().size() > 1)
+        if (Transport::chosen().command.size() > 1)
             // NOLINTNEXTLINE(clang-diagnostic-gnu-zero-variadic-macro-arguments)
             QSKIP("starts all of them on buses of their own, which only the drop-in has");
         constexpr int starters = 30;

@@ -84,7 +84,8 @@ constexpr int failure = 2;
 
 Q_DECLARE_METATYPE(Change)
 
-/// The simulated microphone as a state machine, on a clock of the test's own.
+/// The simulated microphone as a state machine, on a clock of the test's own, and what sets
+/// it up.
 class MicrophoneTest : public QObject
 {
     Q_OBJECT
@@ -109,8 +110,6 @@ private slots:
         QCOMPARE(bench.send(packets[0]), Refusal::Absent);
         bench.microphone.plug(0x000B, false, bench.now);
         QCOMPARE(bench.send(packets[1]), Refusal::NotUpgrading);
-        QCOMPARE(bench.microphone.violations().size(), std::size_t{8});
-        QCOMPARE(bench.microphone.violations()[2].refusal, Refusal::NotUpgrading);
 
         bench.microphone = Microphone(0x046D, 0xC31C, MicrophoneSettings());
         QCOMPARE(bench.send(packets[0]), Refusal::Foreign);
@@ -132,6 +131,9 @@ private slots:
         row("record doubled", failure, [](auto &all) { all.insert(all.begin() + 7, all[7]); });
         row("last packet doubled", failure, [](auto &all) { all.push_back(all.back()); });
         row("two records swapped", failure, [](auto &all) { std::swap(all[7], all[8]); });
+        row("byte damaged", failure, [](auto &all) { all[2][9] ^= 0x10; });
+        row("two packets of a record swapped", failure,
+            [](auto &all) { std::swap(all[2], all[3]); });
         row("padding not zero", failure, [](auto &all) { all[6][60] = 1; });
         row("record length 2", failure, [](auto &all) { all[7][2] = 2; });
         row("seal of another image", failure, [](auto &all) { all[0][8] ^= 1; });
@@ -166,16 +168,6 @@ private slots:
         }
     }
 
-    void failsADamagedImageAtOnce()
-    {
-        // Each of these is damage: the first one's verdict is not put off by the rest.
-        Packets packets(7, Packet{0x4B});
-        packets[0] = packetsOf({64, 64, 64, 64, 64, 64, 64})[0];
-        Bench bench;
-        bench.flash(packets);
-        QCOMPARE(bench.verdict(), failure);
-    }
-
     void answersOnceAfterTheLastPacket()
     {
         Bench bench;
@@ -191,51 +183,6 @@ private slots:
         QCOMPARE(int{answers[0].report[4]}, 0x0B);
         QCOMPARE(int{answers[0].report[7]}, 1);
         QCOMPARE(int{answers[1].report[7]}, 3);
-    }
-
-    void answersAsAsked_data()
-    {
-        QTest::addColumn<int>("confirmations");
-        QTest::addColumn<int>("verdict");
-        QTest::newRow("silent=no") << 3 << success;
-        QTest::newRow("silent=entry") << 2 << success;
-        QTest::newRow("silent=data") << 1 << success;
-        QTest::newRow("silent=all") << 0 << -1;
-        QTest::newRow("verdict=none") << 3 << -1;
-        // Given at packet 1 it is the last answer; before an answer, it replaces that.
-        QTest::newRow("verdict=by-image;verdict-at=1") << 2 << failure;
-        QTest::newRow("verdict=success5;verdict-at=1;answer-delay=20") << 1 << 5;
-        QTest::newRow("verdict=success6;answer-delay=20") << 2 << 6;
-        QTest::newRow("verdict=failure2") << 3 << 2;
-        QTest::newRow("verdict=failure4") << 3 << 4;
-        QTest::newRow("verdict=failure-flag") << 3 << 0x103;
-    }
-
-    void answersAsAsked()
-    {
-        Bench bench(QTest::currentDataTag());
-        const auto packets = packetsOf({64, 64});
-        bench.flash({packets[0], packets[1]});
-        bench.pass(100ms);
-        bench.send(packets[2]);
-        bench.pass(1s);
-        QTEST(static_cast<int>(bench.of(Kind::Confirmation).size()), "confirmations");
-        QTEST(bench.verdict(), "verdict");
-    }
-
-    void repeatsItsVerdictUntilItIsUnplugged()
-    {
-        Bench bench("verdict-repeat=10");
-        bench.flash(packetsOf({64, 64}));
-        bench.pass(100ms);
-        auto verdicts = bench.of(Kind::Verdict);
-        QCOMPARE(verdicts.size(), std::size_t{10}); // from 5 ms on
-        QVERIFY(verdicts.front().report == verdicts.back().report);
-        QCOMPARE(verdicts.back().at - verdicts.front().at, Time(90ms));
-        bench.microphone.unplug(bench.now);
-        bench.microphone.plug(0x000B, false, bench.now);
-        bench.pass(100ms);
-        QCOMPARE(bench.of(Kind::Verdict).size(), verdicts.size());
     }
 
     void aRepeatedEntryPacketStartsOver()
@@ -274,6 +221,33 @@ private slots:
             bench.pass(10s);
             QCOMPARE(bench.verdict(), upgrading ? success : -1);
         }
+    }
+
+    void whatIsNoSettingIsRefused_data()
+    {
+        QTest::addColumn<QString>("named");
+        const auto rows = [](const char *named, std::initializer_list<const char *> texts) {
+            for (const char *text : texts)
+                QTest::newRow(text) << QString::fromLatin1(named);
+        };
+        rows("vanish", {"vanish"});
+        rows("anwser-delay", {"anwser-delay=1", " quiet=1 ;; anwser-delay=1"});
+        rows("quiet", {"quiet=1;quiet=2", "quiet=-1", "quiet=5ms", "quiet=1.5", "quiet=600001"});
+        rows("devices", {"devices=", "devices=000B,", "devices=none,000B", "devices=10000"});
+        rows("verdict", {"verdict=success"});
+        rows("fail-writes", {"fail-writes=0", "fail-writes=1-3"});
+        rows("extra", {"extra=none", "extra=1,2"});
+        rows("verdict-repeat", {"verdict-repeat=0"});
+    }
+
+    void whatIsNoSettingIsRefused()
+    {
+        QFETCH(QString, named);
+        const auto parsed = Settings::parse(QTest::currentDataTag());
+        const auto *const fault = std::get_if<std::string>(&parsed);
+        QVERIFY(fault != nullptr);
+        const QString line = QString::fromStdString(*fault);
+        QVERIFY2(line.startsWith(named + ':') && !line.contains('\n'), fault->c_str());
     }
 };
 

@@ -48,9 +48,6 @@ private slots:
                                 << "" << 128 + SIGTERM << QByteArray();
         QTest::newRow("mistake") << "exit 7"
                                  << "device=1" << 78 << QByteArray("VELMO_SIM:");
-        QTest::newRow("not offered")
-            << "exit 7"
-            << "fail-reads=1" << 78 << QByteArray("VELMO_SIM: fail-reads:");
     }
 
     void endsWithItsProgram()

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "simulator/Bus.h"
+#include "simulator/IBusListener.h"
+#include "simulator/umockdev/HidrawNode.h"
+#include "simulator/umockdev/Testbed.h"
+
+#include <condition_variable>
+#include <cstddef>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+namespace sim {
+
+/// The simulated bus behind a test bed's hidraw nodes, around one program.
+///
+/// One thread owns the bus; what the test bed's own thread hears of the program comes
+/// to it through the inbox.
+class UmockdevHost : private IBusListener
+{
+public:
+    /// Plugs the settings' devices in.  Throws std::runtime_error with a sentence.
+    UmockdevHost();
+    /// Starts the program and serves it until it ends; its exit code, or 128 and the number
+    /// of the signal that ended it.  The thread that calls this lives as long as the process.
+    int run(char *const *arguments);
+
+private:
+    void departed(std::size_t index) override;
+    void arrived(std::size_t index) override;
+    void sent(std::size_t index, const Bus::Report &report) override;
+
+    void take(const HidrawNode::Request &request);
+
+    Bus bus;
+    /// Guards what follows.
+    std::mutex mutex;
+    std::condition_variable wake;
+    std::vector<HidrawNode::Request> inbox;
+    std::optional<int> exitCode;
+
+    /// All that there ever were: a program may have any of them open.
+    std::vector<std::unique_ptr<HidrawNode>> nodes;
+    /// By the device's index; null while it is off the bus.
+    std::vector<HidrawNode *> current;
+    /// Gone before the nodes: its thread calls them.
+    Testbed testbed;
+};
+
+} // namespace sim

@@ -1,0 +1,258 @@
+#include "simulator/windows/WineHost.h"
+
+#include "simulator/DeviceNames.h"
+#include "simulator/reportDescriptor.h"
+#include "simulator/runProgram.h"
+#include "simulator/windows/Installer.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdlib>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+namespace sim {
+
+namespace {
+
+/// Until whoever had the driver before has left.
+constexpr std::chrono::milliseconds claimPatience{10000};
+/// Until the system has made a device of what was plugged in (20 to 50 ms).
+constexpr std::chrono::milliseconds plugPatience{10000};
+constexpr DWORD pauseMs = 2;
+/// Wine's name for the root of Linux' files.
+constexpr const wchar_t *linuxDrive = L"Z:";
+constexpr const char *traceVariable = "VELMO_SIM_TRACE";
+
+void check(DWORD error, const char *what)
+{
+    if (error != ERROR_SUCCESS)
+        throw std::runtime_error(std::string(what) + ": Windows' error " + std::to_string(error));
+}
+
+/// For calls that leave their error behind.
+void check(BOOL ok, const char *what)
+{
+    check(ok ? DWORD{ERROR_SUCCESS} : GetLastError(), what);
+}
+
+/// Into a field of velmo_text_room zeros.  What does not fit is left out; one zero stays.
+template <typename Text>
+void put(const Text &text, std::uint16_t *room)
+{
+    const std::size_t size = std::min<std::size_t>(text.size(), velmo_text_room - 1);
+    std::transform(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(size), room,
+                   [](auto character) { return static_cast<std::uint16_t>(character); });
+}
+
+/// Until programs can open the device by the name that Windows gives its interface.
+void waitForInterface(const Microphone &microphone, const std::string &instance)
+{
+    const std::string name = "\\\\?\\HID#VID_" + Trace::hex(microphone.vendorId()) + "&PID_" +
+                             Trace::hex(microphone.productId()) + '#' + instance +
+                             "#{4d1e55b2-f16f-11cf-88cb-001111000030}";
+    const auto end = std::chrono::steady_clock::now() + plugPatience;
+    while (std::chrono::steady_clock::now() < end) {
+        HANDLE device = CreateFileA(name.c_str(), 0, FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+        if (device != INVALID_HANDLE_VALUE) { // NOLINT: the macro's cast
+            CloseHandle(device);
+            return;
+        }
+        Sleep(pauseMs);
+    }
+    throw std::runtime_error("wine does not recognise the device that was plugged in");
+}
+
+/// Rounded up, so that what is waited for is due.
+DWORD timeout(const std::optional<Bus::Clock::time_point> &until)
+{
+    if (!until)
+        return INFINITE;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(*until - Bus::Clock::now());
+    return static_cast<DWORD>(std::max<long long>(left.count(), 0));
+}
+
+/// Without this program's own name and what separates the two.
+const wchar_t *commandLineOfProgram()
+{
+    std::wstring_view line = GetCommandLineW();
+    const wchar_t end = line.front() == L'"' ? L'"' : L' ';
+    line.remove_prefix(line.find(end, 1) + 1);
+    line.remove_prefix(line.find_first_not_of(L' '));
+    return line.data();
+}
+
+/// Started with our own streams.  It is killed when this process ends.
+HANDLE start(const std::wstring &program, std::wstring commandLine)
+{
+    HANDLE job = CreateJobObjectW(nullptr, nullptr);
+    JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
+    limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
+    check(SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits),
+          "there is no job for the program");
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdInput = GetStdHandle(STD_INPUT_HANDLE);
+    startup.hStdOutput = GetStdHandle(STD_OUTPUT_HANDLE);
+    startup.hStdError = GetStdHandle(STD_ERROR_HANDLE);
+    PROCESS_INFORMATION process{};
+    check(CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
+                         CREATE_SUSPENDED, nullptr, nullptr, &startup, &process),
+          "the program cannot be started");
+    check(AssignProcessToJobObject(job, process.hProcess), "the program is in another job");
+    ResumeThread(process.hThread);
+    CloseHandle(process.hThread);
+    return process.hProcess;
+}
+
+} // namespace
+
+int runProgram(char **arguments)
+{
+    // Paths may be Linux' own.
+    const std::string trace = std::getenv(traceVariable) ? std::getenv(traceVariable) : "";
+    if (!trace.empty() && trace.front() == '/')
+        _putenv_s(traceVariable, (narrow(linuxDrive) + trace).c_str());
+    const wchar_t *const commandLine = commandLineOfProgram();
+    const std::string_view name = arguments[1];
+    std::wstring program(name.begin(), name.end());
+    if (name.front() == '/')
+        program.insert(0, linuxDrive);
+    // A program without a console would write its debug output to a debugger.
+    SetEnvironmentVariableW(L"QT_FORCE_STDERR_LOGGING", L"1");
+    // The desktop's process is started by the first who asks, and keeps what that one's
+    // output goes to: not the program, whose output somebody may wait for.
+    GetDesktopWindow();
+    return WineHost().run(program, commandLine);
+}
+
+WineHost::WineHost()
+    : bus(this, "velmo-sim")
+{
+    Installer::install();
+    check(control.open(), "the driver cannot be reached");
+    const auto end = Bus::Clock::now() + claimPatience;
+    while (control.call(VELMO_IOCTL_CLAIM, nullptr, 0) != ERROR_SUCCESS) {
+        if (Bus::Clock::now() > end)
+            throw std::runtime_error("another program runs on the simulated bus");
+        Sleep(pauseMs);
+    }
+    for (Port &port : ports)
+        port.arrival.hEvent = CreateEventW(nullptr, TRUE, FALSE, nullptr);
+    for (std::size_t i = 0; i < bus.devices().size(); ++i)
+        if (bus.devices()[i].microphone.isOnBus())
+            WineHost::arrived(i);
+}
+
+WineHost::~WineHost()
+{
+    for (const Port &port : ports)
+        if (port.inUse)
+            control.call(VELMO_IOCTL_UNPLUG, &port.slot, sizeof port.slot);
+}
+
+int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
+{
+    HANDLE process = start(program, commandLine);
+    for (;;) {
+        const auto next = bus.runDue();
+        std::vector<HANDLE> sources = {process};
+        std::vector<std::size_t> indices = {0};
+        for (std::size_t i = 0; i < ports.size(); ++i) {
+            if (!ports[i].inUse)
+                continue;
+            sources.push_back(ports[i].arrival.hEvent);
+            indices.push_back(i);
+        }
+        const DWORD source = WaitForMultipleObjects(static_cast<DWORD>(sources.size()),
+                                                    sources.data(), FALSE, timeout(next));
+        if (source == WAIT_OBJECT_0) {
+            DWORD code = 0;
+            GetExitCodeProcess(process, &code);
+            return static_cast<int>(code);
+        }
+        if (source >= sources.size())
+            continue;
+        const std::size_t index = indices[source];
+        Bus::Report report = finishTake(index);
+        if (report.empty())
+            throw std::runtime_error("the driver gives no more reports");
+        // The next one comes when this one has been answered.
+        beginTake(index);
+        bus.write(index, std::move(report), [this, index](bool taken) {
+            const velmo_answer answer = {ports[index].slot.slot, taken ? 1U : 0U};
+            // Fails for a device that has just left: so has the write.
+            control.call(VELMO_IOCTL_ANSWER, &answer, sizeof answer);
+        });
+    }
+}
+
+void WineHost::beginTake(std::size_t index)
+{
+    Port &port = ports[index];
+    check(control.begin(VELMO_IOCTL_TAKE, &port.slot, sizeof port.slot, &port.report,
+                        sizeof port.report, &port.arrival),
+          "the driver takes no reports");
+}
+
+Bus::Report WineHost::finishTake(std::size_t index)
+{
+    Port &port = ports[index];
+    if (control.finish(sizeof port.report, &port.arrival) != ERROR_SUCCESS)
+        return {};
+    return {port.report.data, port.report.data + port.report.size};
+}
+
+void WineHost::departed(std::size_t index)
+{
+    Port &port = ports[index];
+    check(control.call(VELMO_IOCTL_UNPLUG, &port.slot, sizeof port.slot),
+          "a device could not be unplugged");
+    port.inUse = false;
+    // One that was written to a device that was leaving.
+    Bus::Report report = finishTake(index);
+    if (!report.empty())
+        bus.write(std::nullopt, std::move(report), [](bool) {});
+}
+
+void WineHost::arrived(std::size_t index)
+{
+    const Bus::Device &device = bus.devices()[index];
+    velmo_plug request{};
+    request.slot = static_cast<std::uint32_t>(index);
+    request.vendor = device.microphone.vendorId();
+    request.product = device.microphone.productId();
+    request.release = deviceRelease;
+    const DeviceNames names = deviceNames(request.vendor);
+    put(std::wstring_view(names.manufacturer), request.manufacturer_name);
+    put(std::wstring_view(names.product), request.product_name);
+    put(std::wstring_view(names.serial), request.serial);
+    // Another path, another name.
+    put(device.path, request.instance);
+    static_assert(reportDescriptor.size() <= velmo_descriptor_room);
+    request.descriptor_size = static_cast<std::uint16_t>(reportDescriptor.size());
+    std::copy(reportDescriptor.begin(), reportDescriptor.end(), request.descriptor);
+    // More devices than there are slots fail here.
+    check(control.call(VELMO_IOCTL_PLUG, &request, sizeof request),
+          "a device could not be plugged in");
+    ports[index].inUse = true;
+    ports[index].slot.slot = request.slot;
+    beginTake(index);
+    // An unplugging must not overtake this: wine cannot cope with it.
+    waitForInterface(device.microphone, device.path);
+}
+
+void WineHost::sent(std::size_t index, const Bus::Report &report)
+{
+    velmo_report request{};
+    request.slot = static_cast<std::uint32_t>(index);
+    request.size = static_cast<std::uint32_t>(report.size());
+    std::copy(report.begin(), report.end(), request.data);
+    // Fails for a device that has just left: the report goes with it.
+    control.call(VELMO_IOCTL_GIVE, &request, sizeof request);
+}
+
+} // namespace sim

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "simulator/Bus.h"
+#include "simulator/IBusListener.h"
+#include "simulator/windows/ControlDevice.h"
+#include "simulator/windows/control_codes.h"
+
+#include <array>
+#include <cstddef>
+#include <string>
+
+namespace sim {
+
+/// The simulated bus behind the bus driver, around one Windows program under wine.  One
+/// thread.
+class WineHost : private IBusListener
+{
+public:
+    /// Plugs the settings' devices in.  Throws std::runtime_error with a sentence.
+    WineHost();
+    ~WineHost() override;
+    WineHost(const WineHost &) = delete;
+    WineHost &operator=(const WineHost &) = delete;
+    WineHost(WineHost &&) = delete;
+    WineHost &operator=(WineHost &&) = delete;
+
+    /// Starts the program and serves it until it ends; its exit code.
+    int run(const std::wstring &program, const wchar_t *commandLine);
+
+private:
+    /// Where a device is plugged in.
+    struct Port
+    {
+        bool inUse = false;
+        velmo_slot slot{};
+        /// The program's next report, when the event of `arrival` is set.
+        velmo_report report{};
+        OVERLAPPED arrival{};
+    };
+
+    void departed(std::size_t index) override;
+    void arrived(std::size_t index) override;
+    void sent(std::size_t index, const Bus::Report &report) override;
+
+    /// Asks for the program's next report.
+    void beginTake(std::size_t index);
+    /// The report that has come; empty when there is none.
+    Bus::Report finishTake(std::size_t index);
+
+    ControlDevice control;
+    Bus bus;
+    std::array<Port, velmo_slots> ports;
+};
+
+} // namespace sim
