@@ -34,7 +34,7 @@ void ImageCheck::begin(const Payload &entry)
     clear();
     if (looksSealed(entry))
         seal = Seal{littleEndian(&entry[sealCountOffset], sealCountSize),
-                    littleEndian(&entry[sealCrcOffset], sealCrcSize)};
+                    littleEndian(&entry[sealSumOffset], sealSumSize)};
 }
 
 void ImageCheck::take(const Payload &payload)
@@ -52,7 +52,7 @@ void ImageCheck::take(const Payload &payload)
         }
     }
     const std::size_t used = std::min(missing, payload.size());
-    crc.add(payload.data(), used);
+    sum = checksum(payload.data(), used, sum);
     missing -= used;
     if (!std::all_of(payload.data() + used, payload.data() + payload.size(), isZero)) {
         judgement = Result::Damaged;
@@ -62,8 +62,8 @@ void ImageCheck::take(const Payload &payload)
         return;
     ++wholeRecords;
     if (seal && wholeRecords >= seal->recordCount)
-        judgement = wholeRecords == seal->recordCount && crc.value() == seal->crc ? Result::Complete
-                                                                                  : Result::Damaged;
+        judgement = wholeRecords == seal->recordCount && sum == seal->sum ? Result::Complete
+                                                                          : Result::Damaged;
 }
 
 bool ImageCheck::isWhole() const

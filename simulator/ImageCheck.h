@@ -1,6 +1,5 @@
 #pragma once
 
-#include "simulator/Crc32.h"
 #include "simulator/wire.h"
 
 #include <optional>
@@ -10,7 +9,7 @@ namespace sim {
 /// Puts the image's records together again from the packets and judges them.
 ///
 /// With a seal (the entry packet of an image that velmo-mkfirmware made) the
-/// judgement is exact: the number of records and the CRC of their bytes.  Without
+/// judgement is exact: the number of records and the checksum of their bytes.  Without
 /// one it goes by the framing alone.
 class ImageCheck
 {
@@ -45,11 +44,11 @@ private:
     struct Seal
     {
         std::uint32_t recordCount;
-        std::uint32_t crc;
+        std::uint32_t sum;
     };
 
     std::optional<Seal> seal;
-    Crc32 crc;
+    std::uint32_t sum = emptyChecksum;
     /// Bytes that the record under way still needs.
     std::size_t missing = 0;
     std::uint32_t wholeRecords = 0;

@@ -1,8 +1,7 @@
 #include "simulator/ImagePlan.h"
 
-#include "simulator/Crc32.h"
-
 #include <algorithm>
+#include <map>
 #include <numeric>
 #include <random>
 
@@ -10,10 +9,14 @@ namespace sim {
 
 namespace {
 
+using Image = std::vector<std::uint8_t>;
+
 constexpr unsigned bitsPerByte = 8;
 constexpr std::size_t lengthFieldSize = 2;
 /// Byte 0 of every record; its meaning is the microphone's alone.
 constexpr std::uint8_t recordType = 0x01;
+/// A first record that holds a version is at least this long.
+constexpr std::size_t minimumVersionRecordSize = versionOffset + versionSize;
 
 void putLittleEndian(std::uint8_t *bytes, std::size_t width, std::size_t value)
 {
@@ -28,9 +31,9 @@ void putHead(std::uint8_t *record, std::size_t size)
 }
 
 /// Fills everything behind the records' heads.
-void fillRecords(std::uint8_t *data, const std::vector<std::size_t> &sizes, std::uint32_t seed)
+void fillRecords(std::uint8_t *data, const std::vector<std::size_t> &sizes)
 {
-    std::mt19937 random(seed);
+    std::mt19937 random; // NOLINT: the same contents each time are what is wanted
     std::uint8_t *record = data;
     for (const std::size_t size : sizes) {
         putHead(record, size);
@@ -43,68 +46,59 @@ void fillRecords(std::uint8_t *data, const std::vector<std::size_t> &sizes, std:
     }
 }
 
-void breakImage(std::vector<std::uint8_t> &image, ImagePlan::Breakage breakage,
-                std::size_t lastSize)
+/// By name; each is given the image and the last record's size.
+using Breakage = void (*)(Image &image, std::size_t lastSize);
+const std::map<std::string, Breakage> &breakagesByName()
 {
-    using Breakage = ImagePlan::Breakage;
-    constexpr std::size_t tooShortHeader = 5;
-    constexpr std::size_t tooManyBytes = 2;
-    static_assert(tooManyBytes < recordHeadSize);
-    switch (breakage) {
-    case Breakage::None:
-        break;
-    case Breakage::Empty:
-        image.clear();
-        break;
-    case Breakage::ShortHeader:
-        image.resize(tooShortHeader);
-        break;
-    case Breakage::HeaderLength:
-        image.insert(image.begin() + entryRecordSize, 0);
-        putHead(image.data(), entryRecordSize + 1);
-        break;
-    case Breakage::RecordLengthBelow3:
-        putHead(image.data() + image.size() - lastSize, recordHeadSize - 1);
-        break;
-    case Breakage::RecordPastEnd:
-        image.pop_back();
-        break;
-    case Breakage::TrailingBytes:
-        image.insert(image.end(), tooManyBytes, recordType);
-        break;
-    case Breakage::HeaderOnly:
-        image.resize(entryRecordSize);
-        break;
-    }
+    static const std::map<std::string, Breakage> breakages = {
+        {"empty", [](Image &image, std::size_t) { image.clear(); }},
+        // Ends inside record 0.
+        {"short-header", [](Image &image, std::size_t) { image.resize(entryRecordSize / 2); }},
+        // Record 0 is a byte longer, and says so.
+        {"header-length",
+         [](Image &image, std::size_t) {
+             image.insert(image.begin() + entryRecordSize, 0);
+             putHead(image.data(), entryRecordSize + 1);
+         }},
+        {"record-length-below-3",
+         [](Image &image, std::size_t lastSize) {
+             putHead(image.data() + image.size() - lastSize, recordHeadSize - 1);
+         }},
+        {"record-past-end", [](Image &image, std::size_t) { image.pop_back(); }},
+        {"trailing-bytes",
+         [](Image &image, std::size_t) {
+             image.insert(image.end(), recordHeadSize - 1, recordType);
+         }},
+        {"header-only", [](Image &image, std::size_t) { image.resize(entryRecordSize); }},
+    };
+    return breakages;
 }
 
 } // namespace
 
-const std::vector<std::pair<std::string, ImagePlan::Breakage>> &ImagePlan::breakages()
+std::vector<std::string> ImagePlan::breakages()
 {
-    static const std::vector<std::pair<std::string, Breakage>> names = {
-        {"empty", Breakage::Empty},
-        {"short-header", Breakage::ShortHeader},
-        {"header-length", Breakage::HeaderLength},
-        {"record-length-below-3", Breakage::RecordLengthBelow3},
-        {"record-past-end", Breakage::RecordPastEnd},
-        {"trailing-bytes", Breakage::TrailingBytes},
-        {"header-only", Breakage::HeaderOnly},
-    };
+    std::vector<std::string> names;
+    for (const auto &breakage : breakagesByName())
+        names.push_back(breakage.first);
     return names;
 }
 
 std::string ImagePlan::fault() const
 {
+    const auto isNoRecord = [](std::size_t size) {
+        return size < recordHeadSize || size > maximumRecordSize;
+    };
     if (recordSizes.empty() || recordSizes.size() > maximumRecordCount)
         return "there can be 1 to " + std::to_string(maximumRecordCount) + " records";
-    const auto [smallest, largest] = std::minmax_element(recordSizes.begin(), recordSizes.end());
-    if (*smallest < minimumRecordSize || *largest > maximumRecordSize)
-        return "a record has " + std::to_string(minimumRecordSize) + " to " +
+    if (std::any_of(recordSizes.begin(), recordSizes.end(), isNoRecord))
+        return "a record has " + std::to_string(recordHeadSize) + " to " +
                std::to_string(maximumRecordSize) + " bytes";
     if (version && recordSizes.front() < minimumVersionRecordSize)
         return "the first record needs " + std::to_string(minimumVersionRecordSize) +
                " bytes to hold a version";
+    if (!breakage.empty() && breakagesByName().count(breakage) == 0)
+        return "there is no way to break an image called " + breakage;
     return {};
 }
 
@@ -112,20 +106,19 @@ std::vector<std::uint8_t> ImagePlan::makeImage() const
 {
     const std::size_t dataSize =
         std::accumulate(recordSizes.begin(), recordSizes.end(), std::size_t{0});
-    std::vector<std::uint8_t> image(entryRecordSize + dataSize);
+    Image image(entryRecordSize + dataSize);
     std::uint8_t *const data = image.data() + entryRecordSize;
-    fillRecords(data, recordSizes, seed);
+    fillRecords(data, recordSizes);
     if (version)
         std::copy(version->begin(), version->end(), data + versionOffset);
 
-    Crc32 crc;
-    crc.add(data, dataSize);
     putHead(image.data(), entryRecordSize);
     image[sealMarkOffset] = sealMark;
     putLittleEndian(&image[sealCountOffset], sealCountSize, recordSizes.size());
-    putLittleEndian(&image[sealCrcOffset], sealCrcSize, crc.value());
+    putLittleEndian(&image[sealSumOffset], sealSumSize, checksum(data, dataSize));
 
-    breakImage(image, breakage, recordSizes.back());
+    if (!breakage.empty())
+        breakagesByName().at(breakage)(image, recordSizes.back());
     return image;
 }
 

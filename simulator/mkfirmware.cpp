@@ -13,8 +13,10 @@ namespace {
 constexpr int exitUsage = 64; // as sysexits.h has it
 constexpr int exitInputOutput = 1;
 
-constexpr const char *defaultRecords = "20";
-constexpr const char *defaultSize = "256";
+QString text(const char *latin1)
+{
+    return QString::fromLatin1(latin1);
+}
 
 [[noreturn]] void fail(int code, const QString &why)
 {
@@ -22,77 +24,26 @@ constexpr const char *defaultSize = "256";
     std::exit(code);
 }
 
-[[noreturn]] void failUsage(const QString &why)
-{
-    fail(exitUsage, why + QStringLiteral(" (see --help)"));
-}
-
-/// A decimal number; what may be in it the plan says, but for its type's range.
-std::uint32_t numberOf(const QString &text, const QString &what)
+/// What may be in it the plan says.
+std::uint32_t numberOf(const QString &digits, std::uint32_t largest)
 {
     bool ok = false;
-    const uint number = text.toUInt(&ok);
-    if (!ok)
-        failUsage(QStringLiteral("%1: '%2' is not a number").arg(what, text));
+    const uint number = digits.toUInt(&ok);
+    if (!ok || number > largest)
+        fail(exitUsage, text("'%1' is no number from 0 to %2").arg(digits).arg(largest));
     return number;
 }
 
-std::array<std::uint8_t, sim::versionSize> versionOf(const QString &text)
+std::array<std::uint8_t, sim::versionSize> versionOf(const QString &version)
 {
     constexpr uint largestPart = 127; // a part is a signed byte to those who show it
-    const QStringList parts = text.split(QLatin1Char('.'));
-    std::array<std::uint8_t, sim::versionSize> version{};
-    bool ok = parts.size() == int{sim::versionSize};
-    for (std::size_t i = 0; i < version.size() && ok; ++i) {
-        const uint part = parts[static_cast<int>(i)].toUInt(&ok);
-        ok = ok && part <= largestPart;
-        version[i] = static_cast<std::uint8_t>(part);
-    }
-    if (!ok)
-        failUsage(QStringLiteral("version: '%1' is not three numbers from 0 to %2 with points "
-                                 "between them")
-                      .arg(text)
-                      .arg(largestPart));
-    return version;
-}
-
-QStringList breakageNames()
-{
-    QStringList names;
-    for (const auto &breakage : sim::ImagePlan::breakages())
-        names.append(QString::fromStdString(breakage.first));
-    return names;
-}
-
-sim::ImagePlan::Breakage breakageOf(const QString &text)
-{
-    for (const auto &[name, breakage] : sim::ImagePlan::breakages())
-        if (text == QString::fromStdString(name))
-            return breakage;
-    failUsage(QStringLiteral("broken: '%1' is none of %2")
-                  .arg(text, breakageNames().join(QLatin1String(", "))));
-}
-
-std::vector<std::size_t> sizesOf(const QCommandLineParser &options)
-{
-    const QString list = QStringLiteral("sizes");
-    const QString count = QStringLiteral("records");
-    const QString size = QStringLiteral("size");
-    if (!options.isSet(list)) {
-        const std::uint32_t records = numberOf(options.value(count), count);
-        if (records > sim::maximumRecordCount)
-            failUsage(QStringLiteral("records: at most %1").arg(sim::maximumRecordCount));
-        const std::size_t bytes = numberOf(options.value(size), size);
-        std::vector<std::size_t> equal;
-        equal.resize(records, bytes);
-        return equal;
-    }
-    if (options.isSet(count) || options.isSet(size))
-        failUsage(QStringLiteral("--sizes stands alone, without --records and --size"));
-    std::vector<std::size_t> sizes;
-    for (const QString &one : options.value(list).split(QLatin1Char(',')))
-        sizes.push_back(numberOf(one, list));
-    return sizes;
+    const QStringList parts = version.split(QLatin1Char('.'));
+    if (parts.size() != int{sim::versionSize})
+        fail(exitUsage, text("'%1' is not three numbers with points between them").arg(version));
+    std::array<std::uint8_t, sim::versionSize> bytes{};
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = static_cast<std::uint8_t>(numberOf(parts[static_cast<int>(i)], largestPart));
+    return bytes;
 }
 
 void write(const QString &path, const std::vector<std::uint8_t> &image)
@@ -102,7 +53,7 @@ void write(const QString &path, const std::vector<std::uint8_t> &image)
     const auto size = static_cast<qint64>(image.size());
     if (!file.open(QIODevice::WriteOnly) ||
         file.write(reinterpret_cast<const char *>(image.data()), size) != size || !file.commit())
-        fail(exitInputOutput, QStringLiteral("%1: %2").arg(path, file.errorString()));
+        fail(exitInputOutput, text("%1: %2").arg(path, file.errorString()));
 }
 
 } // namespace
@@ -110,46 +61,47 @@ void write(const QString &path, const std::vector<std::uint8_t> &image)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("velmo-mkfirmware"));
+    QCoreApplication::setApplicationName(text("velmo-mkfirmware"));
 
+    QStringList breakages;
+    for (const std::string &name : sim::ImagePlan::breakages())
+        breakages += QString::fromStdString(name);
+    const QCommandLineOption version(
+        text("version"), text("Version to put into record 1: three numbers."), text("N.N.N"));
+    const QCommandLineOption records(text("records"), text("Number of data records (20)."),
+                                     text("N"), text("20"));
+    const QCommandLineOption size(text("size"), text("Bytes of each data record (256)."),
+                                  text("BYTES"), text("256"));
+    const QCommandLineOption sizes(text("sizes"), text("Instead: the size of each, in order."),
+                                   text("BYTES,BYTES,..."));
+    const QCommandLineOption broken(
+        text("broken"), text("Break the image: %1.").arg(breakages.join(text(", "))), text("KIND"));
     QCommandLineParser options;
     options.setApplicationDescription(
-        QStringLiteral("Writes a firmware image that the simulated microphone accepts."));
+        text("Writes a firmware image that the simulated microphone accepts."));
     options.addHelpOption();
-    options.addOptions({
-        {QStringLiteral("version"), QStringLiteral("Version to put into record 1: three numbers."),
-         QStringLiteral("N.N.N")},
-        {QStringLiteral("records"), QStringLiteral("Number of data records (20)."),
-         QStringLiteral("N"), QString::fromLatin1(defaultRecords)},
-        {QStringLiteral("size"), QStringLiteral("Bytes of each data record (256)."),
-         QStringLiteral("BYTES"), QString::fromLatin1(defaultSize)},
-        {QStringLiteral("sizes"), QStringLiteral("Instead: the size of each, in order."),
-         QStringLiteral("BYTES,BYTES,...")},
-        {QStringLiteral("seed"), QStringLiteral("The same seed gives the same contents (0)."),
-         QStringLiteral("N"), QStringLiteral("0")},
-        {QStringLiteral("broken"),
-         QStringLiteral("Break the image: %1.").arg(breakageNames().join(QLatin1String(", "))),
-         QStringLiteral("KIND")},
-    });
-    options.addPositionalArgument(QStringLiteral("OUT"), QStringLiteral("The file to write."));
-
+    options.addOptions({version, records, size, sizes, broken});
+    options.addPositionalArgument(text("OUT"), text("The file to write."));
     if (!options.parse(QCoreApplication::arguments()))
-        failUsage(options.errorText());
-    if (options.isSet(QStringLiteral("help")))
+        fail(exitUsage, options.errorText());
+    if (options.isSet(text("help")))
         options.showHelp(0);
     if (options.positionalArguments().size() != 1)
-        failUsage(QStringLiteral("one OUT is needed"));
+        fail(exitUsage, text("one OUT is needed (see --help)"));
 
     sim::ImagePlan plan;
-    if (options.isSet(QStringLiteral("version")))
-        plan.version = versionOf(options.value(QStringLiteral("version")));
-    plan.recordSizes = sizesOf(options);
-    plan.seed = numberOf(options.value(QStringLiteral("seed")), QStringLiteral("seed"));
-    if (options.isSet(QStringLiteral("broken")))
-        plan.breakage = breakageOf(options.value(QStringLiteral("broken")));
+    if (options.isSet(version))
+        plan.version = versionOf(options.value(version));
+    if (options.isSet(sizes))
+        for (const QString &one : options.value(sizes).split(QLatin1Char(',')))
+            plan.recordSizes.push_back(numberOf(one, sim::maximumRecordSize));
+    else
+        plan.recordSizes.assign(numberOf(options.value(records), sim::maximumRecordCount),
+                                numberOf(options.value(size), sim::maximumRecordSize));
+    plan.breakage = options.value(broken).toStdString();
     const std::string fault = plan.fault();
     if (!fault.empty())
-        failUsage(QString::fromStdString(fault));
+        fail(exitUsage, QString::fromStdString(fault));
 
     write(options.positionalArguments().constFirst(), plan.makeImage());
     return 0;

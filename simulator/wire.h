@@ -42,15 +42,27 @@ constexpr std::size_t maximumRecordSize = 0xFFFF;
 constexpr std::size_t entryRecordSize = 11;
 
 /// The seal in the entry record: a mark, the count of data records (24 bits) and
-/// a CRC-32 of all their bytes, little-endian both.
+/// the checksum of all their bytes, little-endian both.
 constexpr std::size_t sealMarkOffset = 3;
 constexpr std::uint8_t sealMark = 0x56;
 constexpr std::size_t sealCountOffset = 4;
 constexpr std::size_t sealCountSize = 3;
-constexpr std::size_t sealCrcOffset = 7;
-constexpr std::size_t sealCrcSize = 4;
+constexpr std::size_t sealSumOffset = 7;
+constexpr std::size_t sealSumSize = 4;
 constexpr std::size_t maximumRecordCount = 0xFFFFFF;
-static_assert(sealCrcOffset + sealCrcSize == entryRecordSize);
+static_assert(sealSumOffset + sealSumSize == entryRecordSize);
+
+/// Of no bytes.
+constexpr std::uint32_t emptyChecksum = 2166136261;
+/// FNV-1a: goes on from the checksum of the bytes before these.
+constexpr std::uint32_t checksum(const std::uint8_t *bytes, std::size_t size,
+                                 std::uint32_t before = emptyChecksum)
+{
+    constexpr std::uint32_t prime = 16777619;
+    for (std::size_t i = 0; i < size; ++i)
+        before = (before ^ bytes[i]) * prime;
+    return before;
+}
 
 /// The version's three parts in the first data record.
 constexpr std::size_t versionOffset = 77;
