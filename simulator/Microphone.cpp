@@ -135,7 +135,7 @@ void Microphone::scheduleVerdict(Time now)
 {
     timer(Quiet).reset();
     if (settings.verdict != VerdictKind::None && !timer(Verdict))
-        timer(Verdict) = now + verdictDelay;
+        timer(Verdict) = now + settings.verdictDelay;
 }
 
 void Microphone::opened(Time now)

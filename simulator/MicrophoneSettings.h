@@ -16,9 +16,6 @@ constexpr Time restartPause = std::chrono::milliseconds(100);
 constexpr int restartPartNumerator = 4;
 constexpr int restartPartDenominator = 5;
 
-/// From being sure of the verdict to giving it.
-constexpr Time verdictDelay = std::chrono::milliseconds(5);
-
 /// Which answers the microphone keeps to itself.  Its verdict only with `All`.
 enum class Silence
 {
@@ -53,6 +50,8 @@ struct MicrophoneSettings
     VerdictKind verdict = VerdictKind::ByImage;
     /// The packet after which the verdict comes early.
     std::optional<std::uint32_t> verdictAt;
+    /// From being sure of the verdict to giving it.
+    Time verdictDelay = std::chrono::milliseconds(5);
     /// From one saying of the verdict to the next; none: it is said once.
     std::optional<Time> verdictRepeat;
     /// An image without a seal ends when no packet has come for this long.

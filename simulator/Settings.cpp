@@ -181,6 +181,7 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
                   {"failure-flag", VerdictKind::FailureFlag},
                   {"none", VerdictKind::None}});
     values.fetch("verdict-at", microphone.verdictAt);
+    values.fetch("verdict-delay", microphone.verdictDelay);
     values.fetch("verdict-repeat", microphone.verdictRepeat);
     values.fetch("quiet", microphone.quiet);
     values.fetch("unplug-at", microphone.unplugAt);
