@@ -14,10 +14,10 @@ class OutputChannel
 public:
     explicit OutputChannel(Output::Stream which);
 
-    /// A line without its end is kept until the rest comes: the two streams may go to the
-    /// same file, and a debug line must not continue somebody's printed one.
+    /// Keeps an unfinished line until the rest arrives. Both streams may go to the same file,
+    /// where a debug line must not continue a printed one.
     void write(const QByteArray &text);
-    /// Writes what is left, as long as a reader takes some of it, and nothing after that.
+    /// Writes what is left, unless the reader stalls. Later text is dropped.
     void finish();
 
 private:

@@ -43,7 +43,7 @@ template <class Queue>
 int DevOperator::sendFirst(const Queue &queue, int pauseMs)
 {
     clock->sleep(pauseMs);
-    const ControlCommand command = zeroPadded<ControlCommand>(queue.first());
+    const auto command = zeroPadded<ControlCommand>(queue.first());
     InputReport::Bytes reply{};
     return sendCommand(command.data(), reply.data(), command.size());
 }

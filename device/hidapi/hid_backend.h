@@ -39,7 +39,7 @@ void hid_backend_close(hid_device *device);
 
 /** hid_write() on a copy. A write that takes too long fails but still goes out, before later
     ones. */
-int hid_backend_write(hid_device *copy, const unsigned char *data, size_t length);
+int hid_backend_write(hid_device *device, const unsigned char *data, size_t length);
 /** Like hid_max_input_report_len(), for an open device. */
 int hid_backend_max_input_report_len(hid_device *device);
 

@@ -1,8 +1,8 @@
 /*
- * hidapi's functions as this library exports them: the backend's, made safe for
- * several threads.  hidapi 0.10.1 by itself is not: a write and a read both free
- * and replace the handle's one error text, and a close frees the handle under
- * whoever is inside. See hidapi_additions.h for what callers may rely on.
+ * hidapi's functions as this library exports them: the backend's functions, made safe for
+ * several threads. hidapi 0.10.1 is not: a read and a write both free and replace the handle's
+ * only error text, and a close frees the handle while other calls use it. hidapi_additions.h
+ * says what callers may rely on.
  */
 
 #include "device/hidapi/hid_backend.h"

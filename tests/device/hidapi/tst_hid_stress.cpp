@@ -14,7 +14,7 @@ private slots:
     void twoThreads_data()
     {
         QTest::addColumn<QStringList>("command");
-        QTest::addColumn<bool>("bears");
+        QTest::addColumn<bool>("survives");
         const QString ours = QStringLiteral(VELMO_STRESS);
         const QString plain = QStringLiteral(VELMO_STRESS_PLAIN);
         const QString file = QStringLiteral("/dev/full");
@@ -28,9 +28,9 @@ private slots:
     void twoThreads()
     {
         QFETCH(QStringList, command);
-        QFETCH(bool, bears);
+        QFETCH(bool, survives);
         // On umockdev, whose writes are slow, the plain backend crashes in about half of the runs.
-        const int tries = bears ? 10 : 40;
+        const int tries = survives ? 10 : 40;
         bool died = false;
         for (int i = 0; i < tries && !died; ++i) {
             QProcess process;
@@ -46,10 +46,10 @@ private slots:
             QVERIFY2(!crashed || command.first() != host, "the host itself crashed");
             died = crashed || process.exitCode() > 128 || errors.contains("Sanitizer");
             QVERIFY2(died || process.exitCode() == 0, errors.constData());
-            if (bears)
+            if (survives)
                 QVERIFY2(!died, errors.constData());
         }
-        QCOMPARE(died, !bears);
+        QCOMPARE(died, !survives);
     }
 
 private:
