@@ -13,20 +13,12 @@ class IBusListener
 public:
     virtual ~IBusListener() = default;
 
-    IBusListener(const IBusListener &) = delete;
-    IBusListener &operator=(const IBusListener &) = delete;
-    IBusListener(IBusListener &&) = delete;
-    IBusListener &operator=(IBusListener &&) = delete;
-
     /// The device has left the bus.
     virtual void departed(std::size_t index) = 0;
     /// It is back, possibly with another product id and another path.
     virtual void arrived(std::size_t index) = 0;
     /// It sends an input report.
     virtual void sent(std::size_t index, const std::vector<std::uint8_t> &report) = 0;
-
-protected:
-    IBusListener() = default;
 };
 
 } // namespace sim

@@ -31,10 +31,6 @@ public:
     static constexpr std::size_t inputQueueSize = 64;
 
     static Simulator &instance();
-    Simulator(const Simulator &) = delete;
-    Simulator &operator=(const Simulator &) = delete;
-    Simulator(Simulator &&) = delete;
-    Simulator &operator=(Simulator &&) = delete;
     /// @name For tests
     /// @{
 
@@ -82,8 +78,6 @@ public:
 
 private:
     Simulator();
-    /// Never used: there is no end to it, a thread may be inside.
-    ~Simulator() override = default;
 
     void departed(std::size_t index) override;
     void arrived(std::size_t index) override;

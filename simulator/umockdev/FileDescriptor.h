@@ -2,8 +2,6 @@
 
 #include <unistd.h>
 
-#include <utility>
-
 namespace sim {
 
 /// Owns a file descriptor.
@@ -11,29 +9,18 @@ class FileDescriptor
 {
 public:
     FileDescriptor() = default;
-    explicit FileDescriptor(int openDescriptor)
-        : descriptor(openDescriptor)
-    {
-    }
-    ~FileDescriptor() { close(); }
+    ~FileDescriptor() { reset(); }
     FileDescriptor(const FileDescriptor &) = delete;
     FileDescriptor &operator=(const FileDescriptor &) = delete;
-    FileDescriptor(FileDescriptor &&other) noexcept
-        : descriptor(std::exchange(other.descriptor, none))
-    {
-    }
-    FileDescriptor &operator=(FileDescriptor &&other) noexcept
-    {
-        std::swap(descriptor, other.descriptor);
-        return *this;
-    }
+    FileDescriptor(FileDescriptor &&) = delete;
+    FileDescriptor &operator=(FileDescriptor &&) = delete;
 
     int get() const { return descriptor; }
-    bool isOpen() const { return descriptor != none; }
-    void close()
+    void reset(int openDescriptor = none)
     {
-        if (isOpen())
-            ::close(std::exchange(descriptor, none));
+        if (descriptor != none)
+            ::close(descriptor);
+        descriptor = openDescriptor;
     }
 
 private:

@@ -6,7 +6,6 @@
 
 #include <fcntl.h>
 #include <linux/hidraw.h>
-#include <linux/input.h>
 #include <pty.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -78,8 +77,8 @@ void HidrawNode::makeTerminal()
     int slaveSide = 0;
     if (openpty(&masterSide, &slaveSide, nullptr, nullptr, nullptr) != 0)
         fail("no pseudo-terminal to be had");
-    master = FileDescriptor(masterSide);
-    slave = FileDescriptor(slaveSide);
+    master.reset(masterSide);
+    slave.reset(slaveSide);
     termios mode{};
     tcgetattr(slave.get(), &mode);
     cfmakeraw(&mode);
@@ -158,8 +157,8 @@ void HidrawNode::unplug()
             return;
         waiting = std::exchange(readers, {});
         reports.clear();
-        slave.close();
-        master.close();
+        slave.reset();
+        master.reset();
     }
     for (const auto &reader : waiting)
         complete(reader.get(), -1, EIO);
@@ -251,13 +250,6 @@ gboolean HidrawNode::onControl(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient
         std::memcpy(&room, target, sizeof room);
         std::copy_n(reportDescriptor.begin(), std::min(std::size_t{room}, reportDescriptor.size()),
                     target + sizeField);
-        break;
-    }
-    case HIDIOCGRAWINFO: {
-        const hidraw_devinfo info{BUS_USB, static_cast<__s16>(self->self.id.vendor),
-                                  static_cast<__s16>(self->self.id.product)};
-        if (guint8 *const target = argument(client, sizeof info))
-            std::memcpy(target, &info, sizeof info);
         break;
     }
     default:

@@ -56,11 +56,6 @@ public:
     /// Plugs it in.  Requests go to `requestInbox`, on the test bed's thread.  Throws
     /// std::system_error when the system is out of terminals.
     HidrawNode(const Testbed &bed, Identity newIdentity, Inbox requestInbox);
-    ~HidrawNode() = default;
-    HidrawNode(const HidrawNode &) = delete;
-    HidrawNode &operator=(const HidrawNode &) = delete;
-    HidrawNode(HidrawNode &&) = delete;
-    HidrawNode &operator=(HidrawNode &&) = delete;
 
     /// Reports before this moment are not for who opens it now.
     void forgetReports();

@@ -2,19 +2,13 @@
 
 namespace sim {
 
-ControlDevice::~ControlDevice()
-{
-    if (handle != nullptr)
-        CloseHandle(handle);
-}
-
 DWORD ControlDevice::open()
 {
     HANDLE opened = CreateFileW(L"\\\\.\\VelmoSim", GENERIC_READ | GENERIC_WRITE, 0, nullptr,
                                 OPEN_EXISTING, FILE_FLAG_OVERLAPPED, nullptr);
     if (opened == INVALID_HANDLE_VALUE) // NOLINT: the macro's cast
         return GetLastError();
-    handle = opened;
+    handle.reset(opened);
     return ERROR_SUCCESS;
 }
 
@@ -34,7 +28,7 @@ DWORD ControlDevice::begin(std::uint32_t code, const void *in, std::size_t inSiz
 {
     // Nothing is written into what goes in, whatever the parameter's type says.
     const BOOL ok =
-        DeviceIoControl(handle, code, const_cast<void *>(in), static_cast<DWORD>(inSize), out,
+        DeviceIoControl(handle.get(), code, const_cast<void *>(in), static_cast<DWORD>(inSize), out,
                         static_cast<DWORD>(outSize), nullptr, overlapped);
     const DWORD error = ok ? ERROR_SUCCESS : GetLastError();
     return error == ERROR_IO_PENDING ? ERROR_SUCCESS : error;
@@ -43,7 +37,7 @@ DWORD ControlDevice::begin(std::uint32_t code, const void *in, std::size_t inSiz
 DWORD ControlDevice::finish(std::size_t outSize, OVERLAPPED *overlapped)
 {
     DWORD size = 0;
-    if (!GetOverlappedResult(handle, overlapped, &size, TRUE))
+    if (!GetOverlappedResult(handle.get(), overlapped, &size, TRUE))
         return GetLastError();
     return size == outSize ? ERROR_SUCCESS : ERROR_INVALID_DATA;
 }

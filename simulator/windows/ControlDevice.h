@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 
 #include <windows.h>
 
@@ -12,13 +13,6 @@ namespace sim {
 class ControlDevice
 {
 public:
-    ControlDevice() = default;
-    ~ControlDevice();
-    ControlDevice(const ControlDevice &) = delete;
-    ControlDevice &operator=(const ControlDevice &) = delete;
-    ControlDevice(ControlDevice &&) = delete;
-    ControlDevice &operator=(ControlDevice &&) = delete;
-
     DWORD open();
     /// Waits until the driver is done with it.
     DWORD call(std::uint32_t code, const void *in, std::size_t inSize);
@@ -30,7 +24,7 @@ public:
     DWORD finish(std::size_t outSize, OVERLAPPED *overlapped);
 
 private:
-    HANDLE handle = nullptr;
+    std::unique_ptr<void, decltype(&CloseHandle)> handle{nullptr, &CloseHandle};
 };
 
 } // namespace sim

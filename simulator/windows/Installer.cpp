@@ -5,7 +5,6 @@
 #include <array>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 // The first of them comes before all that need it.
 #include <windows.h>
@@ -21,54 +20,20 @@ constexpr const wchar_t *deviceName = L"ROOT\\VELMOSIM\\0000";
 /// A list: it ends in two zeros.
 constexpr std::array<wchar_t, 15> hardwareId = {L"ROOT\\VELMOSIM\0"};
 
-class DeviceSet
+void check(BOOL ok, const char *what)
 {
-public:
-    DeviceSet()
-        : set(SetupDiCreateDeviceInfoList(nullptr, nullptr))
-    {
-    }
-    ~DeviceSet() { SetupDiDestroyDeviceInfoList(set); }
-    DeviceSet(const DeviceSet &) = delete;
-    DeviceSet &operator=(const DeviceSet &) = delete;
-    DeviceSet(DeviceSet &&) = delete;
-    DeviceSet &operator=(DeviceSet &&) = delete;
-
-    bool open() { return SetupDiOpenDeviceInfoW(set, deviceName, nullptr, 0, &device) != FALSE; }
-    bool create()
-    {
-        const GUID anyClass{};
-        return SetupDiCreateDeviceInfoW(set, deviceName, &anyClass, nullptr, nullptr, 0, &device) !=
-                   FALSE &&
-               SetupDiSetDeviceRegistryPropertyW(set, &device, SPDRP_HARDWAREID,
-                                                 reinterpret_cast<const BYTE *>(hardwareId.data()),
-                                                 sizeof hardwareId) != FALSE &&
-               SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, &device) != FALSE;
-    }
-
-private:
-    HDEVINFO set;
-    SP_DEVINFO_DATA device = {sizeof device, {}, 0, 0};
-};
-
-[[noreturn]] void fail(const char *what)
-{
-    throw std::runtime_error(std::string(what) + ": Windows' error " +
-                             std::to_string(GetLastError()));
+    if (!ok)
+        throw std::runtime_error(std::string(what) + ": Windows' error " +
+                                 std::to_string(GetLastError()));
 }
 
 std::wstring besideThisProgram(const wchar_t *name)
 {
-    std::vector<wchar_t> path(MAX_PATH);
-    for (;;) {
-        const DWORD size =
-            GetModuleFileNameW(nullptr, path.data(), static_cast<DWORD>(path.size()));
-        if (size < path.size()) {
-            const std::wstring self(path.data(), size);
-            return self.substr(0, self.rfind(L'\\') + 1) + name;
-        }
-        path.resize(2 * path.size());
-    }
+    std::array<wchar_t, MAX_PATH> path{};
+    const DWORD size = GetModuleFileNameW(nullptr, path.data(), MAX_PATH);
+    check(size < MAX_PATH, "this program's path is too long");
+    const std::wstring self(path.data(), size);
+    return self.substr(0, self.rfind(L'\\') + 1) + name;
 }
 
 } // namespace
@@ -77,15 +42,24 @@ void Installer::install()
 {
     if (ControlDevice().open() == ERROR_SUCCESS)
         return;
-    DeviceSet devices;
-    if (!devices.open() && !devices.create())
-        fail("the bus could not be registered");
-    const std::wstring inf = besideThisProgram(L"velmosim.inf");
+    HDEVINFO set = SetupDiCreateDeviceInfoList(nullptr, nullptr);
+    SP_DEVINFO_DATA device = {sizeof device, {}, 0, 0};
+    if (!SetupDiOpenDeviceInfoW(set, deviceName, nullptr, 0, &device)) {
+        const GUID anyClass{};
+        check(SetupDiCreateDeviceInfoW(set, deviceName, &anyClass, nullptr, nullptr, 0, &device) &&
+                  SetupDiSetDeviceRegistryPropertyW(
+                      set, &device, SPDRP_HARDWAREID,
+                      reinterpret_cast<const BYTE *>(hardwareId.data()), sizeof hardwareId) &&
+                  SetupDiCallClassInstaller(DIF_REGISTERDEVICE, set, &device),
+              "the bus could not be registered");
+    }
+    SetupDiDestroyDeviceInfoList(set);
     BOOL restart = FALSE;
-    if (UpdateDriverForPlugAndPlayDevicesW(nullptr, hardwareId.data(), inf.c_str(),
-                                           INSTALLFLAG_FORCE, &restart) == FALSE)
-        fail("the driver could not be installed (velmosim.inf and velmosim.sys must stand beside "
-             "this program)");
+    check(UpdateDriverForPlugAndPlayDevicesW(nullptr, hardwareId.data(),
+                                             besideThisProgram(L"velmosim.inf").c_str(),
+                                             INSTALLFLAG_FORCE, &restart),
+          "the driver could not be installed (velmosim.inf and velmosim.sys must stand beside "
+          "this program)");
 }
 
 } // namespace sim

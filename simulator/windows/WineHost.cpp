@@ -147,13 +147,6 @@ WineHost::WineHost()
             WineHost::arrived(i);
 }
 
-WineHost::~WineHost()
-{
-    for (const Port &port : ports)
-        if (port.inUse)
-            control.call(VELMO_IOCTL_UNPLUG, &port.slot, sizeof port.slot);
-}
-
 int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
 {
     HANDLE process = start(program, commandLine);

@@ -18,13 +18,8 @@ class WineHost : private IBusListener
 public:
     /// Plugs the settings' devices in.  Throws std::runtime_error with a sentence.
     WineHost();
-    ~WineHost() override;
-    WineHost(const WineHost &) = delete;
-    WineHost &operator=(const WineHost &) = delete;
-    WineHost(WineHost &&) = delete;
-    WineHost &operator=(WineHost &&) = delete;
-
-    /// Starts the program and serves it until it ends; its exit code.
+    /// Starts the program and serves it until it ends; its exit code.  The driver unplugs the
+    /// devices when this process is gone.
     int run(const std::wstring &program, const wchar_t *commandLine);
 
 private:

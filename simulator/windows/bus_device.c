@@ -3,41 +3,23 @@
 NTSTATUS NTAPI bus_add(DRIVER_OBJECT *driver, DEVICE_OBJECT *lower)
 {
     DEVICE_OBJECT *device = NULL;
-    KIRQL irql = PASSIVE_LEVEL;
 
-    const NTSTATUS status = IoCreateDevice(driver, sizeof(struct bus_device), NULL,
+    /* The system adds one at a time. */
+    if (velmo.lower != NULL)
+        return STATUS_DEVICE_BUSY;
+    const NTSTATUS status = IoCreateDevice(driver, sizeof(struct device_head), NULL,
                                            FILE_DEVICE_BUS_EXTENDER, 0, FALSE, &device);
     if (!NT_SUCCESS(status))
         return status;
-    struct bus_device *const bus = device->DeviceExtension;
-    bus->head.kind = kind_bus;
-
-    KeAcquireSpinLock(&velmo.lock, &irql);
-    const BOOLEAN first = velmo.bus == NULL;
-    KeReleaseSpinLock(&velmo.lock, irql);
-    DEVICE_OBJECT *const attached = first ? IoAttachDeviceToDeviceStack(device, lower) : NULL;
-    if (attached == NULL) {
-        IoDeleteDevice(device);
-        return STATUS_DEVICE_BUSY;
-    }
-    bus->lower = attached;
-    KeAcquireSpinLock(&velmo.lock, &irql);
-    velmo.bus = device; /* the system adds one at a time */
-    KeReleaseSpinLock(&velmo.lock, irql);
+    ((struct device_head *)device->DeviceExtension)->kind = kind_bus;
+    velmo.lower = IoAttachDeviceToDeviceStack(device, lower);
     device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
     return STATUS_SUCCESS;
 }
 
 void bus_changed(void)
 {
-    KIRQL irql = PASSIVE_LEVEL;
-
-    KeAcquireSpinLock(&velmo.lock, &irql);
-    DEVICE_OBJECT *const lower =
-        velmo.bus != NULL ? ((const struct bus_device *)velmo.bus->DeviceExtension)->lower : NULL;
-    KeReleaseSpinLock(&velmo.lock, irql);
-    if (lower != NULL)
-        IoInvalidateDeviceRelations(lower, BusRelations);
+    IoInvalidateDeviceRelations(velmo.lower, BusRelations);
 }
 
 /* The children that are on the bus, for the system to keep. */
@@ -64,25 +46,9 @@ static NTSTATUS list_children(IRP *irp)
     return STATUS_SUCCESS;
 }
 
-static NTSTATUS remove(DEVICE_OBJECT *device, DEVICE_OBJECT *lower, IRP *irp)
-{
-    KIRQL irql = PASSIVE_LEVEL;
-
-    KeAcquireSpinLock(&velmo.lock, &irql);
-    velmo.bus = NULL;
-    KeReleaseSpinLock(&velmo.lock, irql);
-    irp->IoStatus.Status = STATUS_SUCCESS;
-    IoSkipCurrentIrpStackLocation(irp);
-    const NTSTATUS status = IoCallDriver(lower, irp);
-    IoDetachDevice(lower);
-    IoDeleteDevice(device);
-    return status;
-}
-
-NTSTATUS bus_pnp(DEVICE_OBJECT *device, IRP *irp)
+NTSTATUS bus_pnp(IRP *irp)
 {
     const IO_STACK_LOCATION *const request = IoGetCurrentIrpStackLocation(irp);
-    DEVICE_OBJECT *const lower = ((const struct bus_device *)device->DeviceExtension)->lower;
 
     switch (request->MinorFunction) {
     case IRP_MN_QUERY_DEVICE_RELATIONS:
@@ -96,11 +62,9 @@ NTSTATUS bus_pnp(DEVICE_OBJECT *device, IRP *irp)
     case IRP_MN_SURPRISE_REMOVAL:
         irp->IoStatus.Status = STATUS_SUCCESS;
         break;
-    case IRP_MN_REMOVE_DEVICE:
-        return remove(device, lower, irp);
     default:
         break;
     }
     IoSkipCurrentIrpStackLocation(irp);
-    return IoCallDriver(lower, irp);
+    return IoCallDriver(velmo.lower, irp);
 }

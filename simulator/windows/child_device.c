@@ -89,17 +89,12 @@ NTSTATUS child_plug(DRIVER_OBJECT *driver, const struct velmo_plug *identity)
     struct child_device *const child = device->DeviceExtension;
     child->head.kind = kind_child;
     child->identity = *identity;
-    /* Whoever plugged it in may have left the zeros out. */
-    child->identity.manufacturer_name[velmo_text_room - 1] = 0;
-    child->identity.product_name[velmo_text_room - 1] = 0;
-    child->identity.serial[velmo_text_room - 1] = 0;
-    child->identity.instance[velmo_text_room - 1] = 0;
     InitializeListHead(&child->reads);
     InitializeListHead(&child->writes);
     device->Flags &= ~(ULONG)DO_DEVICE_INITIALIZING;
 
     KeAcquireSpinLock(&velmo.lock, &irql);
-    const BOOLEAN free = velmo.bus != NULL && velmo.children[identity->slot] == NULL;
+    const BOOLEAN free = velmo.lower != NULL && velmo.children[identity->slot] == NULL;
     if (free)
         velmo.children[identity->slot] = device;
     KeReleaseSpinLock(&velmo.lock, irql);

@@ -9,43 +9,15 @@ static IRP *pop(LIST_ENTRY *list)
     return CONTAINING_RECORD(RemoveHeadList(list), IRP, Tail.Overlay.ListEntry);
 }
 
-/* The waiting take, unless it is being cancelled: then its cancel routine ends it. */
-static IRP *claim_take(struct child_device *child)
-{
-    IRP *const take = child->take;
-    if (take == NULL || IoSetCancelRoutine(take, NULL) == NULL)
-        return NULL;
-    child->take = NULL;
-    return take;
-}
-
-static void NTAPI cancel_take(DEVICE_OBJECT *device, IRP *irp)
-{
-    KIRQL irql = PASSIVE_LEVEL;
-
-    (void)device;
-    IoReleaseCancelSpinLock(irp->CancelIrql);
-    KeAcquireSpinLock(&velmo.lock, &irql);
-    for (ULONG slot = 0; slot < velmo_slots; ++slot) {
-        /* Of one that is gone, too, which child_at() leaves out. */
-        if (velmo.children[slot] == NULL)
-            continue;
-        struct child_device *const child = velmo.children[slot]->DeviceExtension;
-        if (child->take == irp)
-            child->take = NULL;
-    }
-    KeReleaseSpinLock(&velmo.lock, irql);
-    complete(irp, STATUS_CANCELLED, 0);
-}
-
 /* Brings a waiting take and a waiting write together: returns the take, filled in. */
 static IRP *match(struct child_device *child)
 {
     if (child->taken_write != NULL || IsListEmpty(&child->writes))
         return NULL;
-    IRP *const take = claim_take(child);
+    IRP *const take = child->take;
     if (take == NULL)
         return NULL;
+    child->take = NULL;
     child->taken_write = pop(&child->writes);
     const struct hid_transfer_packet *const packet = child->taken_write->UserBuffer;
     struct velmo_report *const report = take->AssociatedIrp.SystemBuffer;
@@ -122,13 +94,8 @@ NTSTATUS child_take(ULONG slot, IRP *irp)
         KeReleaseSpinLock(&velmo.lock, irql);
         return complete(irp, status, 0);
     }
+    /* Without a cancel routine: it ends with the device, which ends with its owner. */
     IoMarkIrpPending(irp);
-    IoSetCancelRoutine(irp, cancel_take);
-    if (irp->Cancel && IoSetCancelRoutine(irp, NULL) != NULL) {
-        KeReleaseSpinLock(&velmo.lock, irql);
-        complete(irp, STATUS_CANCELLED, 0);
-        return STATUS_PENDING;
-    }
     child->take = irp;
     IRP *const take = match(child);
     KeReleaseSpinLock(&velmo.lock, irql);
@@ -203,9 +170,9 @@ void child_end_transfers(struct child_device *child)
     if (child->taken_write != NULL)
         InsertTailList(&ended, &child->taken_write->Tail.Overlay.ListEntry);
     child->taken_write = NULL;
-    irp = claim_take(child);
-    if (irp != NULL)
-        InsertTailList(&ended, &irp->Tail.Overlay.ListEntry);
+    if (child->take != NULL)
+        InsertTailList(&ended, &child->take->Tail.Overlay.ListEntry);
+    child->take = NULL;
     KeReleaseSpinLock(&velmo.lock, irql);
     while ((irp = pop(&ended)) != NULL)
         complete(irp, STATUS_DEVICE_NOT_CONNECTED, 0);

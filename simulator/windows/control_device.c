@@ -22,15 +22,6 @@ NTSTATUS control_create(DRIVER_OBJECT *driver)
     return status;
 }
 
-void control_delete(void)
-{
-    UNICODE_STRING link;
-
-    RtlInitUnicodeString(&link, link_name);
-    IoDeleteSymbolicLink(&link);
-    IoDeleteDevice(velmo.control);
-}
-
 /* Not when it is opened: wine does not tell whether that went well. */
 static NTSTATUS claim(IRP *irp)
 {
@@ -69,35 +60,23 @@ NTSTATUS control_close(IRP *irp)
 NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp)
 {
     const IO_STACK_LOCATION *const request = IoGetCurrentIrpStackLocation(irp);
-    const ULONG in = request->Parameters.DeviceIoControl.InputBufferLength;
-    const ULONG out = request->Parameters.DeviceIoControl.OutputBufferLength;
-    void *const buffer = irp->AssociatedIrp.SystemBuffer;
+    /* As long as control_codes.h says: who asks is compiled from it, too. */
+    const void *const buffer = irp->AssociatedIrp.SystemBuffer;
 
     switch (request->Parameters.DeviceIoControl.IoControlCode) {
     case VELMO_IOCTL_CLAIM:
         return claim(irp);
     case VELMO_IOCTL_PLUG:
-        if (in < sizeof(struct velmo_plug))
-            break;
         return complete(irp, child_plug(device->DriverObject, buffer), 0);
     case VELMO_IOCTL_UNPLUG:
-        if (in < sizeof(struct velmo_slot))
-            break;
         return child_unplug(((const struct velmo_slot *)buffer)->slot, irp);
     case VELMO_IOCTL_TAKE:
-        if (in < sizeof(struct velmo_slot) || out < sizeof(struct velmo_report))
-            break;
         return child_take(((const struct velmo_slot *)buffer)->slot, irp);
     case VELMO_IOCTL_ANSWER:
-        if (in < sizeof(struct velmo_answer))
-            break;
         return complete(irp, child_answer(buffer), 0);
     case VELMO_IOCTL_GIVE:
-        if (in < sizeof(struct velmo_report))
-            break;
         return complete(irp, child_give(buffer), 0);
     default:
-        break;
+        return complete(irp, STATUS_INVALID_PARAMETER, 0);
     }
-    return complete(irp, STATUS_INVALID_PARAMETER, 0);
 }

@@ -30,12 +30,6 @@ struct device_head
     enum device_kind kind;
 };
 
-struct bus_device
-{
-    struct device_head head;
-    DEVICE_OBJECT *lower;
-};
-
 enum
 {
     queued_reports = 64,
@@ -61,9 +55,9 @@ struct child_device
 
 struct velmo_driver
 {
-    KSPIN_LOCK lock; /* guards the rest */
     DEVICE_OBJECT *control;
-    DEVICE_OBJECT *bus; /* null while there is none */
+    DEVICE_OBJECT *lower; /* below the bus; null until there is one */
+    KSPIN_LOCK lock;      /* guards the rest */
     DEVICE_OBJECT *children[velmo_slots];
     FILE_OBJECT *owner;   /* the control handle that the devices belong to */
     ULONG device_counter; /* makes device names different */
@@ -75,11 +69,10 @@ NTSTATUS complete(IRP *irp, NTSTATUS status, ULONG_PTR information);
 
 /* driver_entry.c uses these. */
 DRIVER_ADD_DEVICE bus_add;
-NTSTATUS bus_pnp(DEVICE_OBJECT *device, IRP *irp);
+NTSTATUS bus_pnp(IRP *irp);
 NTSTATUS child_pnp(DEVICE_OBJECT *device, IRP *irp);
 NTSTATUS child_hid_request(DEVICE_OBJECT *device, IRP *irp);
 NTSTATUS control_create(DRIVER_OBJECT *driver);
-void control_delete(void);
 NTSTATUS control_close(IRP *irp);
 NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp);
 

@@ -31,7 +31,7 @@ static NTSTATUS NTAPI on_pnp(DEVICE_OBJECT *device, IRP *irp)
 {
     switch (kind_of(device)) {
     case kind_bus:
-        return bus_pnp(device, irp);
+        return bus_pnp(irp);
     case kind_child:
         return child_pnp(device, irp);
     default:
@@ -51,12 +51,6 @@ static NTSTATUS NTAPI on_internal_control(DEVICE_OBJECT *device, IRP *irp)
                                          : complete(irp, STATUS_NOT_SUPPORTED, 0);
 }
 
-static void NTAPI on_unload(DRIVER_OBJECT *driver)
-{
-    (void)driver;
-    control_delete();
-}
-
 NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT *driver, UNICODE_STRING *registry_path)
 {
     (void)registry_path;
@@ -65,7 +59,6 @@ NTSTATUS NTAPI DriverEntry(DRIVER_OBJECT *driver, UNICODE_STRING *registry_path)
     if (!NT_SUCCESS(status))
         return status;
     driver->DriverExtension->AddDevice = bus_add;
-    driver->DriverUnload = on_unload;
     driver->MajorFunction[IRP_MJ_CREATE] = on_create;
     driver->MajorFunction[IRP_MJ_CLEANUP] = on_close;
     driver->MajorFunction[IRP_MJ_CLOSE] = on_close;
