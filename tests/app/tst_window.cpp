@@ -1,6 +1,6 @@
 #include "app/DFU_windows.h"
-#include "app/process.h"
 #include "app/myEdit_view.h"
+#include "app/process.h"
 #include "app/tb210_progress_view.h"
 #include "dsp/dfu_0206_view.h"
 #include "simulator/Simulator.h"
