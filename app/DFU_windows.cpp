@@ -63,7 +63,7 @@ enum Language
 };
 
 // Quirk: the names are crossed over.  "zh" has the English texts; "en" has none, so the
-// Chinese ones show.  The translation files are shared with programs that expect this.
+// Chinese ones show.  Nobody is known to depend on it.
 QString englishTranslation()
 {
     return QStringLiteral(":/tb210_lang/tb210_zh.qm");
@@ -281,9 +281,8 @@ void DFU_windows::inspectFirmware(const QString &path)
 
 void DFU_windows::loadFirmware()
 {
-    // A file of which nothing can be used leaves the version label as it is, whether it
-    // cannot be opened, is empty or is damaged.  What is only too small for a version
-    // shows none.
+    // A file that cannot be opened, is empty or is damaged leaves the version label as it is.
+    // An image that is in order but makes too few packets shows no version.
     const QString fileName = common_funtion::fileNameOf(mcuPathEdit->toPlainText());
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())

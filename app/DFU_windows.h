@@ -64,8 +64,8 @@ public slots:
     void dsp_kt0206_finish(int result);
     /// Inspects a dropped file: its version is shown.
     ///
-    /// Quirk: the upgrade always uses the file of the command line.  The companion
-    /// application has checked that one.
+    /// Quirk: the upgrade always uses the file of the command line, which the companion
+    /// application has chosen.
     void mcudropClick(const QString &path);
     /// 0: Chinese, 1: English.
     void change_language(int index);

@@ -32,8 +32,9 @@ void setInstanceToRelease(SingleInstance *instance)
 
 void endProcess(int code)
 {
+    // A slow reader may take seconds, and the microphone is still open.
+    Output::finish();
     if (heldInstance != nullptr)
         heldInstance->release();
-    Output::finish();
     leaveProcess(code);
 }

@@ -15,8 +15,8 @@ void setInstanceToRelease(SingleInstance *instance);
 /// Ends the process with this exit code, from the main thread.
 ///
 /// The operator thread and the worker thread never stop, so nothing is destroyed
-/// under them: the single-instance segment is given back, the standard streams
-/// are written out, and the process leaves without running destructors.  This is the
+/// under them: the standard streams are written out, the single-instance segment
+/// is given back, and the process leaves without running destructors.  This is the
 /// only way out once the threads run; it gives exactly this code every time.
 [[noreturn]] void endProcess(int code);
 

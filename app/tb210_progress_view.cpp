@@ -22,11 +22,12 @@ QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture
     return label;
 }
 
-/// A white text on the bar, the one dark place that there is without the pictures;
-/// above and below it nobody could read it.  Its shadow sets it off from the orange.
+/// A white text on the bar, which is the only dark place without the pictures.  Its shadow
+/// makes it readable on orange.
 ///
-/// As wide as the bar: a bar that some of is painted anew, because a text on it has
-/// changed, takes its whole for painted, and its ends would keep what they show.
+/// The label is as wide as the bar.  When a text on it changes, the bar repaints only what
+/// the label covers but believes that all of it is up to date, so its ends would keep the
+/// old picture.
 QLabel *textLabel(QWidget *parent, const QString &fontSize)
 {
     auto *const label = new QLabel(parent);

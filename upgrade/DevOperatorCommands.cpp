@@ -78,8 +78,8 @@ void DevOperator::disconnectedPass()
     reportCommandQueue.clear();
     if (settingQueue.isEmpty())
         return;
-    // Quirk: any result but 0 counts as a reply, even a negative one. The companion application,
-    // which fills this queue, relies on that.
+    // Quirk: any result but 0 counts as a reply, even a negative one. Kept for the
+    // companion application, which fills this queue.
     const bool answered = sendFirst(settingQueue, commandPauseMs) != 0;
     qDebug() << "send------" << answered;
     removeServed(settingQueue, answered && linkReadyFlag);
@@ -99,8 +99,8 @@ void DevOperator::shortCommandPass()
     constexpr std::uint8_t valueVerb = 'v';
 
     clock->sleep(shortCommandPauseMs);
-    // Quirk: this tests one queue and serves another. The companion application, which fills
-    // both, relies on that.
+    // Quirk: this tests one queue and serves another. Kept for the companion
+    // application, which fills both.
     if (controlCommandQueue.isEmpty())
         return;
     const ShortCommand request = shortCommandQueue.value(0);
@@ -139,7 +139,7 @@ void DevOperator::reportRequestPass()
     if (exchange(zeroPadded<ExchangeBuffer>(request), answer))
         return;
     // Quirk: this removes a command from another queue, so the request is sent again in the
-    // next round. The companion application, which fills both, relies on that.
+    // next round. Kept for the companion application, which fills both.
     if (!controlCommandQueue.isEmpty())
         controlCommandQueue.removeFirst();
 }

@@ -57,8 +57,8 @@ void DevOperator::handleVerdict(InputReport::Verdict verdict)
 
 void DevOperator::handleModelCode(const InputReport &report)
 {
-    // Quirk: a code is collected only if both its bytes differ from the last report's. The
-    // companion application, which reads the list, relies on that.
+    // Quirk: a code is collected only if both its bytes differ from the last report's. Nobody
+    // is known to depend on it.
     if (report.value() != modelReport.value() &&
         report.secondValue() != modelReport.secondValue()) {
         modelCodes.append(report.value());

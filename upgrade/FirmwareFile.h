@@ -53,8 +53,8 @@ public:
     /// The version, such as "V1.2.3", from bytes 77, 78 and 79 of record 1. "V0.0.0" if record
     /// 1 is too short.
     ///
-    /// Quirk: the bytes are signed, so 128 and above are shown as negative numbers. The
-    /// companion application and the makers of images show the same text.
+    /// Quirk: the bytes are signed, so 128 and above are shown as negative numbers. Nobody
+    /// is known to depend on it.
     static QString versionText(const QList<QByteArray> &records);
 
     bool isValid() const { return !recordList.isEmpty(); }

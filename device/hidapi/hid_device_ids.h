@@ -19,8 +19,8 @@ struct hid_device_ids
 /**
  * A Windows device interface name such as "#VID_3C9E&PID_000B", in either case.
  *
- * Quirk: the five characters between the two ids are not checked. Devices whose drivers
- * write something else there are found because of that.
+ * Quirk: the five characters between the two ids are not checked. Nobody is known
+ * to depend on it.
  */
 int hid_ids_from_interface_name(const char *name, struct hid_device_ids *ids);
 

@@ -13,8 +13,8 @@ static HDEVNOTIFY s_notifyHandle = NULL;
 static HWND s_notifyWindow = NULL;
 
 /* Quirk: the class name is 8-bit text that is passed to wide-character functions, which read
-   two bytes as one character. Programs that look for this window know it by the resulting
-   name. The rest of the buffer is zero and terminates the name. */
+   two bytes as one character. Nobody is known to depend on the resulting name.
+   The rest of the buffer is zero and terminates the name. */
 static const union {
     char text[40];
     WCHAR name[20];

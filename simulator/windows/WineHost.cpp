@@ -102,7 +102,11 @@ HANDLE start(const std::wstring &program, std::wstring commandLine)
     check(CreateProcessW(program.c_str(), commandLine.data(), nullptr, nullptr, TRUE,
                          CREATE_SUSPENDED, nullptr, nullptr, &startup, &process),
           "the program cannot be started");
-    check(AssignProcessToJobObject(job, process.hProcess), "the program is in another job");
+    if (!AssignProcessToJobObject(job, process.hProcess)) {
+        const DWORD error = GetLastError();
+        TerminateProcess(process.hProcess, EXIT_FAILURE);
+        check(error, "the program is in another job");
+    }
     ResumeThread(process.hThread);
     CloseHandle(process.hThread);
     return process.hProcess;
@@ -117,9 +121,11 @@ int runProgram(char **arguments)
     if (!trace.empty() && trace.front() == '/')
         _putenv_s(traceVariable, (narrow(linuxDrive) + trace).c_str());
     const wchar_t *const commandLine = commandLineOfProgram();
-    const std::string_view name = arguments[1];
-    std::wstring program(name.begin(), name.end());
-    if (name.front() == '/')
+    std::wstring program(MAX_PATH, L'\0');
+    const int length = MultiByteToWideChar(CP_ACP, 0, arguments[1], -1, program.data(), MAX_PATH);
+    check(static_cast<BOOL>(length), "the program's name is too long");
+    program.resize(static_cast<std::size_t>(length) - 1);
+    if (program.front() == L'/')
         program.insert(0, linuxDrive);
     // A program without a console would write its debug output to a debugger.
     SetEnvironmentVariableW(L"QT_FORCE_STDERR_LOGGING", L"1");
@@ -167,6 +173,7 @@ int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
             GetExitCodeProcess(process, &code);
             return static_cast<int>(code);
         }
+        check(source != WAIT_FAILED, "the devices cannot be waited for");
         if (source >= sources.size())
             continue;
         const std::size_t index = indices[source];

@@ -14,10 +14,9 @@ struct Transport
     /// and scripts/wine.sh makes the prefix.
     static const Transport &chosen();
 
-    /// The updater itself; or, where something has to stand around it that connects the
-    /// microphone, that, with the updater behind it.  The first is the program.  It gets
-    /// VELMO_SIM and VELMO_SIM_TRACE, ends with the updater and with its exit code, and
-    /// takes the updater along when it is killed.
+    /// The updater, or a host program that connects the microphone and starts the updater,
+    /// followed by its arguments.  It gets VELMO_SIM and VELMO_SIM_TRACE, ends with the
+    /// updater's exit code, and ends the updater when it is killed.
     QStringList command;
     /// The same for another updater beside the one of a run.
     QStringList secondCommand;

@@ -104,12 +104,12 @@ private slots:
             QCOMPARE(!run.traceLines(QStringLiteral("violation")).isEmpty(),
                      scenario.violations == Scenario::Violations::Some);
         }
-        // Who was to leave has left, or the run is not what it says.
+        // The scripted unplug must have happened.
         for (const char *setting : {"vanish", "return-as", "unplug", "extra"}) {
             if (scenario.simulator.contains(setting))
                 QVERIFY2(!run.traceLines(QStringLiteral(" departure ")).isEmpty(), setting);
         }
-        // The updater was told of it: what leaves without a word shows the same result.
+        // The updater must have been notified: without a notice the result is the same.
         const bool unplugs = scenario.simulator.contains("unplug-at");
         const bool returns = scenario.simulator.contains("replug-after");
         if (unplugs || scenario.simulator.contains("extra"))

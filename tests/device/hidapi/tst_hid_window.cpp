@@ -138,7 +138,7 @@ private slots:
         QVERIFY(notices.empty());
     }
 
-    /// Needs VELMO_SIM="devices=000B;unplug-after=300;replug-after=50". The 300 ms are for
+    /// Needs VELMO_SIM="devices=000B;unplug-after=3000;replug-after=50". The 3 s are for
     /// wine, which starts to listen a moment after the registration.
     void a_device_that_goes_and_comes_back()
     {
