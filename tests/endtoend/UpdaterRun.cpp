@@ -77,10 +77,6 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
     for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(QString::fromLatin1(variable));
-    if (!display.isEmpty()) {
-        environment.insert(QStringLiteral("DISPLAY"), display);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
-    }
     environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
     environment.insert(QStringLiteral("HOME"), home.path());
     environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
@@ -88,6 +84,10 @@ QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const Q
     const QMap<QString, QString> &besides = Transport::chosen().environment;
     for (auto variable = besides.begin(); variable != besides.end(); ++variable)
         environment.insert(variable.key(), variable.value());
+    if (!display.isEmpty()) {
+        environment.insert(QStringLiteral("DISPLAY"), display);
+        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+    }
     environment.insert(QStringLiteral("VELMO_SIM"), QString::fromLatin1(simulator));
     environment.insert(QStringLiteral("VELMO_SIM_TRACE"), trace);
     return environment;
