@@ -42,7 +42,7 @@ public:
     /// hears nothing of the beginning.  A device's path is the prefix and a number from 0 on.
     Bus(IBusListener *busListener, std::string devicePathPrefix);
 
-    /// Begins anew with these settings, in the grammar of VELMO_SIM.  The text says what is
+    /// Starts over with these settings, in the grammar of VELMO_SIM.  The text says what is
     /// wrong with them, in which case nothing has changed; empty for none.
     std::string configure(const std::string &settingsText);
     Trace &log() { return trace; }

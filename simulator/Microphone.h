@@ -26,7 +26,7 @@ public:
         EntryAccepted, ///< about to restart
         Restarting,    ///< off the bus meanwhile if it vanishes
         Upgrading,     ///< takes data packets, or an entry packet that starts over
-        VerdictGiven,  ///< takes nothing until it is plugged in anew
+        VerdictGiven,  ///< takes nothing until it is plugged back in
         Unplugged,
     };
 

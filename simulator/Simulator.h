@@ -34,7 +34,7 @@ public:
     /// @name For tests
     /// @{
 
-    /// Begins anew with these settings, in the grammar of VELMO_SIM: handles are
+    /// Starts over with these settings, in the grammar of VELMO_SIM: handles are
     /// closed, records emptied, the registration for notices is forgotten.  The
     /// text says what is wrong with the settings, in which case nothing has
     /// changed; empty for none.

@@ -30,7 +30,7 @@ constexpr const char *umockdevPreload = "libumockdev-preload.so.0";
 constexpr int exitNotStarted = 127;
 constexpr int exitBySignal = 128;
 
-/// Starts this program anew behind the library that shows it, and its children, the
+/// Restarts this program behind the library that shows it, and its children, the
 /// test bed's files instead of the system's.  Comes back if that has been done.
 void preload(char **arguments)
 {

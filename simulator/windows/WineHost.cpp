@@ -16,7 +16,7 @@ namespace sim {
 
 namespace {
 
-/// Until whoever had the driver before has left.
+/// How long an earlier run may take to release the driver.
 constexpr std::chrono::milliseconds claimPatience{10000};
 /// Until the system has made a device of what was plugged in (20 to 50 ms).
 constexpr std::chrono::milliseconds plugPatience{10000};
