@@ -9,6 +9,10 @@ constexpr int segmentSize = 1;
 SingleInstance::SingleInstance()
     : segment(QStringLiteral("Velmo_KVX2"))
 {
+    // With a native key the toolkit does without its semaphore. When several updaters start at
+    // once, that semaphore can be left locked on Linux, and then none of them ever starts.
+    const QString nativeKey = segment.nativeKey();
+    segment.setNativeKey(nativeKey);
 }
 
 bool SingleInstance::acquire()
@@ -16,8 +20,7 @@ bool SingleInstance::acquire()
     // Creating is atomic.  When another updater is faster, the second look finds it.
     constexpr int looks = 2;
     for (int look = 0; look < looks; ++look) {
-        clearAbandoned();
-        if (segment.attach(QSharedMemory::ReadWrite))
+        if (isHeld())
             return false;
         if (segment.create(segmentSize, QSharedMemory::ReadWrite))
             return true;

@@ -19,8 +19,8 @@ public:
     void release();
 
 private:
-    /// Removes the segment of an updater that was killed.
-    void clearAbandoned();
+    /// Whether another updater has the segment.
+    bool isHeld();
 
     QSharedMemory segment;
 };

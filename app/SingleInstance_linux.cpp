@@ -4,21 +4,32 @@
 
 #include <sys/shm.h>
 
+#include <ctime>
+
 namespace {
 
 /// What the toolkit makes a segment's key with, besides the key file.
 constexpr int keyProject = 'Q';
 
+/// Far above the time between creating a segment and attaching to it.
+constexpr std::time_t creationSeconds = 10;
+
 } // namespace
 
-void SingleInstance::clearAbandoned()
+// Looks without attaching. A starter that attaches for a moment and leaves could take the segment
+// away from the one that is creating it.
+bool SingleInstance::isHeld()
 {
-    // A segment outlives a killed process here.
     const key_t key = ftok(QFile::encodeName(segment.nativeKey()).constData(), keyProject);
     const int id = key != -1 ? shmget(key, 0, 0) : -1;
     shmid_ds status{};
-    // One that nobody was ever attached to is being created right now.
-    if (id != -1 && shmctl(id, IPC_STAT, &status) == 0 && status.shm_nattch == 0 &&
-        status.shm_atime != 0)
-        shmctl(id, IPC_RMID, nullptr);
+    if (id == -1 || shmctl(id, IPC_STAT, &status) != 0)
+        return false;
+    const bool wasAttached = status.shm_atime != 0;
+    if (status.shm_nattch != 0 ||
+        (!wasAttached && std::time(nullptr) - status.shm_ctime < creationSeconds))
+        return true;
+    // A segment outlives a killed process here.
+    shmctl(id, IPC_RMID, nullptr);
+    return false;
 }

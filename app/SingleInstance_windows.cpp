@@ -1,6 +1,7 @@
 #include "app/SingleInstance.h"
 
-void SingleInstance::clearAbandoned()
+bool SingleInstance::isHeld()
 {
     // The system removes the segment with the last process that held it.
+    return segment.attach(QSharedMemory::ReadWrite);
 }

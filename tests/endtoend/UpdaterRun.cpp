@@ -8,7 +8,6 @@
 #include <QFile>
 #include <QTest>
 
-#include <sys/sem.h>
 #include <sys/shm.h>
 
 namespace {
@@ -51,7 +50,6 @@ UpdaterRun::~UpdaterRun()
         // As the toolkit makes it.
         const key_t key = ftok(QFile::encodeName(path("tmp/") + file).constData(), 'Q');
         shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
-        semctl(semget(key, 0, 0), 0, IPC_RMID);
     }
 }
 
