@@ -1,6 +1,6 @@
 /// velmo-mkfirmware: writes firmware images for the simulated microphone.
 
-#include "simulator/ImagePlan.h"
+#include "simulator/model/ImagePlan.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>

@@ -1,8 +1,8 @@
 #include "simulator/umockdev/HidrawNode.h"
 
-#include "simulator/DeviceNames.h"
-#include "simulator/Trace.h"
-#include "simulator/reportDescriptor.h"
+#include "simulator/model/DeviceNames.h"
+#include "simulator/model/Trace.h"
+#include "simulator/model/reportDescriptor.h"
 
 #include <fcntl.h>
 #include <linux/hidraw.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/Bus.h"
+#include "simulator/model/Bus.h"
 #include "simulator/umockdev/FileDescriptor.h"
 #include "simulator/umockdev/Testbed.h"
 

@@ -1,6 +1,6 @@
 #include "simulator/umockdev/UmockdevHost.h"
 
-#include "simulator/runProgram.h"
+#include "simulator/model/runProgram.h"
 
 #include <sys/prctl.h>
 #include <sys/wait.h>

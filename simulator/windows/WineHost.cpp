@@ -1,8 +1,8 @@
 #include "simulator/windows/WineHost.h"
 
-#include "simulator/DeviceNames.h"
-#include "simulator/reportDescriptor.h"
-#include "simulator/runProgram.h"
+#include "simulator/model/DeviceNames.h"
+#include "simulator/model/reportDescriptor.h"
+#include "simulator/model/runProgram.h"
 #include "simulator/windows/Installer.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "simulator/Bus.h"
-#include "simulator/IBusListener.h"
+#include "simulator/model/Bus.h"
+#include "simulator/model/IBusListener.h"
 #include "simulator/windows/ControlDevice.h"
 #include "simulator/windows/control_codes.h"
 

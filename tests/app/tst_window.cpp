@@ -3,7 +3,7 @@
 #include "app/process.h"
 #include "app/tb210_progress_view.h"
 #include "dsp/dfu_0206_view.h"
-#include "simulator/Simulator.h"
+#include "simulator/dropin/Simulator.h"
 #include "tests/support/FakeTool.h"
 #include "upgrade/DevOperator.h"
 #include "upgrade/linkFlags.h"

@@ -1,6 +1,6 @@
 #include "device/CHidBase.h"
 #include "device/deviceSelection.h"
-#include "simulator/Simulator.h"
+#include "simulator/dropin/Simulator.h"
 
 #include <QElapsedTimer>
 #include <QScopeGuard>

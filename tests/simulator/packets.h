@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/ImagePlan.h"
+#include "simulator/model/ImagePlan.h"
 
 #include <algorithm>
 #include <array>

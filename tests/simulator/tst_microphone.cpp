@@ -1,6 +1,6 @@
 #include "packets.h"
-#include "simulator/Microphone.h"
-#include "simulator/Settings.h"
+#include "simulator/model/Microphone.h"
+#include "simulator/model/Settings.h"
 
 #include <QTest>
 

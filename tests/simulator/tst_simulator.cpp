@@ -1,6 +1,6 @@
 #include "device/hidapi/hidapi_additions.h"
 #include "packets.h"
-#include "simulator/Simulator.h"
+#include "simulator/dropin/Simulator.h"
 
 #include <QCoreApplication>
 #include <QProcess>

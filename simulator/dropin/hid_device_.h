@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/Bus.h"
+#include "simulator/model/Bus.h"
 
 #include <cstddef>
 #include <deque>

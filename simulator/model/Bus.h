@@ -1,9 +1,9 @@
 #pragma once
 
-#include "simulator/IBusListener.h"
-#include "simulator/Microphone.h"
-#include "simulator/Settings.h"
-#include "simulator/Trace.h"
+#include "simulator/model/IBusListener.h"
+#include "simulator/model/Microphone.h"
+#include "simulator/model/Settings.h"
+#include "simulator/model/Trace.h"
 
 #include <chrono>
 #include <cstddef>

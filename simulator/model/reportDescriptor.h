@@ -1,7 +1,7 @@
 #pragma once
 
-#include "simulator/DeviceNames.h"
-#include "simulator/wire.h"
+#include "simulator/model/DeviceNames.h"
+#include "simulator/model/wire.h"
 
 #include <array>
 #include <cstdint>

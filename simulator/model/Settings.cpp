@@ -1,4 +1,4 @@
-#include "simulator/Settings.h"
+#include "simulator/model/Settings.h"
 
 #include <charconv>
 #include <map>

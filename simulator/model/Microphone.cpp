@@ -1,6 +1,6 @@
-#include "simulator/Microphone.h"
+#include "simulator/model/Microphone.h"
 
-#include "simulator/earliest.h"
+#include "simulator/model/earliest.h"
 
 #include <algorithm>
 #include <utility>

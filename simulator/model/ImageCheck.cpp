@@ -1,4 +1,4 @@
-#include "simulator/ImageCheck.h"
+#include "simulator/model/ImageCheck.h"
 
 #include <algorithm>
 

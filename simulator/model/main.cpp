@@ -1,7 +1,7 @@
 /// PROGRAM ARGUMENTS...: runs the program with simulated microphones plugged in, as
 /// VELMO_SIM says, and ends with its exit code.  simulator/README.md tells the rest.
 
-#include "simulator/runProgram.h"
+#include "simulator/model/runProgram.h"
 
 #include <cstdio>
 #include <exception>

@@ -1,4 +1,4 @@
-#include "simulator/Trace.h"
+#include "simulator/model/Trace.h"
 
 #include <array>
 #include <cstdio>

@@ -1,6 +1,6 @@
-#include "simulator/Simulator.h"
+#include "simulator/dropin/Simulator.h"
 
-#include "simulator/hid_device_.h"
+#include "simulator/dropin/hid_device_.h"
 
 #include <QCoreApplication>
 

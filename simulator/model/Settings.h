@@ -1,7 +1,7 @@
 #pragma once
 
-#include "simulator/MicrophoneSettings.h"
-#include "simulator/wire.h"
+#include "simulator/model/MicrophoneSettings.h"
+#include "simulator/model/wire.h"
 
 #include <cstdint>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "simulator/ImagePlan.h"
+#include "simulator/model/ImagePlan.h"
 
 #include <algorithm>
 #include <map>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "simulator/ImageCheck.h"
-#include "simulator/MicrophoneSettings.h"
-#include "simulator/wire.h"
+#include "simulator/model/ImageCheck.h"
+#include "simulator/model/MicrophoneSettings.h"
+#include "simulator/model/wire.h"
 
 #include <array>
 #include <cstddef>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "simulator/wire.h"
+#include "simulator/model/wire.h"
 
 #include <array>
 #include <cstdint>

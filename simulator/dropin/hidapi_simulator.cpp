@@ -1,8 +1,8 @@
 /// The HID library's C interface over the simulator, as much of it as this system calls.  No
 /// function ever looks behind a handle: a closed, null or unknown one answers as a failure.
 
-#include "simulator/DeviceNames.h"
-#include "simulator/Simulator.h"
+#include "simulator/dropin/Simulator.h"
+#include "simulator/model/DeviceNames.h"
 
 #include "device/hidapi/hidapi_additions.h"
 

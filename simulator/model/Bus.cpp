@@ -1,6 +1,6 @@
-#include "simulator/Bus.h"
+#include "simulator/model/Bus.h"
 
-#include "simulator/earliest.h"
+#include "simulator/model/earliest.h"
 
 #include <algorithm>
 #include <cstdio>
