@@ -1,17 +1,17 @@
 #include "device/CDeviceManager.h"
+#include "device/CHidBase.h"
 #include "tests/support/PlainProtocol.h"
 
 #include <QTest>
 
 #include <future>
-#include <map>
 #include <thread>
 
 namespace {
 
 /// A device without a bus. The test sets what is present, opens, and can be read or
 /// written.
-class FakeDevice : public ICommunicateDevice
+class FakeDevice : public CHidBase
 {
 public:
     /// The latest one that the manager under test has created.
@@ -19,30 +19,19 @@ public:
 
     FakeDevice() { last = this; }
     bool init() override { return true; }
-    const void *findDevice(std::uint32_t /*vid*/, std::uint32_t pid,
+    const void *findDevice(std::uint32_t /*vid*/, std::uint32_t modelPid,
                            std::uint32_t /*option*/) override
     {
-        const auto at = present.find(pid);
-        return at == present.end() ? nullptr : &at->second;
+        record.path = path.data();
+        record.product_id = present.value(modelPid);
+        return record.product_id != 0 ? &record : nullptr;
     }
-    bool getDeviceInfo(const void *record, char *pathOut, std::uint32_t *vidOut,
-                       std::uint32_t *pidOut) override
-    {
-        *pidOut = *static_cast<const std::uint32_t *>(record);
-        *vidOut = microphoneVendorId;
-        const std::string path = "/dev/" + std::to_string(*pidOut);
-        std::memcpy(pathOut, path.c_str(), path.size() + 1);
-        return true;
-    }
-    int getVid() override { return 0; }
-    int getPid() override { return 0; }
     bool isOpen() override { return reportsOpen; }
-    const char *getProductName() override { return ""; }
-    bool open(const char *path, std::uint32_t /*vid*/, std::uint32_t pid,
+    bool open(const char *newPath, std::uint32_t /*vid*/, std::uint32_t newPid,
               std::uint32_t /*option*/) override
     {
-        openPath = path;
-        openPid = pid;
+        path = newPath;
+        openPid = newPid;
         return openResult;
     }
     void close() override { ++closes; }
@@ -52,18 +41,13 @@ public:
         ++writeCount;
         return canWrite;
     }
-    bool waitRead(bool /*flag*/, int /*ignored*/) override
-    {
-        ++waitReads;
-        return false;
-    }
+    bool waitRead(bool /*flag*/, int /*ignored*/) override { return ++waitReads == 0; }
     bool read(std::uint8_t *destination, int /*ignored*/) override
     {
         std::copy(report.begin(), report.end(), destination);
         return !report.isEmpty();
     }
-    int getMaxInputReportLen() override { return 64; }
-    const char *getPath() override { return openPath.c_str(); }
+    const char *getPath() override { return path.constData(); }
     void registerNotify(NotifyCallback callback, void *context) override
     {
         notify = callback;
@@ -71,30 +55,22 @@ public:
     }
 
     /// Maps a model's product id to that of the device that is found for it.
-    std::map<std::uint32_t, std::uint32_t> present;
+    QMap<std::uint32_t, unsigned short> present;
+    hid_device_info record{};
+    QByteArray path = "/dev/Mic";
     bool openResult = false;
     bool reportsOpen = false;
     bool canWrite = true;
     std::uint32_t openPid = 0;
-    std::string openPath;
     int closes = 0;
     int waitReads = 0;
     QByteArray report;
-    QList<QByteArray> writes;
+    QByteArrayList writes;
     /// Incremented on the sender's thread.
     std::atomic<int> writeCount{0};
     NotifyCallback notify = nullptr;
     void *notifyContext = nullptr;
 };
-
-QByteArray reply(char key1, char key2, bool valid)
-{
-    QByteArray bytes(64, '\0');
-    bytes[6] = key1;
-    bytes[7] = key2;
-    bytes[10] = valid ? '\0' : '\1'; // checksum
-    return bytes;
-}
 
 } // namespace
 
@@ -104,11 +80,11 @@ class ManagerTest : public QObject
     Q_OBJECT
 
 private:
-    using Manager = CDeviceManager<FakeDevice>;
     std::unique_ptr<PlainProtocol> protocol;
-    std::unique_ptr<Manager> manager;
+    std::unique_ptr<CDeviceManager<FakeDevice>> manager;
     FakeDevice *device = nullptr;
     std::array<std::uint8_t, 64> buffer{};
+    QElapsedTimer timer;
 
     /// Sends a command of 12 bytes with keys 1 and 2 and returns its status.
     int send(std::uint8_t kind)
@@ -132,15 +108,16 @@ private:
 private slots:
     void init()
     {
+        manager.reset(); // before the protocol, which it may still notify
         protocol = std::make_unique<PlainProtocol>();
-        manager = std::make_unique<Manager>();
+        manager = std::make_unique<CDeviceManager<FakeDevice>>();
         QVERIFY(manager->init());
         device = FakeDevice::last;
         manager->setProtocol(protocol.get());
+        timer.start();
     }
 
-    // The protocol must outlive the manager, which may still notify it.
-    void cleanup() { manager.reset(); }
+    void cleanupTestCase() { manager.reset(); }
 
     void a_present_model_is_opened()
     {
@@ -152,18 +129,20 @@ private slots:
         QCOMPARE(protocol->connects, 0);
         device->openResult = true;
         QVERIFY(manager->connectFirst());
-        QCOMPARE(device->getPath(), "/dev/11");
+        QCOMPARE(device->openPid, 11U);
         QCOMPARE(protocol->connects, 1);
         QVERIFY(!manager->isConnected()); // because the device says so
         QVERIFY(manager->connectByPid(16));
-        QCOMPARE(device->getPath(), "/dev/16");
         QCOMPARE(device->openPid, 16U);
         // 0x0102 is a product id of the list, not of a device.
         QVERIFY(!manager->connectByPid(0x0102));
         QCOMPARE(manager->listDevicePids(), (QList<int>{0x0101, 0x0102}));
         device->reportsOpen = true; // it is then not opened again
         QVERIFY(manager->connectFirst());
-        QCOMPARE(device->getPath(), "/dev/16");
+        QCOMPARE(device->openPid, 16U);
+        // It is closed at the end.
+        manager.reset();
+        QCOMPARE(protocol->disconnects, 1);
     }
 
     void a_command_without_answer_is_written_three_times()
@@ -171,7 +150,6 @@ private slots:
         for (const bool canWrite : {true, false}) {
             device->canWrite = canWrite;
             device->writes.clear();
-            QElapsedTimer timer;
             timer.start();
             QCOMPARE(send(4), -100);
             QVERIFY(timer.elapsed() >= (canWrite ? 1200 : 1500));
@@ -180,40 +158,40 @@ private slots:
         }
     }
 
-    void replies_are_matched_data()
-    {
-        QTest::addColumn<int>("kind");
-        QTest::addColumn<QByteArray>("answer");
-        QTest::addColumn<int>("status");
-        QTest::newRow("same keys, valid") << 4 << reply(1, 2, true) << 1;
-        QTest::newRow("other first key") << 4 << reply(9, 2, true) << -201;
-        QTest::newRow("other second key") << 4 << reply(1, 9, true) << -201;
-        QTest::newRow("not valid") << 4 << reply(1, 2, false) << -301;
-        QTest::newRow("not valid wins over other keys") << 4 << reply(9, 9, false) << -301;
-        QTest::newRow("other kind, anything") << 5 << reply(9, 9, false) << 1;
-    }
-
     void replies_are_matched()
     {
-        QFETCH(int, kind);
-        QFETCH(int, status);
-        QFETCH(QByteArray, answer);
-        device->report = answer;
-        auto sent = sendInBackground(static_cast<std::uint8_t>(kind));
-        const bool received = manager->receive(buffer.data(), 3, 64);
-        QCOMPARE(sent.get(), status);
-        QVERIFY(received);
-        QCOMPARE(device->writes.size(), status == 1 ? 1 : 3);
-        QVERIFY(std::memcmp(buffer.data(), answer.constData(), buffer.size()) == 0);
-        // The next command without a reply returns this status again.
-        if (status != 1)
-            QCOMPARE(send(4), status);
+        // Kind of the command; keys of the reply and 0 if it is valid; status of the command.
+        for (const auto &[kind, key1, key2, fault, status] :
+             std::initializer_list<std::array<int, 5>>{
+                 {4, 1, 2, 0, 1},
+                 {4, 9, 2, 0, -201},
+                 {4, 1, 9, 0, -201},
+                 {4, 1, 2, 1, -301},
+                 {4, 9, 9, 1, -301},
+                 {5, 9, 9, 1, 1},
+             }) {
+            init();
+            device->report = QByteArray(64, '\0');
+            device->report[6] = static_cast<char>(key1);
+            device->report[7] = static_cast<char>(key2);
+            device->report[10] = static_cast<char>(fault); // checksum
+            auto sent = sendInBackground(static_cast<std::uint8_t>(kind));
+            const bool received = manager->receive(buffer.data(), 3, 64);
+            QCOMPARE(sent.get(), status);
+            QVERIFY(received);
+            QCOMPARE(device->writes.size(), status == 1 ? 1 : 3);
+            QVERIFY(std::equal(buffer.begin(), buffer.end(), device->report.begin()));
+            device->report.clear();
+            QVERIFY(!manager->receive(buffer.data(), 3, 64));
+            // The next command without a reply returns this status again.
+            if (status == -301)
+                QCOMPARE(send(4), status);
+        }
     }
 
     void a_disconnect_ends_the_wait_as_answered()
     {
         auto sent = sendInBackground(4);
-        QElapsedTimer timer;
         timer.start();
         manager->disconnect();
         QVERIFY(timer.elapsed() >= 500);
@@ -228,13 +206,12 @@ private slots:
         int result = 7;
         QVERIFY(!manager->sendNoWait(packet.data(), buffer.data(), 0));
         QVERIFY(!manager->sendAndReadOnce(packet.data(), &result, 3, packet.size()));
-        QCOMPARE(device->writes, (QList<QByteArray>{QByteArray(65, '\0'), QByteArray(500, '\0')}));
+        QCOMPARE(device->writes, (QByteArrayList{QByteArray(65, '\0'), QByteArray(500, '\0')}));
         QCOMPARE(result, 0);
         QCOMPARE(device->waitReads, 1);
         device->canWrite = false;
         QVERIFY(!manager->sendAndReadOnce(packet.data(), &result, 3, packet.size()));
         QCOMPARE(device->waitReads, 1);
-        QElapsedTimer timer;
         timer.start();
         QVERIFY(!manager->sendNoWait(packet.data(), buffer.data(), 0));
         QVERIFY(timer.elapsed() >= 200);
@@ -243,60 +220,39 @@ private slots:
     void a_frame_is_completed_before_it_is_written()
     {
         QVERIFY(manager->sendWithRetries(buffer.data()));
-        QCOMPARE(device->writes, QList<QByteArray>{QByteArray(9, '\0') + QByteArray("\xFF\0", 2)});
+        QCOMPARE(device->writes, QByteArrayList{QByteArray(9, '\0') + QByteArray("\xFF\0", 2)});
         device->canWrite = false;
         QVERIFY(!manager->sendWithRetries(buffer.data()));
         QCOMPARE(device->writes.size(), 1 + 5);
     }
 
-    void arrivals_and_removals_data()
-    {
-        QTest::addColumn<QByteArray>("path");
-        QTest::addColumn<int>("removal");
-        QTest::addColumn<int>("vid");
-        QTest::addColumn<int>("connects");
-        QTest::addColumn<int>("closes");
-        const QByteArray other("/dev/New");
-        QTest::newRow("our vendor arrives, any product") << other << 0 << 0x3C9E << 2 << 0;
-        QTest::newRow("another vendor arrives") << other << 0 << 0x046D << 1 << 0;
-        QTest::newRow("ours goes") << QByteArray("/DEV/mIC") << 1 << 0x3C9E << 1 << 1;
-        QTest::newRow("another device goes") << other << 1 << 0x3C9E << 1 << 0;
-    }
-
     void arrivals_and_removals()
     {
-        QFETCH(QByteArray, path);
-        QFETCH(int, removal);
-        QFETCH(int, vid);
-        QFETCH(int, closes);
-        device->openResult = true;
-        QVERIFY(manager->connect("/dev/Mic", 0x3C9E, 0x000B));
-        const auto announce = [&](void *context) {
-            device->notify(path.constData(), removal, static_cast<std::uint16_t>(vid), 1, context);
-        };
-        announce(nullptr); // is ignored
-        QCOMPARE(protocol->disconnects, 0);
-        announce(device->notifyContext);
-        QTEST(protocol->connects, "connects");
-        QCOMPARE(device->closes, closes);
-        QCOMPARE(protocol->disconnects, closes);
-        if (closes == 0)
-            return;
-        // The device keeps its path, so a second notice closes and notifies again.
-        announce(device->notifyContext);
-        QCOMPARE(protocol->disconnects, 2);
-        manager->setProtocol(nullptr);
-        announce(device->notifyContext);
-        QCOMPARE(device->closes, 2);
-    }
-
-    void an_open_device_is_closed_at_the_end()
-    {
-        for (const bool open : {false, true}) {
+        // Path, removal, vendor; how often the protocol is then told of each.
+        for (const QByteArray row : {
+                 "/dev/New 0 3c9e: 1 0",
+                 "/dev/New 0 046d: 0 0",
+                 "/DEV/mIC 1 3c9e: 0 1",
+                 "/dev/New 1 3c9e: 0 0",
+             }) {
             init();
-            device->reportsOpen = open;
-            manager.reset();
-            QCOMPARE(protocol->disconnects, open ? 1 : 0);
+            device->openResult = true;
+            const QByteArrayList cells = row.left(row.indexOf(':')).split(' ');
+            const auto announce = [&](void *context) {
+                device->notify(cells.at(0), cells.at(1).toInt(), cells.at(2).toUShort(nullptr, 16),
+                               1, context);
+                return QString::asprintf("%s: %d %d", cells.join(' ').constData(),
+                                         protocol->connects, protocol->disconnects);
+            };
+            announce(nullptr); // is ignored
+            QCOMPARE(announce(device->notifyContext), QString(row));
+            QCOMPARE(device->closes, protocol->disconnects);
+            // The device keeps its path, so a second notice closes and notifies again.
+            announce(device->notifyContext);
+            QCOMPARE(device->closes, row.endsWith('1') ? 2 : 0);
+            manager->setProtocol(nullptr);
+            announce(device->notifyContext);
+            QCOMPARE(device->closes, row.endsWith('1') ? 2 : 0);
         }
     }
 };
