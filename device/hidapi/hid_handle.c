@@ -195,6 +195,7 @@ int hid_init(void)
     hid_lock_acquire(&s_library_lock);
     const int result = raw_hid_init();
     hid_lock_release(&s_library_lock);
+    copy_text(t_global_error, result < 0 ? L"The system's HID library does not load" : L"");
     return result;
 }
 
@@ -235,8 +236,12 @@ hid_device *hid_open(unsigned short vendor_id, unsigned short product_id,
 
 hid_device *hid_open_path(const char *path)
 {
-    if (path == NULL || hid_init() < 0)
+    if (hid_init() < 0)
         return NULL;
+    if (path == NULL) {
+        copy_text(t_global_error, L"There is no path");
+        return NULL;
+    }
     hid_device *const device = raw_hid_open_path(path);
     take_global_error(device == NULL);
     return new_handle(device);

@@ -100,11 +100,15 @@ private slots:
 
     void errorBelongsToThread()
     {
-        QVERIFY(hid_open_path("/nonexistent") == nullptr);
-        QVERIFY(errorOf(nullptr) != QStringLiteral("Success"));
         hid_device *const device = hid_open_path("/dev/full");
         QCOMPARE(hid_set_nonblocking(device, 1), 0);
         QCOMPARE(errorOf(nullptr), QStringLiteral("Success"));
+        for (const char *path : {"/nonexistent", static_cast<const char *>(nullptr)}) {
+            hid_init();
+            QCOMPARE(errorOf(nullptr), QStringLiteral("Success"));
+            QVERIFY(hid_open_path(path) == nullptr);
+            QVERIFY(errorOf(nullptr) != QStringLiteral("Success"));
+        }
         QString other;
         std::thread([device, &other] {
             write(device);
