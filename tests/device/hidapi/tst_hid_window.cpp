@@ -15,22 +15,13 @@ namespace {
 
 // Far more than it needs, for machines under load.
 constexpr int noticeTimeoutMs = 30000;
-constexpr std::size_t reportSize = 65;
-constexpr std::uint8_t reportId = 0x4B;
 
-struct Notice
-{
-    unsigned vendor;
-    unsigned product;
-    QByteArray path;
-    bool removal;
-};
-using Notices = std::vector<Notice>;
-
+/// Notes a notice as "3C9E:000B arrived PATH".
 void note(unsigned short vendor, unsigned short product, const char *path, int removal,
           void *context)
 {
-    static_cast<Notices *>(context)->push_back({vendor, product, path, removal != 0});
+    *static_cast<QStringList *>(context) += QString::asprintf(
+        "%04X:%04X %s %s", vendor, product, removal != 0 ? "removed" : "arrived", path);
 }
 
 /// This process's windows of the library's class. The class name is 8-bit text read as wide
@@ -52,8 +43,9 @@ std::vector<HWND> libraryWindows()
 }
 
 /// Sends the window the message that the system would send.
-void announce(WPARAM event, DWORD type, const std::wstring &name)
+void announce(WPARAM event, DWORD type, const QString &path)
 {
+    const std::wstring name = path.toStdWString();
     std::vector<unsigned char> room(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) + 2 * name.size());
     auto *const record = reinterpret_cast<DEV_BROADCAST_DEVICEINTERFACE_W *>(room.data());
     record->dbcc_size = static_cast<DWORD>(room.size());
@@ -72,112 +64,80 @@ class HidWindowTest : public QObject
     Q_OBJECT
 
 private:
-    Notices notices;
-    Notices laterNotices;
+    QStringList notices;
 
 private slots:
-    void init()
-    {
-        notices.clear();
-        laterNotices.clear();
-        const QByteArray test = QTest::currentTestFunction();
-        QVERIFY(test.startsWith("registering_makes") || test.startsWith("after_unregistering") ||
-                !libraryWindows().empty());
-    }
+    void init() { notices.clear(); }
 
     void registering_makes_one_hidden_window()
     {
         QVERIFY(libraryWindows().empty());
-        hid_register_device_notification(note, &notices);
-        QCOMPARE(libraryWindows().size(), std::size_t{1});
-        QVERIFY(!IsWindowVisible(libraryWindows().front()));
+        QStringList replaced;
+        for (QStringList *list : {&replaced, &notices}) {
+            hid_register_device_notification(note, list);
+            QCOMPARE(libraryWindows().size(), std::size_t{1});
+            QVERIFY(!IsWindowVisible(libraryWindows().front()));
+        }
+        announce(DBT_DEVICEARRIVAL, DBT_DEVTYP_DEVICEINTERFACE, "\\\\?\\HID#VID_3C9E&PID_000B#1");
+        QCOMPARE(notices.size(), 1);
+        QVERIFY(replaced.isEmpty());
     }
 
-    void announced_data()
+    void only_interfaces_with_ids_are_announced()
     {
-        QTest::addColumn<uint>("event");
-        QTest::addColumn<uint>("type");
-        QTest::addColumn<QString>("name");
-        QTest::addColumn<QString>("told"); // empty: nothing
-        const uint hid = DBT_DEVTYP_DEVICEINTERFACE;
-        const QString name = QStringLiteral("\\\\?\\hid#vid_3c9e&pid_00aB#6&1#{4d1e}");
-        QTest::newRow("arrival") << 0x8000U << hid << name << QStringLiteral("3C9E:00AB arrived");
-        QTest::newRow("removal") << 0x8004U << hid << name << QStringLiteral("3C9E:00AB removed");
-        QTest::newRow("another vendor's")
-            << 0x8000U << hid << QStringLiteral("\\\\?\\HID#VID_046D&PID_C31C#7")
-            << QStringLiteral("046D:C31C arrived");
-        QTest::newRow("about to go") << 0x8003U << hid << name << QString();
-        QTest::newRow("no interface") << 0x8000U << uint{DBT_DEVTYP_OEM} << name << QString();
-        QTest::newRow("without ids")
-            << 0x8000U << hid << QStringLiteral("\\\\?\\HID#ACPI0011#7") << QString();
-        QTest::newRow("longer than a path may be")
-            << 0x8000U << hid << name + QString(256, QLatin1Char('x')) << QString();
-    }
-
-    void announced()
-    {
-        QFETCH(uint, event);
-        QFETCH(uint, type);
-        QFETCH(QString, name);
-        QFETCH(QString, told);
-        announce(event, type, name.toStdWString());
-        QCOMPARE(notices.size(), told.isEmpty() ? std::size_t{0} : std::size_t{1});
-        if (told.isEmpty())
-            return;
-        const Notice &notice = notices.front();
-        QCOMPARE(QString::asprintf("%04X:%04X %s", notice.vendor, notice.product,
-                                   notice.removal ? "removed" : "arrived"),
-                 told);
-        QCOMPARE(notice.path, name.toLatin1()); // letter case unchanged
-    }
-
-    void a_message_without_a_record_is_nothing()
-    {
+        struct Row
+        {
+            WPARAM event;
+            DWORD type;
+            QString path;
+            /// What is told before the path; null for nothing.
+            const char *told;
+        };
+        const DWORD hid = DBT_DEVTYP_DEVICEINTERFACE;
+        const QString path = "\\\\?\\hid#vid_3c9e&pid_00aB#6&1#{4d1e}"; // keeps its letter case
+        for (const Row &row : std::initializer_list<Row>{
+                 {0x8000, hid, path, "3C9E:00AB arrived "},
+                 {0x8004, hid, path, "3C9E:00AB removed "},
+                 {0x8003, hid, path, nullptr}, // about to go
+                 {0x8000, DBT_DEVTYP_OEM, path, nullptr},
+                 {0x8000, hid, "\\\\?\\HID#ACPI0011#7", nullptr},
+                 {0x8000, hid, path + QString(256, 'x'), nullptr},
+             }) {
+            notices.clear();
+            announce(row.event, row.type, row.path);
+            QCOMPARE(notices,
+                     row.told != nullptr ? QStringList{row.told + row.path} : QStringList());
+        }
         QCOMPARE(SendMessageW(libraryWindows().front(), WM_DEVICECHANGE, DBT_DEVICEARRIVAL, 0),
                  LRESULT{0});
-        QVERIFY(notices.empty());
     }
 
     /// Needs VELMO_SIM="devices=000B;unplug-after=3000;replug-after=50". The 3 s are for
     /// wine, which starts to listen a moment after the registration.
     void a_device_that_goes_and_comes_back()
     {
-        hid_device_info *const found = hid_enumerate(0x3C9E, 0x000B);
         if (!qEnvironmentVariableIsSet("VELMO_SIM"))
             QSKIP("no microphone: start this with velmo-sim-wine");
+        hid_device_info *const found = hid_enumerate(0x3C9E, 0x000B);
         QVERIFY(found != nullptr);
-        const QByteArray path = found->path;
+        const QString path = QString::fromLocal8Bit(found->path);
+        hid_device *const device = hid_open_path(found->path);
         hid_free_enumeration(found);
-        hid_device *const device = hid_open_path(path.constData());
         QVERIFY(device != nullptr);
-        const std::array<unsigned char, reportSize> entry = {reportId, 0, 11};
+        const std::array<unsigned char, 65> entry = {0x4B, 0, 11};
         hid_write(device, entry.data(), entry.size());
         QTRY_VERIFY_WITH_TIMEOUT(notices.size() == 2, noticeTimeoutMs);
         hid_close(device);
-        for (const Notice &notice : notices) {
-            QCOMPARE(notice.removal, &notice == &notices.front());
-            QCOMPARE(QString::asprintf("%04X:%04X", notice.vendor, notice.product),
-                     QStringLiteral("3C9E:000B"));
-            QCOMPARE(notice.path.toLower(), path.toLower());
-        }
-    }
-
-    void registering_again_replaces_the_receiver_without_a_second_window()
-    {
-        const std::vector<HWND> before = libraryWindows();
-        hid_register_device_notification(note, &laterNotices);
-        QCOMPARE(libraryWindows(), before);
-        announce(DBT_DEVICEARRIVAL, DBT_DEVTYP_DEVICEINTERFACE, L"\\\\?\\HID#VID_3C9E&PID_000B#1");
-        QVERIFY(notices.empty());
-        QCOMPARE(laterNotices.size(), std::size_t{1});
+        for (const char *told : {"3C9E:000B removed ", "3C9E:000B arrived "})
+            QCOMPARE(notices.takeFirst().toLower(), QString(told + path).toLower());
     }
 
     void after_unregistering_it_stays_off()
     {
-        hid_register_device_notification(nullptr, nullptr);
-        QVERIFY(libraryWindows().empty());
-        hid_register_device_notification(note, &notices);
-        QVERIFY(libraryWindows().empty());
+        for (const auto callback : {hid_device_notification_callback{nullptr}, &note}) {
+            hid_register_device_notification(callback, &notices);
+            QVERIFY(libraryWindows().empty());
+        }
     }
 };
 
