@@ -133,6 +133,11 @@ void hid_backend_close(hid_device *device)
    short report of a write that timed out and still reads it. */
 int hid_backend_write(hid_device *device, const unsigned char *data, size_t length)
 {
+    if (data == NULL || length == 0) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        register_error(device, "WriteFile");
+        return -1;
+    }
     struct device_copy *const copy = (struct device_copy *)device;
     free_ended_writes(copy);
     struct pending_write *const write = new_write(device, data, length);
