@@ -30,7 +30,7 @@ extern "C" {
  * Windows: the input report byte length of the HID capabilities when the device was opened.
  * Linux: computed at each call from the report descriptor that the kernel has.
  *
- * @return the length in bytes, 1 to 65535. It includes the report id byte even if the device
+ * @return the length in bytes, 2 to 65535. It includes the report id byte even if the device
  *         does not number its reports. 0 for a null handle or a device without input reports;
  *         -1 for a closed handle or if the descriptor cannot be read or is malformed.
  */
