@@ -1,32 +1,60 @@
+#include "device/CDeviceManager.h"
 #include "device/CHidBase.h"
 #include "device/deviceSelection.h"
 #include "simulator/dropin/Simulator.h"
+#include "tests/support/PlainProtocol.h"
 
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <future>
 #include <memory>
+#include <thread>
 
 namespace {
 
-/// What the device passed on or printed.
-QStringList told;
-
-void note(const char *path, int removal, std::uint16_t vid, std::uint16_t pid, void * /*context*/)
+/// Records what the manager does with it.
+class RecordingDevice : public CHidBase
 {
-    told += QString::asprintf("%s %d %04x:%04x", path, removal, unsigned{vid}, unsigned{pid});
-}
+public:
+    /// The latest one that a manager has created.
+    static inline RecordingDevice *last = nullptr;
+
+    RecordingDevice() { last = this; }
+    bool write(const std::uint8_t *data, std::size_t length) override
+    {
+        writes.append(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(length)));
+        ++writeCount;
+        return CHidBase::write(data, length);
+    }
+    void registerNotify(NotifyCallback callback, void *context) override
+    {
+        notify = callback;
+        notifyContext = context;
+        CHidBase::registerNotify(callback, context);
+    }
+
+    QByteArrayList writes;
+    /// Incremented on the sender's thread.
+    std::atomic<int> writeCount{0};
+    NotifyCallback notify = nullptr;
+    void *notifyContext = nullptr;
+};
 
 } // namespace
 
-/// CHidBase over the simulated bus.
+/// The device over the simulated bus, and its manager: connecting, sending with retries,
+/// matching replies, and the hot-plug handler.
 class HidDeviceTest : public QObject
 {
     Q_OBJECT
 
 private:
-    std::unique_ptr<CHidBase> device;
-    std::array<std::uint8_t, 64> report{};
+    std::unique_ptr<PlainProtocol> protocol;
+    std::unique_ptr<CDeviceManager<RecordingDevice>> manager;
+    RecordingDevice *device = nullptr;
+    sim::InputReport report{};
+    QElapsedTimer timer;
     sim::Simulator &bus = sim::Simulator::instance();
 
     bool read() { return device->read(report.data(), 10); }
@@ -35,22 +63,43 @@ private:
     bool openFor(const char *firmwarePath)
     {
         selectMicrophoneFor(firmwarePath);
-        std::array<char, ICommunicateDevice::pathBufferSize> path{};
-        std::uint32_t vid = 0;
-        std::uint32_t pid = 0;
-        return device->getDeviceInfo(device->findDevice(0, 0, 0), path.data(), &vid, &pid) &&
-               device->open(path.data(), vid, pid, 0);
+        return manager->connectFirst();
+    }
+
+    /// Sends a command of 12 bytes with keys 1 and 2 and returns its status.
+    int send(std::uint8_t kind)
+    {
+        const std::array<std::uint8_t, 12> command = {0, 0, 0, 0, 0, kind, 1, 2};
+        sim::InputReport unused{};
+        unused.fill(9);
+        const int status = manager->sendAndWait(command.data(), unused.data(), 3, command.size());
+        return unused == sim::InputReport{} ? status : 0;
+    }
+
+    /// The same on another thread. Returns when that thread waits for the reply.
+    std::future<int> sendInBackground(std::uint8_t kind)
+    {
+        auto status = std::async(std::launch::async, [=] { return send(kind); });
+        while (device->writeCount == 0)
+            std::this_thread::yield();
+        return status;
     }
 
 private slots:
     void init()
     {
+        manager.reset(); // before the protocol, which it may still notify
+        protocol = std::make_unique<PlainProtocol>();
         QCOMPARE(bus.configure("devices=000B,0010"), std::string());
-        device = std::make_unique<CHidBase>();
-        QVERIFY(device->init() && device->init());
-        told.clear();
+        manager = std::make_unique<CDeviceManager<RecordingDevice>>();
+        QVERIFY(manager->init());
+        manager->setProtocol(protocol.get());
+        device = RecordingDevice::last;
+        QVERIFY(device->init()); // once more
+        timer.start();
     }
-    void cleanup() { device->close(); }
+
+    void cleanupTestCase() { manager.reset(); }
 
     void the_path_decides_which_microphone_is_found()
     {
@@ -86,6 +135,7 @@ private slots:
 
     void what_cannot_be_opened_is_refused()
     {
+        static QStringList told;
         QtMessageHandler const before = qInstallMessageHandler(
             [](QtMsgType, const QMessageLogContext &, const QString &line) { told += line; });
         QVERIFY(!device->open(nullptr, 1, 1, 0));
@@ -157,7 +207,6 @@ private slots:
         QCOMPARE(std::count(report.begin(), report.end(), 5), std::ptrdiff_t{32});
         QCOMPARE(report.back(), std::uint8_t{0});
 
-        QElapsedTimer timer;
         timer.start();
         QVERIFY(!read());
         QVERIFY(timer.elapsed() >= 63);
@@ -183,17 +232,152 @@ private slots:
 
     void notices_are_passed_on()
     {
-        QCOMPARE(bus.configure("devices=000B"), std::string());
-        device->registerNotify(note, this);
+        QVERIFY(openFor("a.bin"));
         bus.unplug();
+        QTRY_COMPARE(protocol->disconnects, 1);
         bus.plug();
-        const QStringList both = {"/dev/velmo-sim0 1 3c9e:000b", "/dev/velmo-sim0 0 3c9e:000b"};
-        QTRY_COMPARE(told, both);
-        device->registerNotify(nullptr, nullptr);
-        device->registerNotify(note, this); // stays off
+        QTRY_COMPARE(protocol->connects, 2);
+        for (const auto callback : {ICommunicateDevice::NotifyCallback{}, device->notify})
+            device->registerNotify(callback, manager.get()); // stays off
         bus.unplug();
         QCoreApplication::processEvents();
-        QCOMPARE(told, both);
+        QCOMPARE(protocol->disconnects, 1);
+    }
+
+    void the_microphone_is_connected_whatever_model_is_listed()
+    {
+        QVERIFY(!openFor("R5_otg.bin"));
+        QVERIFY(manager->listDevicePids().isEmpty());
+        QVERIFY(!manager->connect("/none", 0x3C9E, 0x000B));
+        QCOMPARE(protocol->connects, 0);
+        QVERIFY(openFor("R5.bin"));
+        QVERIFY(!manager->connectByPid(0x0100)); // an id of the list, not of a device
+        QCOMPARE(protocol->connects, 1);
+        QVERIFY(manager->connectByPid(0x0010));
+        QCOMPARE(protocol->connects, 2);
+        QVERIFY(!manager->isConnected()); // because the device says so
+        QCOMPARE(manager->listDevicePids(),
+                 (QList<int>{0x006A, 0x0101, 0x0011, 0x0100, 0x0102, 0x0103}));
+        // It is closed at the end if it says that it is open.
+        g_activeModelCode = 0x3C9E;
+        manager.reset();
+        g_activeModelCode = 0;
+        QCOMPARE(protocol->disconnects, 1);
+    }
+
+    void a_command_without_answer_is_written_three_times()
+    {
+        for (const bool open : {false, true}) {
+            QCOMPARE(openFor(open ? "a.bin" : "R5_otg.bin"), open);
+            device->writes.clear();
+            timer.start();
+            QCOMPARE(send(4), -100);
+            QVERIFY(timer.elapsed() >= (open ? 1200 : 1500));
+            QCOMPARE(device->writes.size(), 3);
+            QCOMPARE(device->writes.last().size(), 12);
+        }
+    }
+
+    void replies_are_matched()
+    {
+        // Kind of the command; keys of the reply and 0 if it is valid; status of the command.
+        for (const auto &[kind, key1, key2, fault, status] :
+             std::initializer_list<std::array<int, 5>>{
+                 {4, 1, 2, 0, 1},
+                 {4, 9, 2, 0, -201},
+                 {4, 1, 9, 0, -201},
+                 {4, 1, 2, 1, -301},
+                 {4, 9, 9, 1, -301},
+                 {5, 9, 9, 1, 1},
+             }) {
+            init();
+            QVERIFY(openFor("a.bin"));
+            sim::InputReport reply{};
+            reply[6] = static_cast<std::uint8_t>(key1);
+            reply[7] = static_cast<std::uint8_t>(key2);
+            reply[10] = static_cast<std::uint8_t>(fault); // checksum
+            bus.inject(reply);
+            auto sent = sendInBackground(static_cast<std::uint8_t>(kind));
+            const bool received = manager->receive(report.data(), 3, 64);
+            QCOMPARE(sent.get(), status);
+            QVERIFY(received);
+            QCOMPARE(device->writes.size(), status == 1 ? 1 : 3);
+            QCOMPARE(report, reply);
+            QVERIFY(!manager->receive(report.data(), 3, 64));
+            // The next command without a reply returns this status again.
+            if (status == -301)
+                QCOMPARE(send(4), status);
+        }
+    }
+
+    void a_disconnect_ends_the_wait_as_answered()
+    {
+        QVERIFY(openFor("a.bin"));
+        auto sent = sendInBackground(4);
+        timer.start();
+        manager->disconnect();
+        QVERIFY(timer.elapsed() >= 500);
+        QCOMPARE(sent.get(), 1);
+        QCOMPARE(device->getMaxInputReportLen(), 0); // closed
+        QCOMPARE(protocol->disconnects, 1);
+    }
+
+    void packets_go_out_once_and_never_report_success()
+    {
+        QVERIFY(openFor("a.bin"));
+        bus.inject({});
+        const std::array<std::uint8_t, 500> packet{};
+        int result = 7;
+        QVERIFY(!manager->sendNoWait(packet.data(), report.data(), 0));
+        QVERIFY(!manager->sendAndReadOnce(packet.data(), &result, 3, packet.size()));
+        QCOMPARE(device->writes, (QByteArrayList{QByteArray(65, '\0'), QByteArray(500, '\0')}));
+        QCOMPARE(result, 0);
+        QVERIFY(!read()); // it has read the report
+        device->close();
+        timer.start();
+        QVERIFY(!manager->sendNoWait(packet.data(), report.data(), 0));
+        QVERIFY(timer.elapsed() >= 200);
+    }
+
+    void a_frame_is_completed_before_it_is_written()
+    {
+        report.fill(0);
+        QVERIFY(!manager->sendWithRetries(report.data()));
+        QCOMPARE(device->writes.size(), 5);
+        QVERIFY(openFor("a.bin"));
+        QVERIFY(manager->sendWithRetries(report.data()));
+        QCOMPARE(device->writes.mid(5),
+                 QByteArrayList{QByteArray(9, '\0') + QByteArray("\xFF\0", 2)});
+    }
+
+    void arrivals_and_removals()
+    {
+        // Path, removal, vendor; how often the protocol was then told of each.
+        for (const QByteArray row : {
+                 "/dev/New 0 3c9e: 2 0",
+                 "/dev/New 0 046d: 1 0",
+                 "/DEV/velmo-SIM0 1 3c9e: 1 1",
+                 "/dev/New 1 3c9e: 1 0",
+             }) {
+            init();
+            QVERIFY(openFor("a.bin"));
+            const QByteArrayList cells = row.left(row.indexOf(':')).split(' ');
+            const auto announce = [&](void *context) {
+                device->notify(cells.at(0), cells.at(1).toInt(), cells.at(2).toUShort(nullptr, 16),
+                               1, context);
+                return QString::asprintf("%s: %d %d", cells.join(' ').constData(),
+                                         protocol->connects, protocol->disconnects);
+            };
+            announce(nullptr); // is ignored
+            QCOMPARE(announce(device->notifyContext), QString(row));
+            QCOMPARE(device->getMaxInputReportLen(), row.endsWith('1') ? 0 : 64);
+            // The device keeps its path, so a second notice closes and notifies again.
+            announce(device->notifyContext);
+            QCOMPARE(protocol->disconnects, row.endsWith('1') ? 2 : 0);
+            manager->setProtocol(nullptr);
+            announce(device->notifyContext);
+            QCOMPARE(protocol->disconnects, row.endsWith('1') ? 2 : 0);
+        }
     }
 };
 

@@ -1,4 +1,4 @@
-#include "device/hidapi/hidapi_additions.h"
+#include "device/CHidBase.h"
 
 #include <QCoreApplication>
 #include <QDir>
@@ -187,6 +187,20 @@ private slots:
         QCOMPARE(openCount("/dev/full"), 1);
         hid_close(shared);
         QCOMPARE(openCount("/dev/full"), 0);
+    }
+
+    /// The updater's device: a path that has no room for its end is not opened.
+    void theDeviceClosesItsHandle()
+    {
+        CHidBase device;
+        QVERIFY(device.init());
+        for (const int length : {255, 256}) {
+            const QByteArray path = QByteArray(length - 8, '/') + "dev/full";
+            QCOMPARE(device.open(path.constData(), 1, 1, 0), length == 255);
+            QCOMPARE(openCount("/dev/full"), length == 255 ? 1 : 0);
+            device.close();
+            QCOMPARE(openCount("/dev/full"), 0);
+        }
     }
 
     /// The real source of notices needs an event loop and opens only once.
