@@ -5,6 +5,7 @@ namespace transferSchedule {
 
 constexpr int passPauseMs = 1;
 constexpr int confirmationWindowMs = 200;
+/// Goes along with each packet as an argument that sendPacket() ignores. Nothing waits for it.
 constexpr int packetTimeoutMs = 200;
 /// The time that the microphone gets to restart into upgrade mode.
 constexpr int restartPauseMs = 7000;
