@@ -1,6 +1,5 @@
 #include "device/CHidBase.h"
 
-#include <QCoreApplication>
 #include <QDir>
 #include <QFile>
 #include <QTemporaryDir>
@@ -23,7 +22,7 @@ constexpr int reportSize = 65;
 constexpr int anHourMs = 3600 * 1000;
 using Report = std::array<unsigned char, reportSize>;
 
-/// How many times this process has the path open. "socket:" counts its sockets.
+/// How many times this process has the path open.
 int openCount(const QString &path)
 {
     int count = 0;
@@ -201,29 +200,6 @@ private slots:
             device.close();
             QCOMPARE(openCount("/dev/full"), 0);
         }
-    }
-
-    /// The real source of notices needs an event loop and opens only once.
-    void noticesNeedEventLoop()
-    {
-        const auto ignore = [](unsigned short, unsigned short, const char *, int, void *) {};
-        const int before = openCount("socket:");
-        hid_register_device_notification(ignore, nullptr);
-        QCOMPARE(openCount("socket:"), before);
-
-        int argc = 1;
-        std::array<char, 2> name{"t"};
-        std::array<char *, 2> argv{name.data(), nullptr};
-        const QCoreApplication application(argc, argv.data());
-        for (int time = 0; time < 2; ++time) {
-            hid_register_device_notification(ignore, nullptr);
-            QCOMPARE(openCount("socket:"), before + 1);
-        }
-        hid_register_device_notification(nullptr, nullptr);
-        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-        QCOMPARE(openCount("socket:"), before);
-        hid_register_device_notification(ignore, nullptr);
-        QCOMPARE(openCount("socket:"), before);
     }
 };
 

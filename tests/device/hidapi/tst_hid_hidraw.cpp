@@ -9,6 +9,7 @@
 #include <fcntl.h>
 #include <future>
 #include <linux/input.h>
+#include <thread>
 
 namespace {
 
@@ -35,15 +36,14 @@ QStringList enumeration()
     return list;
 }
 
-/// Our open nodes that a child process would inherit.
-int inheritedNodes()
+/// How many descriptors of this kind, with these flags, this process has open.
+int openCount(const QString &kind, int flags)
 {
     int count = 0;
     const QDir descriptors("/proc/self/fd");
     for (const QString &name : descriptors.entryList(QDir::NoFilter)) {
-        const int flags = fcntl(name.toInt(), F_GETFD);
-        if (flags != -1 && (flags & FD_CLOEXEC) == 0)
-            count += QFile::symLinkTarget(descriptors.filePath(name)).startsWith("/dev/") ? 1 : 0;
+        if (fcntl(name.toInt(), F_GETFD) == flags)
+            count += QFile::symLinkTarget(descriptors.filePath(name)).contains(kind) ? 1 : 0;
     }
     return count;
 }
@@ -76,6 +76,7 @@ class tst_hid_hidraw : public QObject
     hid_device *device = nullptr;
     QStringList replaced;
     QStringList notices;
+    int sockets = 0;
     std::array<wchar_t, 64> text{};
 
     int write(int packet)
@@ -95,6 +96,9 @@ class tst_hid_hidraw : public QObject
 private slots:
     void initTestCase()
     {
+        // A thread without an event loop opens no source of notices.
+        std::thread([this] { hid_register_device_notification(receive, &replaced); }).join();
+        sockets = openCount("socket:", FD_CLOEXEC);
         hid_register_device_notification(receive, &replaced);
         hid_register_device_notification(receive, &notices);
     }
@@ -105,11 +109,11 @@ private slots:
             "3C9E:000B /dev/hidraw0 Velmo/Velmo microphone (simulated)/VS0001 0100 0 FF00:0001",
             "046D:0042 /dev/hidraw1 Simulator/HID device (simulated)/FS0001 0100 0 FF00:0001"};
         QCOMPARE(enumeration(), expected);
-        const int before = inheritedNodes();
+        const int before = openCount("/dev/", 0);
         device = hid_open(0x3C9E, 0x000B, nullptr);
         QVERIFY(device != nullptr);
         // A child process that inherits the node would keep it alive after a replug.
-        QCOMPARE(inheritedNodes(), before);
+        QCOMPARE(openCount("/dev/", 0), before);
         QCOMPARE(hid_max_input_report_len(device), 64);
         QCOMPARE(hid_get_product_string(device, text.data(), text.size()), 0);
         QCOMPARE(QString::fromWCharArray(text.data()), "Velmo microphone (simulated)");
@@ -168,6 +172,15 @@ private slots:
         QCOMPARE(write(1), 65);
         QCOMPARE(read(anHourMs), qMakePair(32, 3)); // the settings make this report short
         hid_close(device);
+    }
+
+    void unregistersForGood()
+    {
+        for (const auto receiver : {hid_device_notification_callback{nullptr}, &receive}) {
+            hid_register_device_notification(receiver, &notices);
+            QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+            QCOMPARE(openCount("socket:", FD_CLOEXEC), sockets);
+        }
     }
 };
 
