@@ -3,7 +3,6 @@
 ///
 ///   print TEXT       writes TEXT, in which \r and \n stand for those characters
 ///   count N          writes "1/N%", "2/N%" ... "N/N%", each followed by \r\n
-///   noise BYTES      writes that many bytes, none of them \r
 ///   arguments FILE   writes its arguments to FILE, one a line
 ///   await FILE       waits until FILE exists
 ///   crash            crashes
@@ -35,18 +34,6 @@ std::string unescaped(const std::string &text)
     return result;
 }
 
-/// All bytes but the carriage return, the same every time.
-std::string noise(std::size_t size)
-{
-    constexpr unsigned byteValues = 256;
-    constexpr unsigned step = 7;
-    std::string bytes;
-    for (unsigned value = 1; bytes.size() < size; value += step)
-        if (static_cast<char>(value % byteValues) != '\r')
-            bytes += static_cast<char>(value % byteValues);
-    return bytes;
-}
-
 void write(const std::string &bytes)
 {
     std::fwrite(bytes.data(), 1, bytes.size(), stdout);
@@ -73,8 +60,6 @@ int main(int argc, char *argv[])
             for (int i = 1; i <= std::stoi(argument); ++i)
                 all += std::to_string(i) + '/' + argument + "%\r\n";
             write(all);
-        } else if (command == "noise") {
-            write(noise(std::stoul(argument)));
         } else if (command == "arguments") {
             std::ofstream file(folder + argument, std::ios::binary);
             for (int i = 1; i < argc; ++i)
