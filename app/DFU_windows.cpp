@@ -30,7 +30,6 @@
 #include <QThread>
 
 #include <algorithm>
-#include <initializer_list>
 #include <limits>
 #include <utility>
 
@@ -41,19 +40,18 @@ namespace {
 
 constexpr QSize windowSize(500, 200);
 constexpr QRect stateLabelPlace(20, 170, 200, 30);
+constexpr QRect languageLabelPlace(300, 0, 80, 20);
+constexpr QRect languageBoxPlace(380, 0, 100, 20);
 constexpr QRect mcuButtonPlace(10, 60, 60, 25);
-constexpr QPoint mcuPathEditPosition(80, 60);
+constexpr QRect mcuPathEditPlace(80, 60, 340, 25);
+constexpr QRect mcuVersionLabelPlace(430, 60, 50, 30);
 constexpr QRect dspButtonPlace(10, 70, 60, 25);
-constexpr QPoint dspPathEditPosition(80, 70);
-constexpr QSize pathEditSize(340, 25);
-constexpr int versionLabelDistance = 350;
-constexpr QSize versionLabelSize(50, 30);
-constexpr QSize confirmButtonSize(110, 40);
-constexpr int confirmButtonRise = 80;
-constexpr int dspConfirmButtonLeft = 195;
-constexpr int languageLabelFromRight = 200;
-constexpr QSize languageLabelSize(80, 20);
-constexpr int languageBoxWidth = 100;
+constexpr QRect dspPathEditPlace(80, 70, 340, 25);
+constexpr QRect dspVersionLabelPlace(430, 70, 50, 30);
+/// The hidden DSP confirm button lies in the same place.
+constexpr QRect confirmButtonPlace(195, 120, 110, 40);
+constexpr int dspVersionFromEnd = 8;
+constexpr int dspVersionLength = 4;
 
 /// Indices of the language box.
 enum Language
@@ -62,60 +60,30 @@ enum Language
     English = 1
 };
 
-// Quirk: the names are crossed over.  "zh" has the English texts; "en" has none, so the
-// Chinese ones show.  Nobody is known to depend on it.
-QString englishTranslation()
-{
-    return QStringLiteral(":/tb210_lang/tb210_zh.qm");
-}
-
-QString chineseTranslation()
-{
-    return QStringLiteral(":/tb210_lang/tb210_en.qm");
-}
-
-QString redText()
-{
-    return QStringLiteral("color:red");
-}
-
-QString blackText()
-{
-    return QStringLiteral("color:black");
-}
+/// Above this many arguments, program name included, the process ends with the upgrade.
+constexpr int lastingArguments = 1;
 
 QString noVersion()
 {
     return QStringLiteral("V0.0.0");
 }
 
-/// The settings of both path edits: one line, however long.
-void makeSingleLine(QTextEdit *edit)
+/// A path edit is one line, however long the path.
+void placePathEdit(QTextEdit *edit, const QRect &place)
 {
+    edit->setGeometry(place);
     edit->setLineWrapMode(QTextEdit::NoWrap);
     edit->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     edit->setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
-/// A DSP firmware's version: the four characters of its file name that begin eight
-/// before its end ("V1.0" of "...V1.0.bin").  In a shorter name they begin where the
-/// name does ("a.bi" of "a.bin").
-QString dspVersionOf(const QString &fileName)
-{
-    constexpr int fromEnd = 8;
-    constexpr int length = 4;
-    return fileName.right(fromEnd).left(length);
-}
-
-/// Above this many arguments the process ends with the upgrade.
-constexpr int lastingArguments = 1;
-
-/// The integer part of value / total x 100.0, truncated; 0 without a total.
+/// The integer part of value / total x 100.0; 0 if the total is 0.
 int percentOf(int value, int total)
 {
     if (total == 0)
         return 0;
-    // The vendor's tool may print any numbers; what no int holds becomes the nearest.
+    // The vendor's tool may print any numbers.  A percentage that is too large for an int
+    // becomes the largest int.
     const double percent = static_cast<double>(value) / total * 100.0;
     return static_cast<int>(std::clamp<double>(percent, std::numeric_limits<int>::min(),
                                                std::numeric_limits<int>::max()));
@@ -134,7 +102,7 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     QApplication::setWindowIcon(QIcon(QStringLiteral(":/image/images/logo.ico")));
     QFontDatabase::addApplicationFont(QStringLiteral(":/image/ZRX_650/SourceHanSansCN Medium.ttf"));
     setFixedSize(windowSize);
-    loadTranslation(englishTranslation());
+    loadTranslation(English);
     resultFile.prepare();
     buildWidgets();
     startOperator();
@@ -148,91 +116,69 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     connectedFlag = true;
     qDebug().noquote() << QStringLiteral("USB连接成功");
     devOperator->pendingPackets.clear();
-    showConnected();
+    showState(true);
     update_click();
     followDevice();
 }
 
 void DFU_windows::buildWidgets()
 {
-    stateLabel = new QLabel(tr("请连接设备"), this);
+    stateLabel = new QLabel(this);
     stateLabel->setGeometry(stateLabelPlace);
-    stateLabel->setStyleSheet(redText());
 
-    buildLanguageSection();
-    buildMcuSection();
-    buildDspSection();
-    progressView = new tb210_progress_view(this);
-}
-
-void DFU_windows::buildLanguageSection()
-{
-    languageLabel = new QLabel(tr("语言切换："), this);
-    languageLabel->setGeometry(
-        QRect(QPoint(width() - languageLabelFromRight, 0), languageLabelSize));
+    languageLabel = new QLabel(this);
+    languageLabel->setGeometry(languageLabelPlace);
     languageLabel->setStyleSheet(
         QStringLiteral("background-color:transparent;color:rgb(158,158,158);text-align:center;"
                        "font-size:15px;font-family:'Source Han Sans CN Medium'"));
 
     languageBox = new QComboBox(this);
-    languageBox->setGeometry(languageLabel->x() + languageLabel->width(), 0, languageBoxWidth,
-                             languageLabel->height());
+    languageBox->setGeometry(languageBoxPlace);
     languageBox->addItem(tr("简体中文"));
     languageBox->addItem(tr("English"));
     languageBox->setCurrentIndex(English); // before it is connected: no switch at the start
     connect(languageBox, SIGNAL(currentIndexChanged(int)), this, SLOT(change_language(int)));
-}
 
-void DFU_windows::buildMcuSection()
-{
-    mcuButton = new QPushButton(tr("MCU固件"), this);
-    mcuButton->setGeometry(mcuButtonPlace);
-    connect(mcuButton, SIGNAL(clicked()), this, SLOT(dfu_click()));
-
+    mcuButton = addButton(mcuButtonPlace, SLOT(dfu_click()));
     mcuPathEdit = new myEdit_view(this);
-    mcuPathEdit->setGeometry(QRect(mcuPathEditPosition, pathEditSize));
-    mcuPathEdit->setPlaceholderText(tr("请输入MCU固件路径"));
+    placePathEdit(mcuPathEdit, mcuPathEditPlace);
     mcuPathEdit->setAlignment(Qt::AlignBottom);
-    makeSingleLine(mcuPathEdit);
     connect(mcuPathEdit, SIGNAL(drop_block(QString)), this, SLOT(mcudropClick(QString)));
+    mcuVersionLabel = addVersionLabel(mcuVersionLabelPlace);
+    confirmButton = addButton(confirmButtonPlace, SLOT(update_click()));
 
-    mcuVersionLabel = new QLabel(noVersion(), this);
-    mcuVersionLabel->setGeometry(
-        QRect(mcuPathEditPosition + QPoint(versionLabelDistance, 0), versionLabelSize));
-    mcuVersionLabel->hide();
+    // The DSP section is hidden, and its texts are never translated.
+    auto *const dspButton = addButton(dspButtonPlace, SLOT(dsp_btn_click()));
+    dspButton->setText(QStringLiteral("DSP固件"));
+    dspPathEdit = new QTextEdit(this);
+    placePathEdit(dspPathEdit, dspPathEditPlace);
+    dspPathEdit->setPlaceholderText(QStringLiteral("请输入DSP固件路径"));
+    dspVersionLabel = addVersionLabel(dspVersionLabelPlace);
+    auto *const dspConfirmButton = addButton(confirmButtonPlace, SLOT(updatedsp_click()));
+    dspConfirmButton->setText(QStringLiteral("确认DSP固件升级"));
+    dspButton->hide();
+    dspPathEdit->hide();
+    dspConfirmButton->hide();
 
-    confirmButton = new QPushButton(tr("确认"), this);
-    confirmButton->setGeometry(
-        QRect(QPoint((width() - confirmButtonSize.width()) / 2, height() - confirmButtonRise),
-              confirmButtonSize));
-    connect(confirmButton, SIGNAL(clicked()), this, SLOT(update_click()));
+    showTexts();
+    showState(false);
+    progressView = new tb210_progress_view(this);
 }
 
-void DFU_windows::buildDspSection()
+QPushButton *DFU_windows::addButton(const QRect &place, const char *slot)
 {
-    // These texts are never translated.
-    auto *const dspButton = new QPushButton(QStringLiteral("DSP固件"), this);
-    dspButton->setGeometry(dspButtonPlace);
-    connect(dspButton, SIGNAL(clicked()), this, SLOT(dsp_btn_click()));
+    auto *const button = new QPushButton(this);
+    button->setGeometry(place);
+    connect(button, SIGNAL(clicked()), this, slot);
+    return button;
+}
 
-    dspPathEdit = new QTextEdit(this);
-    dspPathEdit->setGeometry(QRect(dspPathEditPosition, pathEditSize));
-    dspPathEdit->setPlaceholderText(QStringLiteral("请输入DSP固件路径"));
-    makeSingleLine(dspPathEdit);
-
-    dspVersionLabel = new QLabel(noVersion(), this);
-    dspVersionLabel->setGeometry(
-        QRect(dspPathEditPosition + QPoint(versionLabelDistance, 0), versionLabelSize));
-
-    auto *const dspConfirmButton = new QPushButton(QStringLiteral("确认DSP固件升级"), this);
-    dspConfirmButton->setGeometry(
-        QRect(QPoint(dspConfirmButtonLeft, height() - confirmButtonRise), confirmButtonSize));
-    connect(dspConfirmButton, SIGNAL(clicked()), this, SLOT(updatedsp_click()));
-
-    const std::initializer_list<QWidget *> hidden = {dspButton, dspPathEdit, dspVersionLabel,
-                                                     dspConfirmButton};
-    for (QWidget *const widget : hidden)
-        widget->hide();
+QLabel *DFU_windows::addVersionLabel(const QRect &place)
+{
+    auto *const label = new QLabel(noVersion(), this);
+    label->setGeometry(place);
+    label->hide();
+    return label;
 }
 
 void DFU_windows::startOperator()
@@ -276,21 +222,16 @@ void DFU_windows::inspectFirmware(const QString &path)
     mcuVersionLabel->show();
     upgradeMode = McuUpgrade;
     firmwareRecords.clear();
-    loadFirmware();
-}
-
-void DFU_windows::loadFirmware()
-{
-    // A file that cannot be opened, is empty or is damaged leaves the version label as it is.
-    // An image that is in order but makes too few packets shows no version.
+    // If the file cannot be opened, is empty or is damaged, the label keeps its version.  For a
+    // valid image of too few packets it shows that there is none.
     const QString fileName = common_funtion::fileNameOf(mcuPathEdit->toPlainText());
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())
         return;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        // Quirk: shown in hidden mode as well.  A user who gave the companion application a
-        // wrong path sees why nothing happens.
+        // Quirk: the box is shown without the window, too.  A user who gave the companion
+        // application a wrong path sees why nothing happens.
         inform(this, QString::fromLatin1(outputLine::box),
                QStringLiteral("打开错误+") + file.errorString(), QMessageBox::Yes | QMessageBox::No,
                QMessageBox::Yes);
@@ -336,20 +277,20 @@ void DFU_windows::update_click()
 
 void DFU_windows::progress_value(int value)
 {
-    if (upgradeMode == McuUpgrade) {
-        const int total = progressView->bar()->maximum();
-        progressView->bar()->setValue(value);
-        const int percent = percentOf(value, total);
-        progressView->setPercent(percent);
-        resultFile.write(QString::number(percent) + QLatin1String("%\n"));
-        if (value >= total)
-            progressView->hide();
-    } else if (upgradeMode == DspUpgrade) {
-        progressView->bar()->setValue(value);
-        const int percent = percentOf(value, dspRunner != nullptr ? dspRunner->dspTotal : 0);
+    QProgressBar *const bar = progressView->bar();
+    const bool mcu = upgradeMode == McuUpgrade;
+    const int dspTotal = dspRunner != nullptr ? dspRunner->dspTotal : 0;
+    const int total = mcu ? bar->maximum() : dspTotal;
+    const int percent = percentOf(value, total);
+    bar->setValue(value);
+    progressView->setPercent(percent);
+    if (!mcu) {
         qDebug() << "dsp" << value << percent;
-        progressView->setPercent(percent);
+        return;
     }
+    resultFile.write(QString::number(percent) + QLatin1String("%\n"));
+    if (value >= total)
+        progressView->hide();
 }
 
 void DFU_windows::sendMessage_fail_hand(int status)
@@ -357,13 +298,12 @@ void DFU_windows::sendMessage_fail_hand(int status)
     const auto verdict = static_cast<InputReport::Verdict>(status);
     const bool succeeded = verdict == InputReport::Verdict::Succeeded;
     const bool isVerdict = succeeded || verdict == InputReport::Verdict::Failed;
-    // A microphone may repeat its last report, and each would open a box inside the
-    // event loop of the one before.
+    // A microphone may repeat its verdict.  Each would open another box on top of the first.
     if (isVerdict && showingVerdict)
         return;
     progressView->hide();
     if (!isVerdict) {
-        // Shown in hidden mode as well; nothing is written and nothing ends.
+        // The box is shown without the window, too.  Nothing is written, and the run goes on.
         inform(this, tr("提示"), QString::number(status), QMessageBox::Yes);
         return;
     }
@@ -385,21 +325,21 @@ void DFU_windows::OnConnectDevice()
     linkReadyFlag = true;
     connectedFlag = true;
     qDebug().noquote() << QStringLiteral("usb插入------");
-    showConnected();
+    showState(true);
 }
 
 void DFU_windows::OnDisConnectDevice()
 {
     // Quirk: the flags stay as they are, so the transfer goes on (linkFlags.h).
     qDebug().noquote() << QStringLiteral("usb拔出------");
-    stateLabel->setText(tr("请连接设备"));
-    stateLabel->setStyleSheet(redText());
+    showState(false);
 }
 
-void DFU_windows::showConnected()
+void DFU_windows::showState(bool connected)
 {
-    stateLabel->setStyleSheet(blackText());
-    stateLabel->setText(tr("已连接设备"));
+    stateLabel->setText(connected ? tr("已连接设备") : tr("请连接设备"));
+    stateLabel->setStyleSheet(connected ? QStringLiteral("color:black")
+                                        : QStringLiteral("color:red"));
 }
 
 void DFU_windows::leave()
@@ -428,7 +368,9 @@ void DFU_windows::updatedsp_click()
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())
         return;
-    dspVersionLabel->setText(dspVersionOf(fileName));
+    // Four characters that begin eight before the end: "V1.0" of "...V1.0.bin".  Of a shorter
+    // name the first four: "a.bi" of "a.bin".
+    dspVersionLabel->setText(fileName.right(dspVersionFromEnd).left(dspVersionLength));
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
         inform(this, QStringLiteral("Title"), tr("打开错误") + file.errorString(),
@@ -463,23 +405,30 @@ void DFU_windows::dsp_kt0206_finish(int result)
 
 // ---- Languages -----------------------------------------------------------------
 
-bool DFU_windows::loadTranslation(const QString &file)
+void DFU_windows::loadTranslation(int language)
 {
-    return translator.load(file) && QApplication::installTranslator(&translator);
+    // Quirk: the names are crossed over.  "zh" has the English texts; "en" has none, so the
+    // Chinese ones show.  Nobody is known to depend on it.
+    if (translator.load(language == English ? QStringLiteral(":/tb210_lang/tb210_zh.qm")
+                                            : QStringLiteral(":/tb210_lang/tb210_en.qm")))
+        QApplication::installTranslator(&translator);
 }
 
 void DFU_windows::change_language(int index)
 {
-    if (index == English) {
-        loadTranslation(englishTranslation());
-        englishSelected = 1;
-    } else if (index == Chinese) {
-        loadTranslation(chineseTranslation());
-        englishSelected = 0;
+    if (index == English || index == Chinese) {
+        loadTranslation(index);
+        englishSelected = index == English ? 1 : 0;
     }
+    showTexts();
+    // Only the text changes, not the colour.
+    stateLabel->setText(connectedFlag ? tr("已连接设备") : tr("请连接设备"));
+}
+
+void DFU_windows::showTexts()
+{
     mcuButton->setText(tr("MCU固件"));
     mcuPathEdit->setPlaceholderText(tr("请输入MCU固件路径"));
     languageLabel->setText(tr("语言切换："));
     confirmButton->setText(tr("确认"));
-    stateLabel->setText(connectedFlag ? tr("已连接设备") : tr("请连接设备"));
 }

@@ -25,12 +25,12 @@ class tb210_progress_view;
 ///
 /// Its constructor does the whole start of an upgrade, shown or not: it opens the
 /// microphone, cuts the firmware file and hands the packets to the operator's
-/// transfer loop; without a microphone, or without records, it ends the process.
-/// Its slots follow the upgrade and end the process with the verdict.  Main
+/// transfer loop.  Without a microphone, or without records, it ends the process.
+/// Its slots show the progress and end the process when the verdict is there.  Main
 /// thread; it lives until the process ends.
 ///
-/// Texts are written in Chinese and start out in English.  The section for the DSP
-/// firmware is built and connected, but hidden: nothing shows it.
+/// The texts are written in Chinese and translated; the window starts in English.  The
+/// section for the DSP firmware is built and connected, but nothing shows it.
 class DFU_windows : public QMainWindow
 {
     Q_OBJECT
@@ -53,7 +53,7 @@ public slots:
     void OnDisConnectDevice();
     /// Loads the firmware file named on the command line.
     void dfu_click();
-    /// Loads it again, builds the packets and arms the transfer.
+    /// Loads the file again, builds the packets and hands them to the operator.
     void update_click();
     /// Starts a DSP upgrade with the file of the DSP path edit.
     void updatedsp_click();
@@ -62,7 +62,7 @@ public slots:
     void sendMessage_fail_hand(int status);
     void dsp_kt0206_progress_val(int value);
     void dsp_kt0206_finish(int result);
-    /// Inspects a dropped file: its version is shown.
+    /// Shows the version of a dropped file.
     ///
     /// Quirk: the upgrade always uses the file of the command line, which the companion
     /// application has chosen.
@@ -78,16 +78,16 @@ private:
     };
 
     void buildWidgets();
-    void buildMcuSection();
-    void buildDspSection();
-    void buildLanguageSection();
-    bool loadTranslation(const QString &file);
+    QPushButton *addButton(const QRect &place, const char *slot);
+    QLabel *addVersionLabel(const QRect &place);
+    void loadTranslation(int language);
+    /// Sets the texts that follow the language, except the state.
+    void showTexts();
+    void showState(bool connected);
     void startOperator();
     void followDevice();
     void inspectFirmware(const QString &path);
-    void loadFirmware();
     void showVersion(const QString &version);
-    void showConnected();
     /// Ends the process with code 0.
     [[noreturn]] void leave();
 
@@ -95,9 +95,9 @@ private:
     QLabel *stateLabel = nullptr;
     tb210_progress_view *progressView = nullptr;
     DevOperator *devOperator = nullptr;
-    /// Hosts the operator; never stopped.
+    /// The operator lives in it.  Never stopped.
     QThread *workerThread = nullptr;
-    /// Only when a microphone was opened at the start; never stopped.
+    /// Exists only if a microphone was opened at the start.  Never stopped.
     DFU_thread *upgradeThread = nullptr;
     /// Null until the first DSP upgrade.
     dfu_0206_view *dspRunner = nullptr;
@@ -113,7 +113,7 @@ private:
     ResultFile resultFile;
     QLabel *languageLabel = nullptr;
     QComboBox *languageBox = nullptr;
-    /// Reused for every load.
+    /// The same one for both languages.
     QTranslator translator;
     QPushButton *confirmButton = nullptr;
     /// While a verdict's box is open, further verdicts are ignored.

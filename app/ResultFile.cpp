@@ -9,8 +9,7 @@
 void ResultFile::bind()
 {
     const QString folder = common_funtion::perUserFolder();
-    if (!QDir(folder).exists())
-        QDir().mkdir(folder);
+    QDir().mkdir(folder); // fails if it is there already
     resultFile.setFileName(folder + QLatin1String("/Firmware_bin.txt"));
 }
 

@@ -7,19 +7,19 @@
 /// The file through which the launching application follows an upgrade: one
 /// percentage a line, then the outcome.  Main thread.
 ///
-/// Nothing here fails an upgrade: what cannot be written is left out silently.
+/// An upgrade goes on if the file cannot be written; nobody is told.
 class ResultFile
 {
 public:
     /// Creates the per-user folder (one level) and empties the file.
     void prepare();
 
-    /// Appends `text` as it stands, "\n" as the platform's line end.  False when
-    /// the file could not be opened.
+    /// Appends `text`; "\n" becomes the platform's line end.  False if the file could not
+    /// be opened.
     bool write(const QString &text);
 
 private:
-    /// Binds the file to its path, making the folder where it is missing.
+    /// Sets the file's path.  Creates the folder if it is missing.
     void bind();
 
     QFile resultFile;

@@ -17,7 +17,7 @@ SingleInstance::SingleInstance()
 
 bool SingleInstance::acquire()
 {
-    // Creating is atomic.  When another updater is faster, the second look finds it.
+    // Creating is atomic.  If another updater creates it first, the second look finds it.
     constexpr int looks = 2;
     for (int look = 0; look < looks; ++look) {
         if (isHeld())

@@ -11,8 +11,8 @@ class SingleInstance
 public:
     SingleInstance();
 
-    /// False when another updater is running.  A segment that cannot be created
-    /// is no reason not to run: the updater then runs unguarded.
+    /// False when another updater is running.  If the segment cannot be created, the
+    /// updater runs without it.
     bool acquire();
 
     /// Gives the segment back; also done by the destructor.

@@ -8,7 +8,7 @@
 
 namespace {
 
-/// What the toolkit makes a segment's key with, besides the key file.
+/// The toolkit makes a segment's key from the key file and this number.
 constexpr int keyProject = 'Q';
 
 /// Far above the time between creating a segment and attaching to it.

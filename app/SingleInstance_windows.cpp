@@ -2,6 +2,6 @@
 
 bool SingleInstance::isHeld()
 {
-    // The system removes the segment with the last process that held it.
+    // The system removes the segment when the last process that holds it ends.
     return segment.attach(QSharedMemory::ReadWrite);
 }

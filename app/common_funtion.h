@@ -6,13 +6,13 @@
 class common_funtion
 {
 public:
-    /// Folder of the result file: beside the application-data folder of this
-    /// user, named "CorvoUpgrade".  On Windows it lies in the roaming folder.
+    /// The result file's folder: "CorvoUpgrade", beside this program's own folder in the
+    /// user's data (on Windows: the roaming data).
     static QString perUserFolder();
 
-    /// The file that a path edit's text means.
+    /// The name of the file in a path edit.
     ///
     /// Quirk: a text that begins with "file" is taken for a URL and loses its first 8
-    /// characters, whatever follows.  Dropped files arrive that way.
+    /// characters, even if something else follows.  Dropped files arrive as a URL.
     static QString fileNameOf(const QString &editText);
 };

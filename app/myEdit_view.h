@@ -2,8 +2,8 @@
 
 #include <QTextEdit>
 
-/// A text edit that tells of a file dropped on it.  The text itself is inserted as
-/// any text edit does.
+/// A text edit that sends a signal when a file is dropped on it.  It inserts the text of the
+/// drop like any other text edit.
 class myEdit_view : public QTextEdit
 {
     Q_OBJECT

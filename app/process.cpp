@@ -15,7 +15,7 @@ void writeDebugLine(QtMsgType type, const QMessageLogContext &context, const QSt
     Output::write(Output::Stream::Error,
                   qFormatLogMessage(type, context, text).toLocal8Bit() + '\n');
     if (type == QtFatalMsg)
-        Output::finish(); // the toolkit aborts behind it
+        Output::finish(); // the toolkit aborts after this
 }
 
 } // namespace
@@ -32,7 +32,8 @@ void setInstanceToRelease(SingleInstance *instance)
 
 void endProcess(int code)
 {
-    // A slow reader may take seconds, and the microphone is still open.
+    // First of all, because a slow reader may take seconds, and no other updater may start
+    // as long as this one has the microphone open.
     Output::finish();
     if (heldInstance != nullptr)
         heldInstance->release();

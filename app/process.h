@@ -2,14 +2,14 @@
 
 class SingleInstance;
 
-/// What a platform needs before the application object exists: standard streams that
-/// neither end the process nor make it wait, and a way to run without a display.
+/// To be called before the application object exists.  The standard streams can then neither
+/// end the process nor make it wait, and the program runs without a display, too.
 void prepareProcess();
 
 /// From now on a debug line never waits for its reader: it goes through Output.
 void installDebugOutput();
 
-/// Names the segment that endProcess() gives back; main thread, at the start.
+/// endProcess() gives this segment back.  Called once, at the start, by the main thread.
 void setInstanceToRelease(SingleInstance *instance);
 
 /// Ends the process with this exit code, from the main thread.

@@ -8,8 +8,8 @@
 
 namespace {
 
-/// A file opened later must not become standard error: the microphone's node would
-/// get the debug output.
+/// Opens standard descriptors that are closed.  Otherwise the microphone's node could become
+/// standard error and get the debug output.
 void fillStandardDescriptors()
 {
     for (int descriptor = STDIN_FILENO; descriptor <= STDERR_FILENO; ++descriptor) {
@@ -27,7 +27,7 @@ void prepareProcess()
     // A reader that closes its end must not stop an upgrade midway.
     std::signal(SIGPIPE, SIG_IGN);
     installDebugOutput();
-    // Without a display, or with one that does not answer, a headless run goes on.
+    // The toolkit tries these in turn.  The last one needs no display.
     if (qgetenv("QT_QPA_PLATFORM").isEmpty()) {
         const bool wayland = !qgetenv("WAYLAND_DISPLAY").isEmpty();
         const bool x11 = !qgetenv("DISPLAY").isEmpty();

@@ -25,9 +25,8 @@ QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture
 /// A white text on the bar, which is the only dark place without the pictures.  Its shadow
 /// makes it readable on orange.
 ///
-/// The label is as wide as the bar.  When a text on it changes, the bar repaints only what
-/// the label covers but believes that all of it is up to date, so its ends would keep the
-/// old picture.
+/// The label must be as wide as the bar.  When its text changes, the bar repaints only what
+/// the label covers, but takes itself for fully painted: its ends would be out of date.
 QLabel *textLabel(QWidget *parent, const QString &fontSize)
 {
     auto *const label = new QLabel(parent);
@@ -84,6 +83,6 @@ void tb210_progress_view::showEvent(QShowEvent *event)
 
 bool tb210_progress_view::focusNextPrevChild(bool next)
 {
-    // The focus goes to the others again when the view is hidden.
+    // When the view is hidden, the focus may go to other widgets again.
     return isVisible() || QWidget::focusNextPrevChild(next);
 }

@@ -7,13 +7,13 @@ class QProgressBar;
 
 /// The overlay that covers the whole window while an upgrade runs: neither the mouse
 /// nor the keyboard reaches what is below.  Its pictures are not part of the updater's
-/// resources, so their labels show empty.
+/// resources, so their labels are empty.
 class tb210_progress_view : public QWidget
 {
     Q_OBJECT
 
 public:
-    /// `parent` must have its size already; the view covers it.
+    /// The view gets the size that `parent` has now.
     explicit tb210_progress_view(QWidget *parent);
 
     QProgressBar *bar() const { return progressBar; }
