@@ -12,7 +12,6 @@ constexpr QRect barPlace(12, 42, 266, 16);
 constexpr QRect picturePlace(10, 42, 270, 16);
 constexpr int textIndent = 8;
 constexpr QPointF shadowOffset(1, 1);
-constexpr int barEnd = 100;
 
 QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture)
 {
@@ -56,7 +55,6 @@ tb210_progress_view::tb210_progress_view(QWidget *parent)
 
     progressBar = new QProgressBar(panel);
     progressBar->setGeometry(barPlace);
-    progressBar->setRange(0, barEnd);
     progressBar->setTextVisible(false);
     progressBar->setStyleSheet(
         QStringLiteral("QProgressBar {border-radius: 8px;background-color:rgb(27,27,27);}"
