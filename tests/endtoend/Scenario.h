@@ -2,22 +2,15 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
-#include <QStringList>
+
+/// The packets of the image that the scenarios are made for: 30 data records of two packets
+/// each, and the entry packet.
+constexpr int scenarioPackets = 61;
 
 /// One run of the real program against a simulated microphone, and what must come
 /// of it.  Written once; whatever connects the microphone runs the same list.
 struct Scenario
 {
-    enum class Ending
-    {
-        /// By itself, with code 0.
-        Exits,
-        /// Not at all: the microphone never gives a verdict.  The run is over for
-        /// the test when the result file has the expected end.
-        Stays
-    };
-
     /// Whether the microphone refused something as out of order.  By the time that
     /// the updater learns of a verdict or an unplugging, it may have sent more.
     enum class Violations
@@ -26,32 +19,26 @@ struct Scenario
         Some,
         DependOnTiming
     };
+    /// Of highestPercent: there is no percentage at all; there are some, and which is the
+    /// last depends on timing, but the transfer did not come to its end.
+    static constexpr int noPercent = -1;
+    static constexpr int belowHundred = -2;
 
     const char *name;
     /// Name of the image; it decides which microphone is meant.
     const char *firmware;
-    /// What velmo-mkfirmware is asked for.
-    QStringList image;
     /// The microphones on the bus and their faults.
     QByteArray simulator;
-    Ending ending;
-    /// The result file's last line; "" is an empty file.
-    QByteArray outcome;
-    /// The highest percentage before the outcome, or one of the values below.
-    int highestPercent;
+    /// The result file's last line; "" is an empty file.  With "100%" the microphone never
+    /// gives a verdict, and the program never ends.
+    QByteArray outcome = "success 1";
+    /// The highest percentage before the outcome, or one of the values above.
+    int highestPercent = 100;
     /// Packets that the microphone took; -1 where it depends on timing.
-    int packetsTaken;
-    Violations violations;
+    int packetsTaken = scenarioPackets;
+    Violations violations = Violations::None;
+    /// How the image is broken (velmo-mkfirmware --broken); null: it is not.
+    const char *broken = nullptr;
 };
-
-/// The packets of the image that the scenarios are made for: 30 data records.
-constexpr int scenarioPackets = 61;
-/// How many of them go out behind the last batch.
-constexpr int scenarioTail = 3;
-
-/// Of Scenario::highestPercent: there is no percentage at all; there are some, and
-/// which is the last depends on timing, but the transfer did not come to its end.
-constexpr int noPercent = -1;
-constexpr int belowHundred = -2;
 
 QList<Scenario> scenarios();

@@ -1,28 +1,25 @@
 #include "tests/endtoend/Transport.h"
 
 #include <QDir>
-#include <QFile>
 
 namespace {
 
-/// The program of this machine, on the drop-in library or with a program around it.
-Transport local()
-{
-    const QStringList updater{QStringLiteral(VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU")};
-    return {updater, updater, {}, QStringLiteral("data/CorvoUpgrade/Firmware_bin.txt"), "\n", {}};
-}
-
+/// The program of this machine, on the drop-in library.
 Transport dropIn()
 {
-    Transport transport = local();
-    transport.environment[QStringLiteral("LD_LIBRARY_PATH")] =
-        QStringLiteral(VELMO_BINARY_DIR "/simulator");
+    const QStringList updater{QStringLiteral(VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU")};
+    Transport transport{updater, updater, {}, QStringLiteral("data/CorvoUpgrade/Firmware_bin.txt"),
+                        "\n",    {}};
+    transport.environment.insert(QStringLiteral("LD_LIBRARY_PATH"),
+                                 QStringLiteral(VELMO_BINARY_DIR "/simulator"));
     return transport;
 }
 
+/// The same program on the real HID library, with a program around it.
 Transport umockdev()
 {
-    Transport transport = local();
+    Transport transport = dropIn();
+    transport.environment.clear();
     transport.command.prepend(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-sim-umockdev"));
     transport.secondCommand = transport.command;
     return transport;
@@ -31,27 +28,28 @@ Transport umockdev()
 Transport wine()
 {
     const QString program = qEnvironmentVariable("VELMO_WINDOWS_PROGRAM");
-    const QString simulator = QDir::cleanPath(
-        QStringLiteral(VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe"));
-    const QString prefix = qEnvironmentVariable("WINEPREFIX");
-    const QString users = prefix + QStringLiteral("/drive_c/users");
+    const QDir users(qEnvironmentVariable("WINEPREFIX") + QStringLiteral("/drive_c/users"));
     // Wine names the user's folder after the user; the other one is everybody's.
-    QStringList user = QDir(users).entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    QStringList user = users.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     user.removeAll(QStringLiteral("Public"));
-    if (!QFile::exists(program) || !QFile::exists(simulator) || user.isEmpty())
+    if (program.isEmpty() || user.isEmpty())
         qFatal("scripts/test-windows runs the tests over wine");
-    return {{QStringLiteral("wine"), simulator, program},
-            // On the bus of the run that is under way.
-            {QStringLiteral("wine"), program},
-            // Wine's server is found through TMPDIR; and Windows programs have no offscreen
-            // platform that they would fall back on.
-            {{QStringLiteral("TMPDIR"), qEnvironmentVariable("TMPDIR", QStringLiteral("/tmp"))},
-             {QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY")}},
-            users + QLatin1Char('/') + user.first() +
-                QStringLiteral("/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt"),
-            "\r\n",
-            // Wine lists devices in the order of their ids, not of their arrival.
-            "devices=0065,0011"};
+    Transport transport{
+        {QStringLiteral("wine"),
+         QStringLiteral(VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe"),
+         program},
+        // On the bus of the run that is under way.
+        {QStringLiteral("wine"), program},
+        {},
+        users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt"),
+        "\r\n",
+        // Wine lists devices in the order of their ids, not of their arrival.
+        "devices=0065,0011"};
+    // Wine's server is found through TMPDIR; and Windows programs have no offscreen platform
+    // that they would fall back on.
+    transport.environment.insert(QStringLiteral("TMPDIR"), QDir::tempPath());
+    transport.environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
+    return transport;
 }
 
 } // namespace

@@ -1,7 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QMap>
+#include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
 
@@ -21,7 +21,7 @@ struct Transport
     /// The same for another updater beside the one of a run.
     QStringList secondCommand;
     /// What a run's environment has besides.
-    QMap<QString, QString> environment;
+    QProcessEnvironment environment;
     /// Seen from the run's home.
     QString resultFile;
     /// The result file's line end there.

@@ -2,39 +2,16 @@
 
 #include "tests/endtoend/Transport.h"
 
-#include <QCoreApplication>
 #include <QDir>
-#include <QElapsedTimer>
 #include <QFile>
 #include <QTest>
 
 #include <sys/shm.h>
 
-namespace {
-
-constexpr int toolTimeoutMs = 30000;
-constexpr int killTimeoutMs = 10000;
-constexpr int pollMs = 10;
-
-/// Set by the build; see CMakeLists.txt.
-QString programPath(const char *name)
-{
-    return QDir(QStringLiteral(VELMO_BINARY_DIR)).filePath(QString::fromLatin1(name));
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-} // namespace
-
 UpdaterRun::UpdaterRun()
 {
     QDir(home.path()).mkdir(QStringLiteral("data"));
     QDir(home.path()).mkdir(QStringLiteral("tmp"));
-    process.setWorkingDirectory(home.path());
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
     // What an earlier run may have left outside its home.
@@ -55,69 +32,61 @@ UpdaterRun::~UpdaterRun()
 
 QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)
 {
-    QProcess tool;
-    tool.start(programPath("bin/velmo-mkfirmware"), options + QStringList{home.filePath(name)});
-    if (!tool.waitForFinished(toolTimeoutMs) || tool.exitCode() != 0)
-        qWarning() << "velmo-mkfirmware:" << tool.errorString() << tool.readAllStandardError();
+    const int code = QProcess::execute(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-mkfirmware"),
+                                       options + QStringList{home.filePath(name)});
+    if (code != 0)
+        qWarning("velmo-mkfirmware ended with %d", code);
     // The path decides which microphone is meant, and the home's own has random
     // letters in it.
     return QLatin1String("./") + name;
 }
 
-QString UpdaterRun::makePlainImage()
+QString UpdaterRun::makePlainImage(const char *options)
 {
-    return makeFirmware(QStringLiteral("TB210.bin"),
-                        QStringLiteral("--records 6 --size 100").split(QLatin1Char(' ')));
+    return makeFirmware(QStringLiteral("TB210.bin"), QString::fromLatin1(options).split(' '));
 }
 
-QProcessEnvironment UpdaterRun::environment(const QByteArray &simulator, const QString &trace) const
+void UpdaterRun::launch(QProcess *updater, const QStringList &command, const QByteArray &simulator,
+                        const char *trace) const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    const auto set = [&environment](const char *name, const QString &value) {
+        environment.insert(QString::fromLatin1(name), value);
+    };
     for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
         environment.remove(QString::fromLatin1(variable));
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    environment.insert(QStringLiteral("HOME"), home.path());
-    environment.insert(QStringLiteral("XDG_DATA_HOME"), path("data"));
-    environment.insert(QStringLiteral("TMPDIR"), path("tmp"));
-    const QMap<QString, QString> &besides = Transport::chosen().environment;
-    for (auto variable = besides.begin(); variable != besides.end(); ++variable)
-        environment.insert(variable.key(), variable.value());
+    set("LC_ALL", QStringLiteral("C.UTF-8"));
+    set("HOME", home.path());
+    set("XDG_DATA_HOME", path("data"));
+    set("TMPDIR", path("tmp"));
+    environment.insert(Transport::chosen().environment);
     if (!display.isEmpty()) {
-        environment.insert(QStringLiteral("DISPLAY"), display);
-        environment.insert(QStringLiteral("QT_QPA_PLATFORM"), QStringLiteral("xcb"));
+        set("DISPLAY", display);
+        set("QT_QPA_PLATFORM", QStringLiteral("xcb"));
     }
-    environment.insert(QStringLiteral("VELMO_SIM"), QString::fromLatin1(simulator));
-    environment.insert(QStringLiteral("VELMO_SIM_TRACE"), trace);
-    return environment;
+    set("VELMO_SIM", QString::fromLatin1(simulator));
+    set("VELMO_SIM_TRACE", path(trace));
+    updater->setProcessEnvironment(environment);
+    updater->setWorkingDirectory(home.path());
+    updater->start(command.first(), command.mid(1));
 }
 
 void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator)
 {
-    process.setProcessEnvironment(environment(simulator, path("trace.txt")));
-    QStringList command = Transport::chosen().command + arguments;
-    const QString program = command.takeFirst();
-    process.start(program, command);
-    QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
+    startInShell("exec \"$0\" \"$@\"", arguments, simulator);
 }
 
 void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arguments,
                               const QByteArray &simulator)
 {
-    process.setProcessEnvironment(environment(simulator, path("trace.txt")));
-    process.start(QStringLiteral("sh"),
-                  QStringList{QStringLiteral("-c"), QString::fromLatin1(commands)} +
-                      Transport::chosen().command + arguments);
-    QVERIFY2(process.waitForStarted(toolTimeoutMs), qPrintable(process.errorString()));
+    launch(&process, QStringList{"sh", "-c", commands} + Transport::chosen().command + arguments,
+           simulator, "trace.txt");
 }
 
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
                              const QByteArray &simulator) const
 {
-    second->setWorkingDirectory(home.path());
-    second->setProcessEnvironment(environment(simulator, path("second-trace.txt")));
-    QStringList command = Transport::chosen().secondCommand + arguments;
-    const QString program = command.takeFirst();
-    second->start(program, command);
+    launch(second, Transport::chosen().secondCommand + arguments, simulator, "second-trace.txt");
 }
 
 bool UpdaterRun::waitForExit(int milliseconds)
@@ -125,28 +94,34 @@ bool UpdaterRun::waitForExit(int milliseconds)
     return process.state() == QProcess::NotRunning || process.waitForFinished(milliseconds);
 }
 
+int UpdaterRun::exitCode()
+{
+    return waitForExit() && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+}
+
 bool UpdaterRun::waitForResultEnd(const QByteArray &text, int milliseconds)
 {
-    QElapsedTimer timer;
-    timer.start();
-    while (!result().endsWith(text)) {
-        if (timer.elapsed() > milliseconds || process.waitForFinished(pollMs))
-            return result().endsWith(text);
-    }
-    return true;
+    const auto isOver = [&] {
+        return result().endsWith(text) || process.state() == QProcess::NotRunning;
+    };
+    return QTest::qWaitFor(isOver, milliseconds) && result().endsWith(text);
 }
 
 void UpdaterRun::kill()
 {
-    if (process.state() == QProcess::NotRunning)
-        return;
     process.kill();
-    process.waitForFinished(killTimeoutMs);
+    process.waitForFinished();
 }
 
 QString UpdaterRun::resultFile() const
 {
     return QDir(home.path()).filePath(Transport::chosen().resultFile);
+}
+
+QByteArray UpdaterRun::contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
 }
 
 QByteArray UpdaterRun::result() const
@@ -175,19 +150,9 @@ QStringList UpdaterRun::traceLines(const QString &text) const
     return QString::fromUtf8(contentOf(path("trace.txt"))).split(QLatin1Char('\n')).filter(text);
 }
 
-QByteArray UpdaterRun::debugOutput() const
-{
-    return contentOf(path("stderr.txt"));
-}
-
 int UpdaterRun::packetsTaken() const
 {
     return traceLines(QStringLiteral(" write packet="))
         .filter(QStringLiteral(" result=65 "))
         .size();
-}
-
-QByteArray UpdaterRun::standardOutput() const
-{
-    return contentOf(path("stdout.txt"));
 }

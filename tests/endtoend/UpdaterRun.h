@@ -11,18 +11,21 @@
 class UpdaterRun
 {
 public:
+    // Far above what a run takes, for machines under load.
+    static constexpr int endTimeoutMs = 90000;
+    /// Microphones that take the packets quickly; the second one gives no verdict.
+    static constexpr const char *quickMicrophone = "silent=entry;enter-time=20";
+    static constexpr const char *silentMicrophone = "silent=all;enter-time=20";
+
     UpdaterRun();
     ~UpdaterRun();
-    UpdaterRun(const UpdaterRun &) = delete;
-    UpdaterRun &operator=(const UpdaterRun &) = delete;
-    UpdaterRun(UpdaterRun &&) = delete;
-    UpdaterRun &operator=(UpdaterRun &&) = delete;
+    Q_DISABLE_COPY_MOVE(UpdaterRun)
 
     /// Makes an image with velmo-mkfirmware; its path, from the home on, where the
     /// program is started.
     QString makeFirmware(const QString &name, const QStringList &options);
-    /// One of 13 packets.
-    QString makePlainImage();
+    /// One of 13 packets, unless other options are given.
+    QString makePlainImage(const char *options = "--records 6 --size 100");
 
     /// Starts the program on a simulated microphone with these settings.
     void start(const QStringList &arguments, const QByteArray &simulator);
@@ -34,29 +37,35 @@ public:
     void startSecond(QProcess *second, const QStringList &arguments,
                      const QByteArray &simulator) const;
 
-    bool waitForExit(int milliseconds);
+    bool waitForExit(int milliseconds = endTimeoutMs);
+    /// Waits for the end; -1 when there was none in time, or a crash.
+    int exitCode();
     /// Until the result file ends in this text; false when the time is up or the
     /// program has ended without it.
-    bool waitForResultEnd(const QByteArray &text, int milliseconds);
+    bool waitForResultEnd(const QByteArray &text, int milliseconds = endTimeoutMs);
     void kill();
 
     QString path(const char *name) const { return home.filePath(QString::fromLatin1(name)); }
     QByteArray result() const;
+    /// The result file's last line.
+    QByteArray outcome() const { return result().split('\n').last(); }
     /// The percentages of the result file, in order.
     QList<int> percentages() const;
     /// Lines of the microphone's trace that hold this text.
     QStringList traceLines(const QString &text) const;
     /// Reports that the microphone took.
     int packetsTaken() const;
-    QByteArray debugOutput() const;
-    QByteArray standardOutput() const;
+    QByteArray debugOutput() const { return contentOf(path("stderr.txt")); }
+    QByteArray standardOutput() const { return contentOf(path("stdout.txt")); }
     QProcess process;
     /// The X display to show windows on; empty: the program runs without any.
     QString display;
 
 private:
+    static QByteArray contentOf(const QString &path);
     QString resultFile() const;
-    QProcessEnvironment environment(const QByteArray &simulator, const QString &trace) const;
+    void launch(QProcess *updater, const QStringList &command, const QByteArray &simulator,
+                const char *trace) const;
 
     QTemporaryDir home;
 };

@@ -7,13 +7,34 @@
 
 namespace {
 
-// Far above what a run takes, for machines under load.
-constexpr int endTimeoutMs = 90000;
-constexpr int repeatsHeard = 50;
+constexpr int endTimeoutMs = UpdaterRun::endTimeoutMs;
+const char *const mainWindow = "Velmo_KVX2 DFU";
 
-QString text(const char *latin1)
+/// What an X tool prints.
+QString ask(const char *tool, const QByteArray &arguments)
 {
-    return QString::fromLatin1(latin1);
+    QProcess process;
+    process.start(tool, QString(arguments).split(' '));
+    if (!process.waitForFinished(endTimeoutMs))
+        qWarning() << tool << process.errorString();
+    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
+}
+
+void press(const char *keys)
+{
+    ask("xdotool", keys);
+}
+
+/// The window that has the keyboard; empty without one.
+QString activeWindow()
+{
+    return ask("xdotool", "getactivewindow getwindowname");
+}
+
+/// The windows with a name that matches, one a line.
+QString windows(const char *name)
+{
+    return ask("xdotool", QByteArray("search --onlyvisible --name ") + name);
 }
 
 } // namespace
@@ -25,39 +46,43 @@ class VisibleTest : public QObject
 
 private:
     QTemporaryDir home;
-    QString display;
     QProcess server;
     QProcess windowManager;
 
-    /// What an X tool prints.
-    QString ask(const char *tool, const QByteArray &arguments) const;
-    QProcessEnvironment onDisplay() const;
-    /// The window that has the keyboard; empty without one.
-    QString activeWindow() const { return ask("xdotool", "getactivewindow getwindowname"); }
-    void press(const char *key) const { ask("xdotool", key); }
+    /// With 201 packets, and with its window on the screen.
+    static void startVisible(UpdaterRun *run, const QByteArray &simulator)
+    {
+        run->display = qEnvironmentVariable("DISPLAY");
+        run->start({run->makePlainImage("--records 100 --size 100"), "any"},
+                   "silent=entry;enter-time=20;" + simulator);
+        QTRY_VERIFY_WITH_TIMEOUT(!windows("^Velmo_KVX2.DFU$").isEmpty(), endTimeoutMs);
+    }
+
+    static int percent(const UpdaterRun &run)
+    {
+        const QList<int> all = run.percentages();
+        return all.isEmpty() ? -1 : all.last();
+    }
 
 private slots:
     void initTestCase()
     {
         // Without -noreset it starts anew, and drops its clients, when the first leaves.
-        server.start(text("Xvfb"), text("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24")
-                                       .split(QLatin1Char(' ')));
+        server.start(
+            "Xvfb", QString("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24").split(' '));
         QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
         QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
-        display = QLatin1Char(':') + QString::fromLatin1(server.readLine()).trimmed();
+        qputenv("DISPLAY", ':' + server.readLine().trimmed());
 
-        // A home without settings, so that its own keys are in force.
-        QProcessEnvironment environment = onDisplay();
-        environment.insert(text("HOME"), home.path());
-        environment.remove(text("XDG_CONFIG_HOME"));
-        windowManager.setProcessEnvironment(environment);
-        windowManager.start(text("openbox"), {text("--sm-disable")});
-        QVERIFY2(windowManager.waitForStarted(), "openbox is needed; scripts/test installs it");
+        // In a home without settings, so that its own keys are in force.
+        windowManager.start(
+            "env", {"-u", "XDG_CONFIG_HOME", "HOME=" + home.path(), "openbox", "--sm-disable"});
         QTRY_VERIFY_WITH_TIMEOUT(
-            windowManager.state() != QProcess::Running ||
-                ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains(text("window id")),
+            windowManager.state() == QProcess::NotRunning ||
+                ask("xprop", "-root _NET_SUPPORTING_WM_CHECK").contains("window id"),
             endTimeoutMs);
-        QCOMPARE(windowManager.state(), QProcess::Running);
+        QVERIFY2(windowManager.state() == QProcess::Running,
+                 "openbox is needed; scripts/test installs it");
     }
 
     void cleanupTestCase()
@@ -73,148 +98,112 @@ private slots:
         QTest::addColumn<QByteArray>("verdict");
         QTest::addColumn<QByteArray>("key");
         QTest::addColumn<QByteArray>("outcome");
-        QTest::newRow("success") << QByteArray("by-image") << QByteArray("key Return")
-                                 << QByteArray("success 1");
-        QTest::newRow("success, Escape")
-            << QByteArray("by-image") << QByteArray("key Escape") << QByteArray("success 1");
-        QTest::newRow("success, said again and again")
-            << QByteArray("by-image;verdict-repeat=10") << QByteArray("key Return")
-            << QByteArray("success 1");
-        QTest::newRow("failure, said again and again")
-            << QByteArray("failure2;verdict-repeat=10") << QByteArray("key Return")
-            << QByteArray("success -1");
-        QTest::newRow("failure") << QByteArray("failure2") << QByteArray("key Return")
-                                 << QByteArray("success -1");
-        QTest::newRow("failure, No")
-            << QByteArray("failure2") << QByteArray("key alt+n") << QByteArray("success -1");
+        const auto row = [](const char *verdict, const char *key, const char *outcome) {
+            QTest::addRow("%s, %s", verdict, key)
+                << QByteArray(verdict) << QByteArray(key) << QByteArray(outcome);
+        };
+        row("by-image", "key Return", "success 1");
+        row("by-image", "key Escape", "success 1");
+        row("by-image;verdict-repeat=10", "key Return", "success 1");
+        row("failure2", "key Return", "success -1");
+        row("failure2", "key alt+n", "success -1");
+        row("failure2;verdict-repeat=10", "key Return", "success -1");
     }
 
     void a_key_closes_the_outcome_and_ends_the_program()
     {
+        constexpr int repeats = 50;
         QFETCH(QByteArray, verdict);
         QFETCH(QByteArray, key);
         UpdaterRun run;
-        run.display = display;
-        const QString image = run.makeFirmware(text("TB210.bin"), {});
-        run.start({image, text("any")}, "silent=entry;enter-time=20;verdict=" + verdict);
-        QTRY_VERIFY_WITH_TIMEOUT(
-            !ask("xdotool", "search --onlyvisible --name ^Velmo_KVX2.DFU$").isEmpty(),
-            endTimeoutMs);
-        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Tips"), endTimeoutMs);
+        startVisible(&run, "verdict=" + verdict);
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString("Tips"), endTimeoutMs);
         QCOMPARE(run.process.state(), QProcess::Running);
         QVERIFY(!run.result().contains("success")); // that comes when the box is closed
-        if (verdict.contains("verdict-repeat")) {
-            const auto heard = [&] { return run.debugOutput().count("qqqq"); };
-            const int before = heard();
-            QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeatsHeard, endTimeoutMs);
-        }
-        QCOMPARE(
-            ask("xdotool", "search --onlyvisible --name ^Tips$").split(QLatin1Char('\n')).size(),
-            1);
+        const auto heard = [&run] { return run.debugOutput().count("qqqq"); };
+        const int before = verdict.contains("repeat") ? heard() : -repeats;
+        QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeats, endTimeoutMs);
+        QCOMPARE(windows("^Tips$").count('\n'), 0);
         press(key);
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.process.exitCode(), 0);
-        QTEST(run.result().split('\n').last(), "outcome");
-    }
-
-    void a_window_closed_during_the_transfer_ends_the_program_data()
-    {
-        QTest::addColumn<int>("percent");
-        for (const int percent : {0, 15, 30, 45, 60})
-            QTest::addRow("at %d%%", percent) << percent;
+        QCOMPARE(run.exitCode(), 0);
+        QTEST(run.outcome(), "outcome");
     }
 
     void a_window_closed_during_the_transfer_ends_the_program()
     {
-        QFETCH(int, percent);
-        UpdaterRun run;
-        run.display = display;
-        const QString image = run.makeFirmware(
-            text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
-        run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20");
-        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
-        const auto far = [&] {
-            return run.percentages().isEmpty() ? -1 : run.percentages().last();
-        };
-        QTRY_VERIFY_WITH_TIMEOUT(far() >= percent, endTimeoutMs);
-        press("key alt+F4");
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.process.exitCode(), 0);
-        QVERIFY(far() < 100);
-        QVERIFY(!run.result().contains("success"));
-        QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+        for (const int far : {0, 15, 30, 45, 60}) {
+            UpdaterRun run;
+            startVisible(&run, "packet-time=20");
+            QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString(mainWindow), endTimeoutMs);
+            QTRY_VERIFY_WITH_TIMEOUT(percent(run) >= far, endTimeoutMs);
+            press("key alt+F4");
+            QCOMPARE(run.exitCode(), 0);
+            QVERIFY(percent(run) < 100);
+            QVERIFY(!run.result().contains("success"));
+            QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
+        }
     }
 
     void no_window_is_shown_data()
     {
-        QTest::addColumn<QByteArray>("arguments");
+        QTest::addColumn<QStringList>("arguments");
         QTest::addColumn<QByteArray>("simulator");
         QTest::addColumn<QByteArray>("outcome");
-        const QByteArray quick = "silent=entry;enter-time=20;verdict=";
+        const QByteArray quick = UpdaterRun::quickMicrophone;
         QTest::newRow("success, by a URL")
-            << QByteArray("file:///TB210.bin") << quick + "by-image" << QByteArray("success 1");
-        QTest::newRow("failure") << QByteArray("./TB210.bin") << quick + "failure2"
+            << QStringList{"file:///TB210.bin"} << quick << QByteArray("success 1");
+        QTest::newRow("failure") << QStringList{"./TB210.bin"} << quick + ";verdict=failure2"
                                  << QByteArray("success -1");
         QTest::newRow("no microphone, although a window is asked for")
-            << QByteArray("./TB210.bin any") << QByteArray("devices=none")
+            << QStringList{"./TB210.bin", "any"} << QByteArray("devices=none")
             << QByteArray("success -1");
     }
 
     void no_window_is_shown()
     {
-        QFETCH(QByteArray, arguments);
+        QFETCH(QStringList, arguments);
         QFETCH(QByteArray, simulator);
-        // Of each window that comes and goes it prints a line; the mark says that it has
-        // told all that was before.
-        const auto setMark = [this](const QByteArray &mark) {
-            ask("xprop", "-root -format VELMO_MARK 8s -set VELMO_MARK " + mark);
+        // Prints a line for each window that comes and goes.  It says nothing of a property
+        // that does not exist when it starts, so the mark that ends its report is set before.
+        const auto setMark = [](const char *mark) {
+            ask("xprop", QByteArray("-root -format VELMO_MARK 8s -set VELMO_MARK ") + mark);
         };
-        setMark("begin"); // it hears of no property that nobody has set yet
-        QTRY_VERIFY_WITH_TIMEOUT(!ask("xprop", "-root _NET_CLIENT_LIST").contains(text("0x")),
+        setMark("begin");
+        QTRY_VERIFY_WITH_TIMEOUT(!ask("xprop", "-root _NET_CLIENT_LIST").contains("0x"),
                                  endTimeoutMs);
-        QProcess windows;
-        windows.setProcessEnvironment(onDisplay());
-        windows.start(text("xprop"), text("-root -spy _NET_CLIENT_LIST VELMO_MARK").split(' '));
+        QProcess spy;
+        spy.start("xprop", {"-root", "-spy", "_NET_CLIENT_LIST", "VELMO_MARK"});
         QByteArray told;
-        const auto tells = [&](const QByteArray &what) {
-            return (told += windows.readAll()).contains(what);
-        };
+        const auto tells = [&](const char *what) { return (told += spy.readAll()).contains(what); };
         QTRY_VERIFY_WITH_TIMEOUT(tells("begin"), endTimeoutMs);
 
         UpdaterRun run;
-        run.display = display;
-        QCOMPARE(run.makePlainImage(), text("./TB210.bin"));
-        run.start(text(arguments).split(' '), simulator);
+        run.display = qEnvironmentVariable("DISPLAY");
+        run.makePlainImage();
+        run.start(arguments, simulator);
         QTRY_VERIFY_WITH_TIMEOUT(run.waitForExit(0) || tells("0x"), endTimeoutMs);
         setMark("end");
         QTRY_VERIFY_WITH_TIMEOUT(tells("end"), endTimeoutMs);
-        windows.kill();
-        windows.waitForFinished();
+        spy.kill();
+        spy.waitForFinished();
         QVERIFY2(!told.contains("0x"), told.constData());
-        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.process.exitCode(), 0);
-        QTEST(run.result().split('\n').last(), "outcome");
+        QCOMPARE(run.exitCode(), 0);
+        QTEST(run.outcome(), "outcome");
     }
 
     void keys_and_clicks_wait_for_the_end_of_the_transfer()
     {
         constexpr int packets = 201;
-        constexpr int whole = 100;
         const char *const confirm = "key shift+Tab space";
         UpdaterRun run;
-        run.display = display;
-        const QString image = run.makeFirmware(
-            text("TB210.bin"), {text("--records"), text("100"), text("--size"), text("100")});
-        run.start({image, text("any")}, "silent=entry;enter-time=20;packet-time=20;verdict=none");
-        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Velmo_KVX2 DFU"), endTimeoutMs);
+        startVisible(&run, "packet-time=20;verdict=none");
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString(mainWindow), endTimeoutMs);
         QTRY_VERIFY_WITH_TIMEOUT(run.percentages().size() > 10, endTimeoutMs);
         press(confirm);
         press("key Tab space Tab space Tab space Tab space Down space Right space Return");
         press("getactivewindow mousemove --window %1 250 140 click 1");
-        QVERIFY(run.percentages().last() < whole);
-        QVERIFY(run.waitForResultEnd("\n100%\n", endTimeoutMs));
+        QVERIFY(percent(run) < 100);
+        QVERIFY(run.waitForResultEnd("\n100%\n"));
         const QList<int> first = run.percentages();
         QVERIFY(std::is_sorted(first.begin(), first.end()));
         QCOMPARE(run.packetsTaken(), packets);
@@ -222,52 +211,28 @@ private slots:
         // Then they act again, and a second transfer counts from the begin.
         press(confirm);
         QTRY_COMPARE_WITH_TIMEOUT(run.packetsTaken(), 2 * packets, endTimeoutMs);
-        QVERIFY(run.waitForResultEnd("\n100%\n", endTimeoutMs));
+        QVERIFY(run.waitForResultEnd("\n100%\n"));
         const QList<int> second = run.percentages().mid(first.size());
         QCOMPARE(second.first(), 0);
         QCOMPARE(second.mid(second.size() - first.size()), first);
     }
 
-    void a_missing_file_is_shown_and_ends_the_program_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::newRow("headless") << QStringList{text("missing.bin")};
-        QTest::newRow("visible") << QStringList{text("missing.bin"), text("any")};
-    }
-
     void a_missing_file_is_shown_and_ends_the_program()
     {
-        QFETCH(QStringList, arguments);
-        UpdaterRun run;
-        run.display = display;
-        run.start(arguments, "");
-        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), text("Title"), endTimeoutMs);
-        QCOMPARE(run.process.state(), QProcess::Running);
-        press("key Return");
-        QVERIFY(run.waitForExit(endTimeoutMs));
-        QCOMPARE(run.process.exitStatus(), QProcess::NormalExit);
-        QCOMPARE(run.process.exitCode(), 0);
-        QCOMPARE(run.result(), QByteArray());
-        QCOMPARE(run.packetsTaken(), 0);
+        for (const QStringList &arguments :
+             {QStringList{"missing.bin"}, QStringList{"missing.bin", "any"}}) {
+            UpdaterRun run;
+            run.display = qEnvironmentVariable("DISPLAY");
+            run.start(arguments, "");
+            QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString("Title"), endTimeoutMs);
+            QCOMPARE(run.process.state(), QProcess::Running);
+            press("key Return");
+            QCOMPARE(run.exitCode(), 0);
+            QCOMPARE(run.result(), QByteArray());
+            QCOMPARE(run.packetsTaken(), 0);
+        }
     }
 };
-
-QProcessEnvironment VisibleTest::onDisplay() const
-{
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(text("DISPLAY"), display);
-    return environment;
-}
-
-QString VisibleTest::ask(const char *tool, const QByteArray &arguments) const
-{
-    QProcess process;
-    process.setProcessEnvironment(onDisplay());
-    process.start(text(tool), text(arguments).split(QLatin1Char(' ')));
-    if (!process.waitForFinished(endTimeoutMs))
-        qWarning() << tool << process.errorString();
-    return QString::fromUtf8(process.readAllStandardOutput()).trimmed();
-}
 
 QTEST_GUILESS_MAIN(VisibleTest)
 #include "tst_visible.moc"
