@@ -26,7 +26,7 @@ DWORD ControlDevice::call(std::uint32_t code, const void *in, std::size_t inSize
 DWORD ControlDevice::begin(std::uint32_t code, const void *in, std::size_t inSize, void *out,
                            std::size_t outSize, OVERLAPPED *overlapped)
 {
-    // Nothing is written into what goes in, whatever the parameter's type says.
+    // The call only reads its input, although the parameter's type allows writing.
     const BOOL ok =
         DeviceIoControl(handle.get(), code, const_cast<void *>(in), static_cast<DWORD>(inSize), out,
                         static_cast<DWORD>(outSize), nullptr, overlapped);

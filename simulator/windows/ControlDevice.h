@@ -14,13 +14,13 @@ class ControlDevice
 {
 public:
     DWORD open();
-    /// Waits until the driver is done with it.
+    /// Makes a request and waits until the driver is done with it.
     DWORD call(std::uint32_t code, const void *in, std::size_t inSize);
-    /// Sets its event when finish() has something to give.  All that is handed over stays
-    /// until then.
+    /// Starts a request.  When the driver is done with it, the event of `overlapped` is set.
+    /// Until then the driver may use everything that is passed here.
     DWORD begin(std::uint32_t code, const void *in, std::size_t inSize, void *out,
                 std::size_t outSize, OVERLAPPED *overlapped);
-    /// Waits until the driver is done with it; exactly `outSize` bytes must come back.
+    /// Waits until the driver is done with the request, which must return `outSize` bytes.
     DWORD finish(std::size_t outSize, OVERLAPPED *overlapped);
 
 private:

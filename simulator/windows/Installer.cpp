@@ -1,13 +1,10 @@
 #include "simulator/windows/Installer.h"
 
 #include "simulator/windows/ControlDevice.h"
+#include "simulator/windows/check.h"
 
 #include <array>
-#include <stdexcept>
 #include <string>
-
-// The first of them comes before all that need it.
-#include <windows.h>
 
 #include <newdev.h>
 #include <setupapi.h>
@@ -19,13 +16,6 @@ namespace {
 constexpr const wchar_t *deviceName = L"ROOT\\VELMOSIM\\0000";
 /// A list: it ends in two zeros.
 constexpr std::array<wchar_t, 15> hardwareId = {L"ROOT\\VELMOSIM\0"};
-
-void check(BOOL ok, const char *what)
-{
-    if (!ok)
-        throw std::runtime_error(std::string(what) + ": Windows' error " +
-                                 std::to_string(GetLastError()));
-}
 
 std::wstring besideThisProgram(const wchar_t *name)
 {

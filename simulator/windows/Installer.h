@@ -2,11 +2,11 @@
 
 namespace sim {
 
-/// Puts the bus driver that stands beside this program into the system.
+/// Installs the bus driver, whose files are in this program's folder.
 class Installer
 {
 public:
-    /// Nothing to do when it runs already.  Throws std::runtime_error with a sentence.
+    /// Does nothing when the driver runs already.  Throws std::runtime_error with a sentence.
     static void install();
 };
 

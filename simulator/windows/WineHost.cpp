@@ -4,10 +4,12 @@
 #include "simulator/model/reportDescriptor.h"
 #include "simulator/model/runProgram.h"
 #include "simulator/windows/Installer.h"
+#include "simulator/windows/check.h"
 
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <memory>
 #include <stdexcept>
 #include <string_view>
 #include <vector>
@@ -25,19 +27,8 @@ constexpr DWORD pauseMs = 2;
 constexpr const wchar_t *linuxDrive = L"Z:";
 constexpr const char *traceVariable = "VELMO_SIM_TRACE";
 
-void check(DWORD error, const char *what)
-{
-    if (error != ERROR_SUCCESS)
-        throw std::runtime_error(std::string(what) + ": Windows' error " + std::to_string(error));
-}
-
-/// For calls that leave their error behind.
-void check(BOOL ok, const char *what)
-{
-    check(ok ? DWORD{ERROR_SUCCESS} : GetLastError(), what);
-}
-
-/// Into a field of velmo_text_room zeros.  What does not fit is left out; one zero stays.
+/// Copies a text into a field of velmo_text_room zeros.  A long text is cut, so that one zero
+/// stays at the end.
 template <typename Text>
 void put(const Text &text, std::uint16_t *room)
 {
@@ -46,7 +37,7 @@ void put(const Text &text, std::uint16_t *room)
                    [](auto character) { return static_cast<std::uint16_t>(character); });
 }
 
-/// Until programs can open the device by the name that Windows gives its interface.
+/// Waits until programs can open the device by the name that Windows gives its interface.
 void waitForInterface(const Microphone &microphone, const std::string &instance)
 {
     const std::string name = "\\\\?\\HID#VID_" + Trace::hex(microphone.vendorId()) + "&PID_" +
@@ -65,7 +56,7 @@ void waitForInterface(const Microphone &microphone, const std::string &instance)
     throw std::runtime_error("wine does not recognise the device that was plugged in");
 }
 
-/// Rounded up, so that what is waited for is due.
+/// For a wait.  Rounded up, so that something is due when the time is over.
 DWORD timeout(const std::optional<Bus::Clock::time_point> &until)
 {
     if (!until)
@@ -74,7 +65,7 @@ DWORD timeout(const std::optional<Bus::Clock::time_point> &until)
     return static_cast<DWORD>(std::max<long long>(left.count(), 0));
 }
 
-/// Without this program's own name and what separates the two.
+/// This program's command line without its own name.
 const wchar_t *commandLineOfProgram()
 {
     std::wstring_view line = GetCommandLineW();
@@ -84,7 +75,7 @@ const wchar_t *commandLineOfProgram()
     return line.data();
 }
 
-/// Started with our own streams.  It is killed when this process ends.
+/// Starts the program with our own streams.  The system kills it when this process ends.
 HANDLE start(const std::wstring &program, std::wstring commandLine)
 {
     HANDLE job = CreateJobObjectW(nullptr, nullptr);
@@ -116,7 +107,7 @@ HANDLE start(const std::wstring &program, std::wstring commandLine)
 
 int runProgram(char **arguments)
 {
-    // Paths may be Linux' own.
+    // Both paths may be written as on Linux.
     const std::string trace = std::getenv(traceVariable) ? std::getenv(traceVariable) : "";
     if (!trace.empty() && trace.front() == '/')
         _putenv_s(traceVariable, (narrow(linuxDrive) + trace).c_str());
@@ -129,14 +120,26 @@ int runProgram(char **arguments)
         program.insert(0, linuxDrive);
     // A program without a console would write its debug output to a debugger.
     SetEnvironmentVariableW(L"QT_FORCE_STDERR_LOGGING", L"1");
-    // The desktop's process is started by the first who asks, and keeps what that one's
-    // output goes to: not the program, whose output somebody may wait for.
+    // The first process that asks for the desktop starts wine's desktop process, which
+    // inherits its output and keeps it open.  That must not be the program: somebody may wait
+    // for the end of its output.
     GetDesktopWindow();
     return WineHost().run(program, commandLine);
 }
 
 WineHost::WineHost()
     : bus(this, "velmo-sim")
+{
+}
+
+void WineHost::unplugAll()
+{
+    for (std::size_t i = 0; i < ports.size(); ++i)
+        if (ports[i].isTaking && unplug(i) == ERROR_SUCCESS)
+            finishTake(i);
+}
+
+void WineHost::plugIn()
 {
     Installer::install();
     check(control.open(), "the driver cannot be reached");
@@ -155,6 +158,10 @@ WineHost::WineHost()
 
 int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
 {
+    // The driver writes reports into the ports until their devices have left the bus.
+    const std::unique_ptr<WineHost, void (*)(WineHost *)> unplugging(
+        this, [](WineHost *host) { host->unplugAll(); });
+    plugIn();
     HANDLE process = start(program, commandLine);
     for (;;) {
         const auto next = bus.runDue();
@@ -180,11 +187,11 @@ int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
         Bus::Report report = finishTake(index);
         if (report.empty())
             throw std::runtime_error("the driver gives no more reports");
-        // The next one comes when this one has been answered.
+        // The driver gives the next report when this one has been answered.
         beginTake(index);
         bus.write(index, std::move(report), [this, index](bool taken) {
             const velmo_answer answer = {ports[index].slot.slot, taken ? 1U : 0U};
-            // Fails for a device that has just left: so has the write.
+            // This fails for a device that has just left, and so does the write.
             control.call(VELMO_IOCTL_ANSWER, &answer, sizeof answer);
         });
     }
@@ -196,11 +203,13 @@ void WineHost::beginTake(std::size_t index)
     check(control.begin(VELMO_IOCTL_TAKE, &port.slot, sizeof port.slot, &port.report,
                         sizeof port.report, &port.arrival),
           "the driver takes no reports");
+    port.isTaking = true;
 }
 
 Bus::Report WineHost::finishTake(std::size_t index)
 {
     Port &port = ports[index];
+    port.isTaking = false;
     if (control.finish(sizeof port.report, &port.arrival) != ERROR_SUCCESS)
         return {};
     return {port.report.data, port.report.data + port.report.size};
@@ -208,14 +217,18 @@ Bus::Report WineHost::finishTake(std::size_t index)
 
 void WineHost::departed(std::size_t index)
 {
-    Port &port = ports[index];
-    check(control.call(VELMO_IOCTL_UNPLUG, &port.slot, sizeof port.slot),
-          "a device could not be unplugged");
-    port.inUse = false;
-    // One that was written to a device that was leaving.
+    check(unplug(index), "a device could not be unplugged");
+    ports[index].inUse = false;
+    // The program may have written it while the device was leaving.
     Bus::Report report = finishTake(index);
     if (!report.empty())
         bus.write(std::nullopt, std::move(report), [](bool) {});
+}
+
+DWORD WineHost::unplug(std::size_t index)
+{
+    const velmo_slot &slot = ports[index].slot;
+    return control.call(VELMO_IOCTL_UNPLUG, &slot, sizeof slot);
 }
 
 void WineHost::arrived(std::size_t index)
@@ -230,18 +243,18 @@ void WineHost::arrived(std::size_t index)
     put(std::wstring_view(names.manufacturer), request.manufacturer_name);
     put(std::wstring_view(names.product), request.product_name);
     put(std::wstring_view(names.serial), request.serial);
-    // Another path, another name.
+    // The instance makes the device's path.
     put(device.path, request.instance);
     static_assert(reportDescriptor.size() <= velmo_descriptor_room);
     request.descriptor_size = static_cast<std::uint16_t>(reportDescriptor.size());
     std::copy(reportDescriptor.begin(), reportDescriptor.end(), request.descriptor);
-    // More devices than there are slots fail here.
+    // This fails when there are more devices than slots.
     check(control.call(VELMO_IOCTL_PLUG, &request, sizeof request),
           "a device could not be plugged in");
     ports[index].inUse = true;
     ports[index].slot.slot = request.slot;
     beginTake(index);
-    // An unplugging must not overtake this: wine cannot cope with it.
+    // wine crashes when a device is unplugged before that.
     waitForInterface(device.microphone, device.path);
 }
 
@@ -251,7 +264,7 @@ void WineHost::sent(std::size_t index, const Bus::Report &report)
     request.slot = static_cast<std::uint32_t>(index);
     request.size = static_cast<std::uint32_t>(report.size());
     std::copy(report.begin(), report.end(), request.data);
-    // Fails for a device that has just left: the report goes with it.
+    // This fails for a device that has just left.  Its report is lost, too.
     control.call(VELMO_IOCTL_GIVE, &request, sizeof request);
 }
 

@@ -16,10 +16,9 @@ namespace sim {
 class WineHost : private IBusListener
 {
 public:
-    /// Plugs the settings' devices in.  Throws std::runtime_error with a sentence.
     WineHost();
-    /// Starts the program and serves it until it ends; its exit code.  The driver unplugs the
-    /// devices when this process is gone.
+    /// Plugs the settings' devices in, starts the program and serves it until it ends; its exit
+    /// code.  Throws std::runtime_error with a sentence.
     int run(const std::wstring &program, const wchar_t *commandLine);
 
 private:
@@ -28,15 +27,22 @@ private:
     {
         bool inUse = false;
         velmo_slot slot{};
-        /// The program's next report, when the event of `arrival` is set.
+        /// The program's next report, when the event of `arrival` is set.  The driver uses
+        /// both while isTaking.
         velmo_report report{};
         OVERLAPPED arrival{};
+        bool isTaking = false;
     };
 
     void departed(std::size_t index) override;
     void arrived(std::size_t index) override;
     void sent(std::size_t index, const Bus::Report &report) override;
 
+    /// Claims the bus and plugs the devices in.
+    void plugIn();
+    void unplugAll();
+    /// Windows' error code.
+    DWORD unplug(std::size_t index);
     /// Asks for the program's next report.
     void beginTake(std::size_t index);
     /// The report that has come; empty when there is none.

@@ -27,7 +27,7 @@ static void put_hex(WCHAR *text, USHORT value)
     }
 }
 
-/* A copy for the system to keep, with two zeros at its end: some ids are lists. */
+/* A copy that the system keeps.  Two zeros end it, because some ids are lists. */
 static WCHAR *copy_text(const WCHAR *text, ULONG size)
 {
     WCHAR *const copy = ExAllocatePool(PagedPool, (size + 2) * sizeof *copy);
@@ -125,7 +125,7 @@ NTSTATUS child_unplug(ULONG slot, IRP *irp)
         IoMarkIrpPending(irp);
         child->unplug = irp;
     }
-    /* It stays while this function looks at it. */
+    /* Keeps the device until the end of this function. */
     ObReferenceObject(device);
     KeReleaseSpinLock(&velmo.lock, irql);
 
@@ -140,7 +140,7 @@ NTSTATUS child_unplug(ULONG slot, IRP *irp)
     return irp != NULL ? complete(irp, STATUS_SUCCESS, 0) : STATUS_SUCCESS;
 }
 
-/* The system has let go of it: the slot is free again. */
+/* The system has released the device, so its slot is free again. */
 static NTSTATUS remove(DEVICE_OBJECT *device, IRP *irp)
 {
     struct child_device *const child = device->DeviceExtension;

@@ -1,6 +1,6 @@
 #include "simulator/windows/driver.h"
 
-/* Under the lock, all but complete(): whoever waits may come back from inside it. */
+/* Everything happens under the lock, except complete(): it may call the driver again. */
 
 static IRP *pop(LIST_ENTRY *list)
 {
@@ -9,7 +9,7 @@ static IRP *pop(LIST_ENTRY *list)
     return CONTAINING_RECORD(RemoveHeadList(list), IRP, Tail.Overlay.ListEntry);
 }
 
-/* Brings a waiting take and a waiting write together: returns the take, filled in. */
+/* If a take and a write are waiting, fills the take in and returns it. */
 static IRP *match(struct child_device *child)
 {
     if (child->taken_write != NULL || IsListEmpty(&child->writes))
@@ -94,7 +94,8 @@ NTSTATUS child_take(ULONG slot, IRP *irp)
         KeReleaseSpinLock(&velmo.lock, irql);
         return complete(irp, status, 0);
     }
-    /* Without a cancel routine: it ends with the device, which ends with its owner. */
+    /* It has no cancel routine.  It ends when the device leaves the bus, which happens at the
+       latest when the owner's file is closed. */
     IoMarkIrpPending(irp);
     child->take = irp;
     IRP *const take = match(child);
@@ -119,7 +120,7 @@ NTSTATUS child_answer(const struct velmo_answer *answer)
     const ULONG size = packet->size;
     IRP *const take = match(child);
     KeReleaseSpinLock(&velmo.lock, irql);
-    /* The class driver takes one off for the report id, which is among the bytes. */
+    /* The class driver subtracts one for the report id, which is one of these bytes. */
     if (answer->accepted)
         complete(write, STATUS_SUCCESS, (ULONG_PTR)size + 1);
     else

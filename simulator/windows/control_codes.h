@@ -1,11 +1,12 @@
 #pragma once
 
 /*
- * What velmo-sim-wine.exe asks of velmosim.sys, over \\.\VelmoSim.  Both are compiled
+ * The requests of velmo-sim-wine.exe to velmosim.sys, over \\.\VelmoSim.  Both are compiled
  * from this header.
  *
- * One process at a time has the bus.  All devices leave it when that one closes the control
- * device, however it ends.
+ * The bus belongs to the open file that has claimed it.  The driver does not check that the
+ * other requests come from that file, so a program claims the bus before it makes them.  When
+ * the file is closed, which also happens when its process ends, all devices leave the bus.
  */
 
 #ifdef __cplusplus
@@ -21,12 +22,12 @@ extern "C" {
 
 /* FILE_DEVICE_UNKNOWN, METHOD_BUFFERED, FILE_ANY_ACCESS; codes from 0x800 on are free. */
 #define VELMO_CONTROL_CODE(number) ((UINT32_C(0x22) << 16) | ((UINT32_C(0x800) + (number)) << 2))
-/** Takes the bus.  Fails as long as another has it, or devices of one before are on their
-    way out. */
+/** Claims the bus.  Fails while another file has it, or while devices of an earlier one are
+    still leaving. */
 #define VELMO_IOCTL_CLAIM VELMO_CONTROL_CODE(0)
-/** in: velmo_plug.  The device is on the bus; the system takes its time to notice. */
+/** in: velmo_plug.  The device is on the bus; the system notices that a little later. */
 #define VELMO_IOCTL_PLUG VELMO_CONTROL_CODE(1)
-/** in: velmo_slot.  Ends when the system has let go of the device. */
+/** in: velmo_slot.  Ends when the system has released the device. */
 #define VELMO_IOCTL_UNPLUG VELMO_CONTROL_CODE(2)
 /** in: velmo_slot; out: velmo_report.  Waits for the host's next output report.  The
     host's write goes on until it is answered; then the next one can be taken. */

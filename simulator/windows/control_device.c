@@ -22,14 +22,14 @@ NTSTATUS control_create(DRIVER_OBJECT *driver)
     return status;
 }
 
-/* Not when it is opened: wine does not tell whether that went well. */
+/* A request of its own, because wine does not report that a driver refuses to be opened. */
 static NTSTATUS claim(IRP *irp)
 {
     FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
     KIRQL irql = PASSIVE_LEVEL;
 
     KeAcquireSpinLock(&velmo.lock, &irql);
-    /* The devices of whoever had it before may still be on their way out. */
+    /* Devices of the earlier owner may still be leaving. */
     BOOLEAN busy = velmo.owner != NULL;
     for (ULONG slot = 0; slot < velmo_slots; ++slot)
         busy = busy || velmo.children[slot] != NULL;
@@ -60,7 +60,7 @@ NTSTATUS control_close(IRP *irp)
 NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp)
 {
     const IO_STACK_LOCATION *const request = IoGetCurrentIrpStackLocation(irp);
-    /* As long as control_codes.h says: who asks is compiled from it, too. */
+    /* Its size is not checked: the program is compiled from control_codes.h, too. */
     const void *const buffer = irp->AssociatedIrp.SystemBuffer;
 
     switch (request->Parameters.DeviceIoControl.IoControlCode) {

@@ -1,13 +1,13 @@
 #pragma once
 
 /*
- * velmosim.sys: a bus on which HID devices come and go as a program outside says.
+ * velmosim.sys: a bus on which a program outside plugs and unplugs HID devices.
  *
  *   driver_entry.c    where the system's requests come in
  *   bus_device.c      the bus itself, a device that the system knows from the .inf
  *   child_device.c    a device plugged into it: identity, plug and play
  *   child_transfers.c its reports, in and out
- *   hid_requests.c    what the system's HID class driver asks of it
+ *   hid_requests.c    the requests of the system's HID class driver to it
  *   control_device.c  \\.\VelmoSim (control_codes.h)
  *
  * Requests come in on any thread, several at once.
@@ -35,18 +35,19 @@ enum
     queued_reports = 64,
 };
 
-/* A device on the bus.  velmo.lock guards all but `head` and `identity`, which stay. */
+/* A device on the bus.  velmo.lock guards everything except `head` and `identity`, which do
+   not change. */
 struct child_device
 {
     struct device_head head;
     struct velmo_plug identity;
-    BOOLEAN reported; /* the system knows of it and will say when it lets go */
-    BOOLEAN gone;     /* unplugged; keeps its slot until the system lets go */
+    BOOLEAN reported; /* the system knows of it and will say when it releases it */
+    BOOLEAN gone;     /* unplugged; keeps its slot until the system releases it */
     LIST_ENTRY reads;
     LIST_ENTRY writes;
     IRP *taken_write; /* waits for its answer */
     IRP *take;        /* waits for a write */
-    IRP *unplug;      /* waits for the system to let go */
+    IRP *unplug;      /* waits for the system to release the device */
     /* Input reports that no read has come for yet; the oldest is lost first. */
     struct velmo_report queue[queued_reports];
     ULONG queue_start;

@@ -1,7 +1,7 @@
 #include "simulator/windows/driver.h"
 
-/* Between the HID class driver and what is below it.  The constants and structures stand
-   here because the compiler's headers lack some of them and have others wrong. */
+/* What the HID class driver and the driver below it exchange.  The compiler's headers lack some
+   of these constants and structures, and others are wrong there. */
 #define HID_CODE(function, method) ((UINT32_C(0x0B) << 16) | (UINT32_C(function) << 2) | (method))
 #define HID_NEITHER(function) HID_CODE(function, METHOD_NEITHER)
 enum hid_request
