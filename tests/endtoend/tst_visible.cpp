@@ -4,6 +4,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <array>
 
 namespace {
 
@@ -144,51 +145,29 @@ private slots:
         }
     }
 
-    void no_window_is_shown_data()
-    {
-        QTest::addColumn<QStringList>("arguments");
-        QTest::addColumn<QByteArray>("simulator");
-        QTest::addColumn<QByteArray>("outcome");
-        const QByteArray quick = UpdaterRun::quickMicrophone;
-        QTest::newRow("success, by a URL")
-            << QStringList{"file:///TB210.bin"} << quick << QByteArray("success 1");
-        QTest::newRow("failure") << QStringList{"./TB210.bin"} << quick + ";verdict=failure2"
-                                 << QByteArray("success -1");
-        QTest::newRow("no microphone, although a window is asked for")
-            << QStringList{"./TB210.bin", "any"} << QByteArray("devices=none")
-            << QByteArray("success -1");
-    }
-
     void no_window_is_shown()
     {
-        QFETCH(QStringList, arguments);
-        QFETCH(QByteArray, simulator);
-        // Prints a line for each window that comes and goes.  It says nothing of a property
-        // that does not exist when it starts, so the mark that ends its report is set before.
-        const auto setMark = [](const char *mark) {
-            ask("xprop", QByteArray("-root -format VELMO_MARK 8s -set VELMO_MARK ") + mark);
+        // A box would keep the program from its end.
+        const std::initializer_list<std::array<const char *, 3>> ends = {
+            {"file:///TB210.bin", UpdaterRun::quickMicrophone, "success 1"},
+            {"./TB210.bin", "silent=entry;enter-time=20;verdict=failure2", "success -1"},
+            // Although a window is asked for.
+            {"./TB210.bin any", "devices=none", "success -1"},
         };
-        setMark("begin");
-        QTRY_VERIFY_WITH_TIMEOUT(!ask("xprop", "-root _NET_CLIENT_LIST").contains("0x"),
-                                 endTimeoutMs);
-        QProcess spy;
-        spy.start("xprop", {"-root", "-spy", "_NET_CLIENT_LIST", "VELMO_MARK"});
-        QByteArray told;
-        const auto tells = [&](const char *what) { return (told += spy.readAll()).contains(what); };
-        QTRY_VERIFY_WITH_TIMEOUT(tells("begin"), endTimeoutMs);
-
+        for (const auto &[arguments, simulator, outcome] : ends) {
+            UpdaterRun run;
+            run.display = qEnvironmentVariable("DISPLAY");
+            run.makePlainImage();
+            run.start(QString(arguments).split(' '), simulator);
+            QVERIFY2(run.exitCode() == 0 && run.outcome() == outcome, simulator);
+        }
         UpdaterRun run;
         run.display = qEnvironmentVariable("DISPLAY");
-        run.makePlainImage();
-        run.start(arguments, simulator);
-        QTRY_VERIFY_WITH_TIMEOUT(run.waitForExit(0) || tells("0x"), endTimeoutMs);
-        setMark("end");
-        QTRY_VERIFY_WITH_TIMEOUT(tells("end"), endTimeoutMs);
-        spy.kill();
-        spy.waitForFinished();
-        QVERIFY2(!told.contains("0x"), told.constData());
-        QCOMPARE(run.exitCode(), 0);
-        QTEST(run.outcome(), "outcome");
+        run.start({run.makePlainImage()}, UpdaterRun::silentMicrophone);
+        QVERIFY(run.waitForResultEnd("100%\n"));
+        // A window would have been made before the first percentage, although the window manager
+        // may not have shown it yet.  One without the blank in its name is the toolkit's own.
+        QCOMPARE(ask("xdotool", "search --name ^Velmo_KVX2[^_]DFU$"), QString());
     }
 
     void keys_and_clicks_wait_for_the_end_of_the_transfer()
