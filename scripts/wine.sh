@@ -1,11 +1,11 @@
-# A Windows of its own for one script: a wine prefix that is made for it and thrown away;
-# sourced after common.sh and display.sh.
+# A wine prefix that a script makes for itself and throws away.  Sourced after common.sh and
+# display.sh.
 # shellcheck shell=bash
 
 # shellcheck disable=SC2034
 wine_packages=(fonts-wine fonts-wqy-microhei imagemagick openbox unzip wine wine64 x11-utils xdotool xvfb)
 need_packages "${build_packages[@]}" "${test_packages[@]}" "${wine_packages[@]}"
-# Of this script's caller; nothing here is to reach it.
+# The caller may have a prefix.  It must not be used here.
 unset WINEPREFIX
 
 [[ -e $root/build/windows/CMakeCache.txt ]] || die "There is no Windows build: run scripts/build-windows."
@@ -17,28 +17,28 @@ zip=("$root"/dist/Velmo_KVX2_DFU-*-windows-x86_64.zip)
     die "dist/ does not hold exactly one Windows package: remove dist/ and run scripts/build-windows."
 setup=${zip[0]%.zip}-setup.exe
 [[ -e $setup ]] || die "${setup#"$root"/} is missing: run scripts/build-windows."
-# The package as somebody would unpack it.
+# Unpacks the package like a user.
 rm -rf "$root/build/windows-package"
 unzip -q "${zip[0]}" -d "$root/build/windows-package"
 readonly windows_program=$root/build/windows-package/$(basename "${zip[0]}" .zip)
 # "${simulator[@]}" PROGRAM ARGUMENT...: runs it with microphones as VELMO_SIM says.
 simulator=(wine "$windows_build/simulator/windows/velmo-sim-wine.exe")
 
-# start_wine FOLDER: makes the prefix there anew; DISPLAY is set.  wine_result is where the
-# updater's result file is going to be.
+# start_wine FOLDER: makes a new prefix there.  DISPLAY must be set.  Sets wine_result to the
+# path of the updater's result file.
 start_wine() {
     export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
-    # One that was killed left its server running.
+    # A run that was killed has left its server running.
     wineserver -k 2>/dev/null || true
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
-    # The server keeps the prefix alive between programs.  Nothing that stays may get a
-    # pipe of ours: whoever reads it would wait for its end.
+    # The server keeps the prefix running between programs.  It must not inherit a pipe of
+    # ours, because the pipe's reader would wait for it to end.
     wineserver -p </dev/null >/dev/null 2>&1 8>&-
-    # The first run starts those that stay, the driver's process among them.
+    # The first run also starts the processes that stay, like the driver's.
     timeout -k 5 120 "${simulator[@]}" 'C:\windows\system32\cmd.exe' /c rem </dev/null >"$WINEPREFIX/start.log" 2>&1 8>&- ||
         die "wine could not make a prefix with a simulated bus in build/: $(<"$WINEPREFIX/start.log")"
-    # Tahoma, which is the system's own font for windows and boxes.
+    # Tahoma is the font of windows and boxes.
     cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
     wine_result=$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt
 }

@@ -24,7 +24,7 @@ QString text(const char *latin1)
     std::exit(code);
 }
 
-/// What may be in it the plan says.
+/// The plan checks what the number means.
 std::uint32_t numberOf(const QString &digits, std::uint32_t largest)
 {
     bool ok = false;
@@ -48,7 +48,7 @@ std::array<std::uint8_t, sim::versionSize> versionOf(const QString &version)
 
 void write(const QString &path, const std::vector<std::uint8_t> &image)
 {
-    // The file appears, or is replaced, when it is whole.
+    // The file appears, or is replaced, only when it is complete.
     QSaveFile file(path);
     const auto size = static_cast<qint64>(image.size());
     if (!file.open(QIODevice::WriteOnly) ||

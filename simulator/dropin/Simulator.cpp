@@ -144,7 +144,7 @@ void Simulator::registerNotices(NoticeCallback callback, void *context)
     loopEnded = false;
     if (receiver == nullptr) {
         receiver = std::make_unique<QObject>();
-        // The event loop is about to end: nothing is posted to it any more.
+        // The event loop is about to end, so nothing is posted to it any more.
         qAddPostRoutine([] {
             Simulator &simulator = instance();
             const std::lock_guard<std::mutex> ending(simulator.mutex);
@@ -206,7 +206,7 @@ void Simulator::close(hid_device_ *handle)
     changed.notify_all();
 }
 
-/// Null for a handle that is closed or none of ours; never looks behind those.
+/// Null for a handle that is closed or unknown.  Such a handle is not dereferenced.
 hid_device_ *Simulator::find(const hid_device_ *handle) const
 {
     const auto known = std::find_if(handles.rbegin(), handles.rend(),
@@ -229,7 +229,7 @@ int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t 
     const hid_device_ *const known = find(handle);
     if (known == nullptr)
         return -1;
-    // The device may be back: this handle is not.
+    // The device may be back on the bus, but this handle stays lost.
     const auto index = known->lost ? std::nullopt : std::optional(known->device);
     std::optional<bool> taken;
     bus.write(index, {data, data + length}, [this, &taken](bool answer) {
@@ -255,7 +255,7 @@ int Simulator::read(hid_device_ *handle, std::uint8_t *data, std::size_t length,
         changed.wait_until(lock, end, isOver);
     if (known->closed)
         return failRead(*known, "closed");
-    // What was queued goes with the device.
+    // Reports that were queued are lost with the device.
     if (known->lost)
         return failRead(*known, "lost");
     known->failing = false;

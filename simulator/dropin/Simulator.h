@@ -21,9 +21,8 @@ namespace sim {
 
 /// The simulated bus behind the HID library's functions, one in a process.
 ///
-/// Every function may be called from any thread.  A thread of its own drives the
-/// devices; it and this object live until the process ends, because they may be in
-/// use until then.
+/// Every function may be called from any thread.  A thread of its own runs the devices.
+/// It and this object live until the process ends, because they may be in use until then.
 class Simulator : private IBusListener
 {
 public:
@@ -35,9 +34,8 @@ public:
     /// @{
 
     /// Starts over with these settings, in the grammar of VELMO_SIM: handles are
-    /// closed, records emptied, the registration for notices is forgotten.  The
-    /// text says what is wrong with the settings, in which case nothing has
-    /// changed; empty for none.
+    /// closed, records emptied, the registration for notices is forgotten.  Returns what
+    /// is wrong with the settings, and changes nothing then; empty when they are right.
     std::string configure(const std::string &settingsText);
     /// As in Bus.
     void unplug();
@@ -47,7 +45,7 @@ public:
     std::vector<Bus::Report> packets() const;
     /// @}
 
-    /// @name What the HID library's functions come down to
+    /// @name For the HID library's functions
     /// @{
 
     struct Listing
@@ -64,14 +62,14 @@ public:
     /// Null when there is no such device.
     hid_device_ *open(const std::string &path);
     void close(hid_device_ *handle);
-    /// What the handle is open on; nothing for a stale one.
+    /// The device of the handle; nothing for a handle that is closed or unknown.
     std::optional<Listing> describe(const hid_device_ *handle) const;
-    /// Comes back when the device has the report.  `length`, or -1.
+    /// Waits until the device has the report.  Returns `length`, or -1.
     int write(hid_device_ *handle, const std::uint8_t *data, std::size_t length);
     /// The report's size, 0 after `timeoutMs` (negative: none), or -1.
     int read(hid_device_ *handle, std::uint8_t *data, std::size_t length, int timeoutMs);
-    /// As the HID library's registration: another callback replaces the first one,
-    /// and after an unregistration nothing comes any more.  Notices come through the event
+    /// Like the HID library's registration: a second callback replaces the first one, and
+    /// after an unregistration there are no notices any more.  Notices come through the event
     /// loop of the thread that registered first.
     void registerNotices(NoticeCallback callback, void *context);
     /// @}
@@ -92,9 +90,9 @@ private:
 
     /// Guards everything below.
     mutable std::mutex mutex;
-    /// For the devices' thread: something is due earlier than it knows.
+    /// Wakes the devices' thread, because something is due earlier than before.
     std::condition_variable wake;
-    /// For readers and writers: a report came or was taken, a departure or a close.
+    /// Wakes readers and writers: a report came or was taken, or a device is gone or closed.
     std::condition_variable changed;
 
     Bus bus{this, "/dev/velmo-sim"};
@@ -104,7 +102,7 @@ private:
     void *noticeContext = nullptr;
     bool noticesOff = false;
     bool loopEnded = false;
-    /// In the thread whose event loop brings the notices.
+    /// Belongs to the thread whose event loop brings the notices.
     std::unique_ptr<QObject> receiver;
 };
 

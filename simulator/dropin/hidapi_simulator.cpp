@@ -1,5 +1,5 @@
-/// The HID library's C interface over the simulator, as much of it as this system calls.  No
-/// function ever looks behind a handle: a closed, null or unknown one answers as a failure.
+/// The functions of the HID library that this system calls, over the simulator.  They fail for
+/// a handle that is closed, null or unknown, and do not dereference it.
 
 #include "simulator/dropin/Simulator.h"
 #include "simulator/model/DeviceNames.h"
@@ -25,14 +25,14 @@ struct LastError
 
 thread_local LastError lastError;
 
-/// Notes how a call ended and hands its result on.
+/// Keeps how a call ended and returns its result.
 int outcome(const hid_device *device, int result, const wchar_t *failure)
 {
     lastError = {device, result < 0 ? failure : nullptr};
     return result;
 }
 
-// The records of the interface are C memory, as those of the real library.
+// The records are C memory, like those of the real library.
 // NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
 template <typename Character>
 Character *copied(const Character *text)

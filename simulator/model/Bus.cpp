@@ -11,7 +11,7 @@ namespace sim {
 
 namespace {
 
-/// Behind this many bytes a report that is cut short ends.
+/// The size of a report that is cut.
 constexpr std::size_t shortReportSize = inputReportSize / 2;
 
 } // namespace
@@ -82,7 +82,7 @@ void Bus::write(std::optional<std::size_t> index, Report report, Done done)
         lose(report, done);
         return;
     }
-    // Where it does not show that a program opens a device, this is the first that does.
+    // wine does not tell when a program opens a device, so its first write counts.
     opened(*index);
     const Time duration = settings.slowWrites.count(call) ? settings.slowTime : settings.packetTime;
     transfers.push_back({*index, std::move(report), std::move(done), call, now() + duration});
@@ -112,7 +112,7 @@ void Bus::arrive(const Transfer &transfer)
     taken.push_back(report);
     if (settings.extra && index == configuredIndex && microphone.lastPacket() == settings.extraAt)
         extraDue = now();
-    // Before what it sets off: the device may leave the bus at once.
+    // Before its consequences, because the device may leave the bus at once.
     done(true);
     advance(index);
 }
@@ -144,7 +144,7 @@ std::optional<Bus::Clock::time_point> Bus::runDue()
 {
     std::optional<Time> next;
     do {
-        // What was due before a report arrives comes before it, however late this is called.
+        // What was due before a report arrives happens first, even if this is called late.
         runExtraDevice();
         for (std::size_t i = 0; i < deviceList.size(); ++i)
             advance(i);
@@ -229,7 +229,7 @@ void Bus::advance(std::size_t index)
 void Bus::addExtraDevice(const DeviceId &id)
 {
     Device extra{nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())};
-    // Not there yet, and nobody has heard of it.
+    // It is not on the bus yet, and nobody is told of that.
     extra.microphone.unplug(now());
     extra.microphone.advance(now());
     deviceList.push_back(std::move(extra));

@@ -16,11 +16,11 @@
 
 namespace sim {
 
-/// The simulated bus with its devices, on the real clock.  Every way of connecting the
-/// devices to a program drives one of these, so they behave the same behind all of them.
+/// The simulated bus with its devices, on the real clock.  Each way of connecting the devices
+/// to a program uses this class, so the devices behave the same everywhere.
 ///
-/// No threads and no lock of its own: one thread at a time, which calls runDue() when
-/// it says so.
+/// It has no threads and no lock.  One thread at a time uses it, and calls runDue() when
+/// that says so.
 class Bus
 {
 public:
@@ -31,43 +31,43 @@ public:
     };
     using Clock = std::chrono::steady_clock;
     using Report = std::vector<std::uint8_t>;
-    /// Hears once whether the device took the report.
+    /// Called once: whether the device took the report.
     using Done = std::function<void(bool taken)>;
 
-    /// What sysexits.h calls a configuration error.
+    /// A configuration error in sysexits.h.
     static constexpr int exitBadSettings = 78;
 
-    /// As VELMO_SIM and VELMO_SIM_TRACE say; a mistake in them ends the process with one
-    /// line on standard error and `exitBadSettings`.  The listener outlives the bus and
-    /// hears nothing of the beginning.  A device's path is the prefix and a number from 0 on.
+    /// With the devices that VELMO_SIM asks for.  A mistake in VELMO_SIM or VELMO_SIM_TRACE
+    /// ends the process with one line on standard error and `exitBadSettings`.  The listener
+    /// lives longer than the bus and is not told of the devices that are there from the start.
+    /// A device's path is the prefix and a number from 0 on.
     Bus(IBusListener *busListener, std::string devicePathPrefix);
 
-    /// Starts over with these settings, in the grammar of VELMO_SIM.  The text says what is
-    /// wrong with them, in which case nothing has changed; empty for none.
+    /// Starts over with these settings, in the grammar of VELMO_SIM.  Returns what is wrong
+    /// with them, and changes nothing then; empty when they are right.
     std::string configure(const std::string &settingsText);
     Trace &log() { return trace; }
 
     /// In the order of the settings, then the extra device; a device keeps its index.
     const std::vector<Device> &devices() const { return deviceList; }
-    /// Its index; nothing when none of that path is on the bus.
+    /// The device's index; nothing when no device on the bus has this path.
     std::optional<std::size_t> find(const std::string &path) const;
 
-    /// A program opens the device, by its first write at the latest.  The settings' microphone
-    /// is the one opened first.
+    /// A program opens the device.  The settings' microphone is the one opened first.
     void opened(std::size_t index);
-    /// A program writes a report, which takes its time to get to the device.  Reports that
-    /// are on their way arrive in order, or never when the device leaves the bus meanwhile.
-    /// No index: the device has left already.
+    /// A program writes a report.  It takes some time to the device.  Reports arrive in
+    /// order; when the device leaves the bus before, they never arrive.  Without an index the
+    /// device has left already.
     void write(std::optional<std::size_t> index, Report report, Done done);
-    /// These three concern the microphone that was opened first, or, before that, the first
-    /// one of the list.  Nothing without a microphone.
+    /// These three act on the microphone that was opened first or, before any is opened, on
+    /// the first one of the list.  Without a microphone they do nothing.
     void unplug();
     /// Under another product id if one is given.
     void plug(std::optional<std::uint16_t> productId, bool upgrading);
     void inject(const InputReport &report);
 
-    /// Lets everything happen that is due; when to call it again, if at all.  Any of the
-    /// functions above may bring that forward.
+    /// Does everything that is due.  Returns when to call it again, if ever; any of the
+    /// functions above may make that earlier.
     std::optional<Clock::time_point> runDue();
 
     const std::vector<Microphone::Refusal> &violations() const { return refusals; }

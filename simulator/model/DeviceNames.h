@@ -7,7 +7,7 @@
 
 namespace sim {
 
-/// What a simulated device tells of itself, however it is connected.
+/// The texts of a simulated device.
 struct DeviceNames
 {
     const wchar_t *manufacturer;

@@ -6,8 +6,8 @@
 
 namespace sim {
 
-/// What connects the devices of a bus to a program: it hears what they do.  Called from
-/// inside Bus's own functions, on the thread that called those.
+/// Connects the devices of a bus to a program.  The functions of Bus call it, on the thread
+/// that called them.
 class IBusListener
 {
 public:

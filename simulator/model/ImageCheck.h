@@ -9,8 +9,8 @@ namespace sim {
 /// Puts the image's records together again from the packets and judges them.
 ///
 /// With a seal (the entry packet of an image that velmo-mkfirmware made) the
-/// judgement is exact: the number of records and the checksum of their bytes.  Without
-/// one it goes by the framing alone.
+/// judgement is exact: the number of records and the checksum of their bytes.  Without a
+/// seal only the framing counts.
 class ImageCheck
 {
 public:
@@ -29,7 +29,7 @@ public:
 
     /// Forgets everything, the seal too.
     void clear();
-    /// An image begins with this entry packet; a seal in it is taken over.
+    /// Starts an image with this entry packet and keeps the seal that is in it.
     void begin(const Payload &entry);
     void take(const Payload &payload);
 
@@ -37,7 +37,7 @@ public:
     bool isSealed() const { return seal.has_value(); }
     /// Between two records, or at the beginning.
     bool atRecordBoundary() const { return missing == 0; }
-    /// What an image without a seal amounts to when no more packets come.
+    /// Whether the image is right if no more packets come.
     bool isWhole() const;
 
 private:

@@ -13,7 +13,7 @@ using Image = std::vector<std::uint8_t>;
 
 constexpr unsigned bitsPerByte = 8;
 constexpr std::size_t lengthFieldSize = 2;
-/// Byte 0 of every record; its meaning is the microphone's alone.
+/// Byte 0 of every record.  Only a real microphone knows what it means.
 constexpr std::uint8_t recordType = 0x01;
 /// A first record that holds a version is at least this long.
 constexpr std::size_t minimumVersionRecordSize = versionOffset + versionSize;
@@ -54,7 +54,7 @@ const std::map<std::string, Breakage> &breakagesByName()
         {"empty", [](Image &image, std::size_t) { image.clear(); }},
         // Ends inside record 0.
         {"short-header", [](Image &image, std::size_t) { image.resize(entryRecordSize / 2); }},
-        // Record 0 is a byte longer, and says so.
+        // Record 0 is one byte longer, and its length field has the new length.
         {"header-length",
          [](Image &image, std::size_t) {
              image.insert(image.begin() + entryRecordSize, 0);

@@ -10,14 +10,13 @@
 
 namespace sim {
 
-/// What a firmware image is to be like, and the making of it.  The same plan makes the same
-/// bytes.
+/// Describes a firmware image and makes it.  The same plan makes the same bytes.
 struct ImagePlan
 {
     std::optional<std::array<std::uint8_t, versionSize>> version;
     /// Of the data records, heads included.
     std::vector<std::size_t> recordSizes;
-    /// One of breakages(): a way to break the image, which a reader of it has to notice.
+    /// How the image is broken: one of breakages(), or empty.
     std::string breakage;
 
     static std::vector<std::string> breakages();

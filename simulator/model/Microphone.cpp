@@ -80,9 +80,9 @@ Microphone::Refusal Microphone::judge(const std::uint8_t *report, std::size_t le
     return Refusal::None;
 }
 
-/// A data packet may look like an entry packet by chance.  What tells them apart
-/// is the entry packet that began this upgrade, or, without one, the seal's mark
-/// where a record must begin.
+/// A data packet may look like an entry packet by chance.  A repeated entry packet equals the
+/// one that began this upgrade; if none did, it has the seal's mark and stands where a record
+/// begins.
 bool Microphone::isRepeatedEntry(const Payload &payload) const
 {
     if (entry)
@@ -176,7 +176,7 @@ std::optional<Time> Microphone::nextDeadline() const
 std::vector<Microphone::Event> Microphone::advance(Time now)
 {
     for (auto next = nextDeadline(); next && *next <= now; next = nextDeadline()) {
-        // Of timers due at the same moment the one listed first goes first.
+        // If several timers are due at the same moment, the one listed first comes first.
         auto *const due = std::find(timers.begin(), timers.end(), next);
         due->reset();
         fire(static_cast<Timer>(due - timers.begin()), *next);
@@ -226,7 +226,7 @@ void Microphone::fire(Timer timerDue, Time at)
 
 void Microphone::giveVerdict(Time at)
 {
-    // What it has judged it does not confirm any more.
+    // The verdict replaces the answer to the last packet.
     timers[Answer].reset();
     timers[Quiet].reset();
     std::uint8_t code = codeDataConfirmed;

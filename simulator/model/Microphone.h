@@ -12,11 +12,10 @@
 
 namespace sim {
 
-/// One microphone, or any other HID device that merely stands on the bus.
+/// One microphone, or another HID device that does nothing.
 ///
-/// No threads and no clock of its own: every call is given the time, and whatever
-/// drives it asks nextDeadline() when to call advance() again.  Times never go
-/// back from call to call.  One thread at a time.
+/// It has no threads and no clock.  Each call passes the time, which never goes back;
+/// nextDeadline() says when advance() must be called again.  One thread at a time.
 class Microphone
 {
 public:
@@ -64,20 +63,20 @@ public:
         State state;
     };
 
-    /// A sealed image that stays incomplete has failed after so many times the
-    /// `quiet` time: the host may pause longer than that between two batches.
+    /// A sealed image that stays incomplete fails after the `quiet` time times this, because
+    /// the host may pause between two batches for longer than `quiet`.
     static constexpr int sealedPatience = 4;
 
     Microphone(std::uint16_t vendorId, std::uint16_t productId,
                const MicrophoneSettings &behaviour);
 
-    /// An output report arrives.  Call advance() afterwards: what it sets off may
+    /// An output report arrives.  Call advance() afterwards, because its consequences may
     /// be due at once.
     Refusal receive(const std::uint8_t *report, std::size_t length, Time now);
     /// A host opens it; the first time starts the clock of `unplugAfter`.
     void opened(Time now);
-    /// Pulls it out, now, or puts it back under this product id.  Nothing when it
-    /// is out, or in, already.
+    /// Pulls it out, or plugs it in under this product id.  Nothing happens when it is out,
+    /// or in, already.
     void unplug(Time now);
     void plug(std::uint16_t productId, bool upgrading, Time now);
 
@@ -92,8 +91,8 @@ public:
     std::uint16_t vendorId() const { return vendor; }
     /// The last one, while it is off the bus.
     std::uint16_t productId() const { return product; }
-    /// Of the packet taken last: the entry packet is 0, data packets count from 1
-    /// and on over a restarted upgrade.
+    /// The number of the packet taken last.  The entry packet is 0, data packets count from
+    /// 1; a repeated entry packet is counted on.
     std::optional<std::uint32_t> lastPacket() const { return packet; }
 
     /// One line of text, without line end.

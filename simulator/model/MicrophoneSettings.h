@@ -9,14 +9,14 @@ namespace sim {
 /// Time since any fixed moment, on a clock that never goes back.
 using Time = std::chrono::microseconds;
 
-/// The restart begins at least this long after the entry packet's answer, and not before
-/// this part of the time from the entry packet to upgrade mode, so that the answer can
-/// still be read, by a host under load too, from a microphone that leaves the bus.
+/// The restart begins this long after the answer to the entry packet, and not before this
+/// part of the time from the entry packet to upgrade mode.  So a host can read the answer,
+/// also under load, before the microphone leaves the bus.
 constexpr Time restartPause = std::chrono::milliseconds(100);
 constexpr int restartPartNumerator = 4;
 constexpr int restartPartDenominator = 5;
 
-/// Which answers the microphone keeps to itself.  Its verdict only with `All`.
+/// Which answers the microphone withholds.  `All` includes the verdict.
 enum class Silence
 {
     None,
@@ -50,14 +50,14 @@ struct MicrophoneSettings
     VerdictKind verdict = VerdictKind::ByImage;
     /// The packet after which the verdict comes early.
     std::optional<std::uint32_t> verdictAt;
-    /// From being sure of the verdict to giving it.
+    /// From the moment when the verdict is certain to its report.
     Time verdictDelay = std::chrono::milliseconds(5);
-    /// From one saying of the verdict to the next; none: it is said once.
+    /// Between two reports of the verdict; without it there is only one.
     std::optional<Time> verdictRepeat;
     /// An image without a seal ends when no packet has come for this long.
     Time quiet = std::chrono::milliseconds(500);
     std::optional<std::uint32_t> unplugAt;
-    /// Since it was first opened.
+    /// After it was first opened.
     std::optional<Time> unplugAfter;
     std::optional<Time> replugAfter;
     std::optional<std::uint16_t> replugAs;

@@ -36,14 +36,14 @@ std::vector<std::string_view> split(std::string_view text, char separator)
     }
 }
 
-/// Digits and nothing else.
+/// False unless the text is a number in this base and not above the largest.
 bool parseNumber(std::string_view text, int base, std::uint32_t largest, std::uint32_t &number)
 {
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
     return error == std::errc() && end == text.data() + text.size() && number <= largest;
 }
 
-// parse() reads a value of each type: false when it is none.
+// parse() reads a value of each type.  It returns false when the text is no such value.
 
 bool parse(std::string_view text, std::uint32_t &number)
 {
@@ -139,7 +139,7 @@ public:
             blame(name, "the value is not allowed");
     }
 
-    /// What was wrong; a name that nobody fetched is.
+    /// What is wrong.  A name that was not fetched is unknown.
     std::string fault()
     {
         if (!values.empty())
@@ -198,7 +198,7 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("slow-time", settings.slowTime);
     values.fetch("short-reads", settings.shortReads);
     std::string fault = values.fault();
-    // A shorter interval would be all that the simulator does.
+    // Without an interval the simulator would do nothing else.
     if (fault.empty() && microphone.verdictRepeat == Time(0))
         fault = "verdict-repeat: from 1 on";
     if (!fault.empty())

@@ -28,9 +28,9 @@ struct Settings
     std::vector<DeviceId> devices = {DeviceId()};
     /// Of the microphone that is opened first.
     MicrophoneSettings microphone;
-    /// How long a write takes that is not a slow one.
+    /// How long a write takes, except the slow ones.
     Time packetTime = std::chrono::milliseconds(1);
-    /// One that comes back does so under another path.
+    /// A microphone that comes back has another path.
     bool newPath = false;
     /// Another device, which comes and goes once.
     std::optional<DeviceId> extra;
@@ -38,7 +38,7 @@ struct Settings
     std::uint32_t extraAt = 1;
     Time extraStay = std::chrono::milliseconds(100);
     Calls failingWrites;
-    /// These take another time.
+    /// These take `slowTime`.
     Calls slowWrites;
     Time slowTime = std::chrono::milliseconds(1500);
     /// Counts the reports that the devices send.

@@ -24,7 +24,7 @@ void Trace::line(const char *event, const std::string &details)
     constexpr std::size_t timeTextSize = 32;
     std::array<char, timeTextSize> time{};
     std::snprintf(time.data(), time.size(), "%.3f ", sinceStart.count());
-    // One write of the whole line: a process that is killed leaves none half done.
+    // One write for the whole line, so that a process that is killed leaves no half line.
     file << std::string(time.data()) + event + (details.empty() ? "" : " ") + details + '\n'
          << std::flush;
 }

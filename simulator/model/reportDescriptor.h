@@ -8,7 +8,7 @@
 
 namespace sim {
 
-// One item a line reads better than one byte a line.
+// Formatted with one item a line.
 // clang-format off
 /// The HID report descriptor of every simulated device: one numbered report of bytes in
 /// each direction.  Counts leave the report identifier out, as in all such descriptors.

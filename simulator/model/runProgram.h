@@ -2,9 +2,9 @@
 
 namespace sim {
 
-/// What main() comes down to on each system: runs the program behind `arguments[0]` and
-/// serves it until it ends.  Its exit code.  The program ends with this process, however
-/// that ends.  Throws std::exception with a sentence when the system does not play along.
+/// Runs the program that `arguments[1]` names, with simulated devices, until it ends, and
+/// returns its exit code.  When this process ends, however it does, the program ends, too.
+/// Throws std::exception with a sentence when something fails.  Each system has its own.
 int runProgram(char **arguments);
 
 } // namespace sim

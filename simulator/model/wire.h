@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What crosses the USB link, as the microphone sees it.  Written from the
-/// device's side on purpose: nothing here is shared with the updater.
+/// What crosses the USB link, as the microphone sees it.  Nothing here is shared with the
+/// updater, so that both sides cannot share a mistake.
 namespace sim {
 
 /// Output report: report identifier, then the payload.
@@ -52,9 +52,9 @@ constexpr std::size_t sealSumSize = 4;
 constexpr std::size_t maximumRecordCount = 0xFFFFFF;
 static_assert(sealSumOffset + sealSumSize == entryRecordSize);
 
-/// Of no bytes.
+/// The checksum of no bytes.
 constexpr std::uint32_t emptyChecksum = 2166136261;
-/// FNV-1a: goes on from the checksum of the bytes before these.
+/// FNV-1a.  `before` is the checksum of the bytes before these.
 constexpr std::uint32_t checksum(const std::uint8_t *bytes, std::size_t size,
                                  std::uint32_t before = emptyChecksum)
 {

@@ -26,7 +26,7 @@ namespace {
 
 /// Two digits for every port, so that the devices sort as they are listed.
 constexpr std::size_t firstPort = 10;
-/// Of pseudo-terminals, by the kernel's list of devices.
+/// The major device number of pseudo-terminals in the kernel's list of devices.
 constexpr int terminalMajor = 136;
 constexpr std::size_t nodeNamePrefix = sizeof("/dev/") - 1;
 
@@ -83,7 +83,7 @@ void HidrawNode::makeTerminal()
     tcgetattr(slave.get(), &mode);
     cfmakeraw(&mode);
     tcsetattr(slave.get(), TCSANOW, &mode);
-    // The program under test gets the node, not these.
+    // The program must not inherit these; it opens the node.
     fcntl(master.get(), F_SETFD, FD_CLOEXEC);
     fcntl(slave.get(), F_SETFD, FD_CLOEXEC);
 
@@ -134,12 +134,12 @@ void HidrawNode::makeDevices()
     umockdev_testbed_set_attribute_binary(bed, hidDevice.c_str(), "report_descriptor",
                                           descriptor.data(), descriptor.size());
 
-    // Who hears of the arrival follows this link at once.
+    // A program that is told of the arrival follows this link at once.
     const std::string folder = testbed.root() + hidDevice + "/hidraw/" + nodeName;
     std::filesystem::create_directories(folder);
     std::filesystem::create_symlink("../../../" + hidName, folder + "/device");
-    // The terminal's own device number: umockdev leaves fstat() alone, and by that the HID
-    // library finds its way from an open node to the names in /sys.
+    // The terminal's own device number, because umockdev does not replace fstat().  With that
+    // number the HID library finds the names in /sys of an open node.
     const std::string major = std::to_string(terminalMajor);
     const std::string minor = std::to_string(terminalNumber());
     hidrawDevice = taken(umockdev_testbed_add_device(
@@ -163,8 +163,8 @@ void HidrawNode::unplug()
     for (const auto &reader : waiting)
         complete(reader.get(), -1, EIO);
     umockdev_testbed_detach_ioctl(testbed.get(), self.path.c_str(), nullptr);
-    // First out of sight, as in a true /sys, then told; the event is made out of the
-    // device's folder.
+    // In a real /sys the device has disappeared when its removal is announced.  Its folder
+    // stays until then, because umockdev makes the event from it.
     std::error_code ignored;
     std::filesystem::remove(
         testbed.root() + "/sys/class/hidraw/" + self.path.substr(nodeNamePrefix), ignored);
@@ -216,7 +216,7 @@ void HidrawNode::handOver(UMockdevIoctlClient *reader)
 
 void HidrawNode::takeToken() const
 {
-    // It is on its way at most: this waits no longer than that.
+    // The byte has been written, so this does not wait for a report.
     char token = 0;
     [[maybe_unused]] const ssize_t size = ::read(slave.get(), &token, sizeof token);
 }
@@ -241,7 +241,7 @@ gboolean HidrawNode::onControl(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient
         break;
     }
     case HIDIOCGRDESC: {
-        // The program's structure is larger: no more than this of it is looked at.
+        // Only this part of the program's structure is used.
         constexpr std::size_t sizeField = sizeof(hidraw_report_descriptor::size);
         guint8 *const target = argument(client, sizeField + reportDescriptor.size());
         std::uint32_t room = 0;

@@ -19,14 +19,14 @@ namespace sim {
 /// One HID device on the test bed, from its plugging in to its removal: its node in
 /// /dev, the USB device, interface, HID and hidraw devices in /sys, and their events.
 ///
-/// The node is a link to a pseudo-terminal, because umockdev does not stand before
-/// poll(), and a host that waits for a report must wake up: each report that waits puts
-/// one byte into the terminal, and closing the terminal's other side hangs up as a
-/// removal does.  The reports themselves, and all else, go by umockdev's own socket.
+/// umockdev does not replace poll(), but a host that waits for a report must wake up.  So the
+/// node is a link to a pseudo-terminal.  Each report that waits puts one byte into the
+/// terminal; closing the terminal's other side hangs up, as a removal does.  The reports and
+/// everything else go through umockdev's own socket.
 ///
-/// Lives until the test bed is gone, longer than its device: programs keep nodes open
-/// that are not there any more.  Its functions are for the thread that made it; the
-/// handlers run on the test bed's.
+/// It lives until the test bed is gone, longer than its device, because programs keep nodes
+/// open that do not exist any more.  The thread that made it calls its functions; the
+/// handlers run on the test bed's thread.
 class HidrawNode
 {
 public:
@@ -48,7 +48,7 @@ public:
     struct Request
     {
         HidrawNode *node;
-        /// A write that waits to be completed; null: the node was opened.
+        /// A write that waits to be completed; null when the node was opened.
         std::shared_ptr<UMockdevIoctlClient> writer;
     };
     using Inbox = std::function<void(Request)>;
@@ -57,12 +57,12 @@ public:
     /// std::system_error when the system is out of terminals.
     HidrawNode(const Testbed &bed, Identity newIdentity, Inbox requestInbox);
 
-    /// Reports before this moment are not for who opens it now.
+    /// Drops the reports that wait.  A program that opens the node gets later ones only.
     void forgetReports();
-    /// Queues an input report.  When the queue is full, the oldest report goes: it is
+    /// Queues an input report.  When the queue is full, the oldest report is dropped and
     /// returned.
     std::optional<Bus::Report> send(const Bus::Report &report);
-    /// Takes it off the bus.  Reads that wait fail.
+    /// Takes the device off the bus.  Reads that wait fail.
     void unplug();
 
 private:

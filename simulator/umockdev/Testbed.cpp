@@ -12,12 +12,12 @@ namespace sim {
 
 namespace {
 
-/// What the test bed puts behind the temporary folder's name to make a socket's.
+/// The longest name that the test bed adds to the temporary folder's for a socket.
 constexpr std::string_view longestSocketName = "/umockdev.XXXXXX/ioctl/dev/hidraw0000";
 
 UMockdevTestbed *makeBed()
 {
-    // It would end the process itself, without saying why.
+    // umockdev would end the process without saying why.
     const std::string folder = g_get_tmp_dir();
     if (access(folder.c_str(), W_OK | X_OK) != 0)
         throw std::runtime_error("TMPDIR: '" + folder +
@@ -37,7 +37,7 @@ UMockdevTestbed *makeBed()
 Testbed::Testbed()
     : bed(owned(makeBed()))
 {
-    // Not asked before: it remembers its answer, which is no without a test bed.
+    // Not called earlier, because it remembers its first answer: no, without a test bed.
     if (!umockdev_in_mock_environment())
         throw std::runtime_error("umockdev's preload library could not be loaded: install "
                                  "Debian's package umockdev");

@@ -26,12 +26,12 @@ constexpr const char *preloadVariable = "LD_PRELOAD";
 /// before every other, and a colon; or nothing.
 constexpr const char *sanitizerRuntime = VELMO_SANITIZER_RUNTIME;
 constexpr const char *umockdevPreload = "libumockdev-preload.so.0";
-// As a shell has them.
+// The same as a shell's.
 constexpr int exitNotStarted = 127;
 constexpr int exitBySignal = 128;
 
-/// Restarts this program behind the library that shows it, and its children, the
-/// test bed's files instead of the system's.  Comes back if that has been done.
+/// Restarts this program with umockdev's library, which shows it and its children the test
+/// bed's files instead of the system's.  Returns if the library is loaded already.
 void preload(char **arguments)
 {
     const char *const variable = std::getenv(preloadVariable);
@@ -44,7 +44,7 @@ void preload(char **arguments)
     execv("/proc/self/exe", arguments);
 }
 
-/// The program is looked for in PATH.  It dies when this thread does.
+/// Finds the program in PATH.  The system kills it when this thread ends.
 pid_t start(char *const *arguments)
 {
     const pid_t parent = getpid();
@@ -54,7 +54,7 @@ pid_t start(char *const *arguments)
     if (child != 0)
         return child;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
-    // It may have died before that.
+    // The parent may have ended before that.
     if (getppid() != parent)
         _exit(exitNotStarted);
     execvp(arguments[0], arguments);

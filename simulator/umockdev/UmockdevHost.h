@@ -16,8 +16,8 @@ namespace sim {
 
 /// The simulated bus behind a test bed's hidraw nodes, around one program.
 ///
-/// One thread owns the bus; what the test bed's own thread hears of the program comes
-/// to it through the inbox.
+/// One thread owns the bus.  The test bed's own thread passes the program's requests to it
+/// through the inbox.
 class UmockdevHost : private IBusListener
 {
 public:
@@ -41,11 +41,11 @@ private:
     std::vector<HidrawNode::Request> inbox;
     std::optional<int> exitCode;
 
-    /// All that there ever were: a program may have any of them open.
+    /// All nodes since the start, because a program may have any of them open.
     std::vector<std::unique_ptr<HidrawNode>> nodes;
     /// By the device's index; null while it is off the bus.
     std::vector<HidrawNode *> current;
-    /// Gone before the nodes: its thread calls them.
+    /// Destroyed before the nodes, because its thread calls them.
     Testbed testbed;
 };
 
