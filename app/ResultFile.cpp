@@ -1,16 +1,15 @@
 #include "app/ResultFile.h"
 
-#include "app/common_funtion.h"
 #include "device/outputLines.h"
+#include "device/resultFilePath.h"
 
 #include <QDebug>
 #include <QDir>
 
 void ResultFile::bind()
 {
-    const QString folder = common_funtion::perUserFolder();
-    QDir().mkdir(folder); // fails if it is there already
-    resultFile.setFileName(folder + QLatin1String("/Firmware_bin.txt"));
+    resultFile.setFileName(resultFilePath());
+    QDir().mkdir(QFileInfo(resultFile).path()); // fails if it is there already
 }
 
 void ResultFile::prepare()

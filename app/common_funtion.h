@@ -6,10 +6,6 @@
 class common_funtion
 {
 public:
-    /// The result file's folder: "CorvoUpgrade", beside this program's own folder in the
-    /// user's data (on Windows: the roaming data).
-    static QString perUserFolder();
-
     /// The name of the file in a path edit.
     ///
     /// Quirk: a text that begins with "file" is taken for a URL and loses its first 8
