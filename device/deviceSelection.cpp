@@ -26,6 +26,21 @@ QVector<std::uint16_t> productIdsOf(Microphone microphone)
     return {plainProductId};
 }
 
+QString pathRuleOf(std::uint16_t productId)
+{
+    switch (productId) {
+    case plainProductId:
+        return QStringLiteral("without \"R5\"");
+    case r5ProductId:
+        return QStringLiteral("with \"R5\" but not \"otg\"");
+    case r5OtgProductId:
+    case r5OtgAltProductId:
+        return QStringLiteral("with \"R5\" and \"otg\"");
+    default:
+        return {};
+    }
+}
+
 void selectMicrophoneFor(const QString &firmwarePath)
 {
     const Microphone microphone = microphoneFor(firmwarePath);

@@ -27,6 +27,8 @@ enum class Microphone
 Microphone microphoneFor(const QString &firmwarePath);
 /// The product ids that this microphone can have. The device that is listed first wins.
 QVector<std::uint16_t> productIdsOf(Microphone microphone);
+/// That rule for the user: which paths select this product id, such as `without "R5"`. Empty: none.
+QString pathRuleOf(std::uint16_t productId);
 
 /// Which microphone this process updates. The window sets these flags once from the
 /// firmware path, before any search. Exactly one of them is true from then on.
