@@ -1,103 +1,86 @@
 #include "launcher/CommandLine.h"
 
+#include "device/resultFilePath.h"
 #include "launcher/Outcome.h"
 #include "launcher/UpdaterProcess.h"
-#include "launcher/resultFile.h"
 
 #include <QCommandLineParser>
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <utility>
+
 namespace {
 
-const QLatin1String helpName("help");
-const QLatin1String versionName("version");
-const QLatin1String inspectName("inspect");
-const QLatin1String dryRunName("dry-run");
-const QLatin1String listName("list");
-const QLatin1String jsonName("json");
-const QLatin1String logName("log");
-const QLatin1String sha256Name("sha256");
-const QLatin1String timeoutName("timeout");
-const QLatin1String updaterName("updater");
-
-void addOptions(QCommandLineParser *parser)
+/// All options, and the parser that knows them.
+struct Options
 {
-    parser->setApplicationDescription(QStringLiteral(
-        "Flashes a microphone: checks IMAGE, starts the updater, shows its progress\n"
-        "and says how it went."));
-    parser->addPositionalArgument(QStringLiteral("IMAGE"),
-                                  QStringLiteral("Firmware image. Its path selects the "
-                                                 "microphone."));
-    parser->addOptions({
-        {dryRunName, QStringLiteral("Check the image and show what is in it. Send nothing.")},
-        {inspectName, QStringLiteral("List the image's records. Send nothing.")},
-        {listName, QStringLiteral("List the microphones that are plugged in.")},
-        {jsonName, QStringLiteral("Print one JSON object per line and nothing else.")},
-        {logName, QStringLiteral("Keep the updater's output in FILE."), QStringLiteral("FILE")},
-        {sha256Name, QStringLiteral("Refuse the image if its SHA-256 is different."),
-         QStringLiteral("HEX")},
-        {timeoutName,
-         QStringLiteral("Give up after SECONDS without progress (1 to %1, default %2). "
-                        "Until firmware is sent, 17 s are added.")
-             .arg(CommandLine::longestTimeout)
-             .arg(CommandLine::defaultTimeout),
-         QStringLiteral("SECONDS")},
-        {updaterName, QStringLiteral("The updater, if it is not in this program's folder."),
-         QStringLiteral("PATH")},
-        {{QStringLiteral("h"), helpName}, QStringLiteral("Show this text.")},
-        {versionName, QStringLiteral("Show the version.")},
-    });
-}
+    const QCommandLineOption dryRun{"dry-run",
+                                    "Check the image and show what is in it. Send nothing."};
+    const QCommandLineOption inspect{"inspect", "List the image's records. Send nothing."};
+    const QCommandLineOption list{"list", "List the microphones that are plugged in."};
+    const QCommandLineOption json{"json", "Print one JSON object per line and nothing else."};
+    const QCommandLineOption log{"log", "Keep the updater's output in FILE.", "FILE"};
+    const QCommandLineOption sha256{"sha256", "Refuse the image if its SHA-256 is different.",
+                                    "HEX"};
+    const QCommandLineOption timeout{
+        "timeout",
+        QStringLiteral("Give up after SECONDS without progress (1 to %1, default %2). "
+                       "Until firmware is sent, %3 s are added.")
+            .arg(CommandLine::longestTimeout)
+            .arg(CommandLine::defaultTimeout)
+            .arg(CommandLine::restartSeconds),
+        "SECONDS", QString::number(CommandLine::defaultTimeout)};
+    const QCommandLineOption updater{"updater",
+                                     "The updater, if it is not in this program's folder.", "PATH"};
+    const QCommandLineOption help{{"h", "help"}, "Show this text."};
+    const QCommandLineOption version{"version", "Show the version."};
+    QCommandLineParser parser;
 
-/// The canonical path of a file, which need not exist. Empty if its folder does not exist.
+    Options()
+    {
+        parser.setApplicationDescription(
+            "Flashes a microphone: checks IMAGE, starts the updater, shows its progress\n"
+            "and says how it went.");
+        parser.addPositionalArgument("IMAGE", "Firmware image. Its path selects the microphone.");
+        parser.addOptions(
+            {dryRun, inspect, list, json, log, sha256, timeout, updater, help, version});
+    }
+};
+
+/// The same for all names of a file, which need not exist.
 QString canonicalPath(const QString &path)
 {
     const QFileInfo file(path);
-    if (file.exists())
-        return file.canonicalFilePath();
-    const QString folder = QFileInfo(file.absolutePath()).canonicalFilePath();
-    return folder.isEmpty() ? folder : folder + QLatin1Char('/') + file.fileName();
-}
-
-/// Whether a log at this path would overwrite a file that this run needs.
-bool logOverwritesNeededFile(const CommandLine &options)
-{
-    const QString updater =
-        options.updaterPath.isEmpty() ? UpdaterProcess::defaultPath() : options.updaterPath;
-    const QString log = canonicalPath(options.logPath);
-    if (log.isEmpty())
-        return false;
-    return log == canonicalPath(options.imagePath) || log == canonicalPath(updater) ||
-           log == canonicalPath(resultFilePath());
+    return file.exists() ? file.canonicalFilePath()
+                         : QFileInfo(file.path()).canonicalFilePath() + '/' + file.fileName();
 }
 
 /// Checks what the parser accepts. Returns the error, or nothing.
-QString errorIn(const QCommandLineParser &parser, const CommandLine &options)
+QString errorIn(const Options &all, const CommandLine &options)
 {
-    if (parser.isSet(dryRunName) + parser.isSet(inspectName) + parser.isSet(listName) > 1)
-        return QStringLiteral("Use only one of --dry-run, --inspect and --list.");
+    const QCommandLineParser &parser = all.parser;
+    if (parser.isSet(all.dryRun) + parser.isSet(all.inspect) + parser.isSet(all.list) > 1)
+        return "Use only one of --dry-run, --inspect and --list.";
     if (options.timeoutSeconds < 1 || options.timeoutSeconds > CommandLine::longestTimeout) {
         return QStringLiteral("--timeout takes 1 to %1 seconds, not '%2'.")
             .arg(CommandLine::longestTimeout)
-            .arg(parser.value(timeoutName));
+            .arg(parser.value(all.timeout));
     }
-    static const QRegularExpression sha256Form(QStringLiteral("^[0-9a-fA-F]{64}\\z"));
-    if (parser.isSet(sha256Name) && !sha256Form.match(parser.value(sha256Name)).hasMatch())
-        return QStringLiteral("--sha256 takes 64 hexadecimal digits.");
-    for (const QLatin1String &option : {logName, updaterName}) {
-        if (parser.isSet(option) && parser.value(option).isEmpty())
-            return QStringLiteral("The path after --%1 is empty.").arg(option);
-    }
-    const int images = parser.positionalArguments().size();
+    static const QRegularExpression sha256Form("^[0-9a-f]{64}\\z");
+    if (parser.isSet(all.sha256) && !sha256Form.match(options.sha256).hasMatch())
+        return "--sha256 takes 64 hexadecimal digits.";
+    const QStringList images = parser.positionalArguments();
+    if ((images + parser.values(all.log) + parser.values(all.updater)).contains(QString()))
+        return "A path is empty.";
     if (options.task == CommandLine::Task::List)
-        return images == 0 ? QString() : QStringLiteral("--list takes no image.");
-    if (images != 1)
-        return QStringLiteral("Name one image, not %1.").arg(images);
-    if (options.imagePath.isEmpty())
-        return QStringLiteral("The image's path is empty.");
-    if (!options.logPath.isEmpty() && logOverwritesNeededFile(options))
-        return QStringLiteral("--log would overwrite %1.").arg(options.logPath);
+        return images.isEmpty() ? "" : "--list takes no image.";
+    if (images.size() != 1)
+        return QStringLiteral("Name one image, not %1.").arg(images.size());
+    for (const QString &needed : {options.imagePath, options.updaterPath, resultFilePath()}) {
+        if (parser.isSet(all.log) && canonicalPath(options.logPath) == canonicalPath(needed))
+            return QStringLiteral("--log would overwrite %1.").arg(options.logPath);
+    }
     return {};
 }
 
@@ -105,44 +88,39 @@ QString errorIn(const QCommandLineParser &parser, const CommandLine &options)
 
 CommandLine CommandLine::parse(const QStringList &arguments)
 {
-    QCommandLineParser parser;
-    addOptions(&parser);
+    Options all;
+    QCommandLineParser &parser = all.parser;
     CommandLine options;
-    const bool understood = parser.parse(arguments);
-    // --json also applies if the rest of the command line is wrong.
-    options.json =
-        understood ? parser.isSet(jsonName) : arguments.contains(QLatin1String("--json"));
-    if (!understood) {
+    if (!parser.parse(arguments)) {
         options.error = parser.errorText();
+        // --json also applies if the rest of the command line is wrong.
+        options.json = arguments.contains("--json");
         return options;
     }
-    if (parser.isSet(helpName) || parser.isSet(versionName)) {
-        options.task = parser.isSet(helpName) ? Task::Help : Task::Version;
-        return options;
+    using OptionTask = std::pair<const QCommandLineOption &, Task>;
+    for (const auto &[option, task] :
+         {OptionTask{all.inspect, Task::Inspect}, OptionTask{all.dryRun, Task::Check},
+          OptionTask{all.list, Task::List}, OptionTask{all.version, Task::Version},
+          OptionTask{all.help, Task::Help}}) {
+        if (parser.isSet(option))
+            options.task = task;
     }
-    if (parser.isSet(inspectName))
-        options.task = Task::Inspect;
-    else if (parser.isSet(dryRunName))
-        options.task = Task::Check;
-    else if (parser.isSet(listName))
-        options.task = Task::List;
+    options.json = parser.isSet(all.json);
     options.imagePath = parser.positionalArguments().value(0);
-    options.sha256 = parser.value(sha256Name).toLower();
-    options.updaterPath = parser.value(updaterName);
-    options.logPath = parser.value(logName);
-    if (parser.isSet(timeoutName))
-        options.timeoutSeconds = parser.value(timeoutName).toInt();
-    options.error = errorIn(parser, options);
+    options.sha256 = parser.value(all.sha256).toLower();
+    options.updaterPath =
+        parser.isSet(all.updater) ? parser.value(all.updater) : UpdaterProcess::defaultPath();
+    options.logPath = parser.value(all.log);
+    options.timeoutSeconds = parser.value(all.timeout).toInt();
+    options.error = errorIn(all, options);
     return options;
 }
 
 QString CommandLine::helpText()
 {
-    QCommandLineParser parser;
-    addOptions(&parser);
     // The parser's text has the path of this program instead of its name.
-    const QString text = parser.helpText();
-    return QStringLiteral("Usage: velmo-flash [options] IMAGE\n"
-                          "       velmo-flash --list [--json]") +
-           text.mid(text.indexOf(QLatin1Char('\n'))) + QLatin1Char('\n') + Outcome::codeList();
+    const QString text = Options().parser.helpText();
+    return "Usage: velmo-flash [options] IMAGE\n"
+           "       velmo-flash --list [--json]" +
+           text.mid(text.indexOf('\n')) + '\n' + Outcome::codeList();
 }

@@ -1,5 +1,8 @@
 #pragma once
 
+#include "launcher/Progress.h"
+#include "upgrade/transferSchedule.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -19,6 +22,9 @@ struct CommandLine
         Version
     };
 
+    /// Seconds in which the microphone restarts and no packet is sent.
+    static constexpr int restartSeconds =
+        (transferSchedule::otgEntryPauseMs + transferSchedule::restartPauseMs) / Progress::secondMs;
     /// Seconds without progress before velmo-flash gives up.
     static constexpr int defaultTimeout = 120;
     static constexpr int longestTimeout = 86400;
@@ -32,7 +38,6 @@ struct CommandLine
     QString imagePath;
     /// The image's expected checksum in lower case; empty: any.
     QString sha256;
-    /// Empty: UpdaterProcess::defaultPath().
     QString updaterPath;
     /// Where to keep the updater's output; empty: nowhere.
     QString logPath;

@@ -1,9 +1,8 @@
 #include "launcher/FlashRun.h"
 
+#include "device/resultFilePath.h"
 #include "launcher/Display.h"
 #include "launcher/Terminal.h"
-#include "launcher/resultFile.h"
-#include "upgrade/transferSchedule.h"
 
 #include <QDir>
 #include <QFileInfo>
@@ -17,99 +16,110 @@ namespace {
 constexpr int pollMs = 100;
 /// How long the updater may take to exit after the verdict.
 constexpr qint64 exitTimeoutMs = 10000;
-/// No packet is sent while the microphone restarts.
-constexpr qint64 restartTimeMs =
-    transferSchedule::otgEntryPauseMs + transferSchedule::restartPauseMs;
-constexpr qint64 millisecondsOfSecond = 1000;
 /// Upper bounds: log bytes per packet, and overhead.
 constexpr qint64 logBytesPerPacket = 1024;
 constexpr qint64 logBytesOverhead = 1024 * logBytesPerPacket;
-/// Only the upgrade-mode command.
-constexpr int packetsBeforeFirmware = 1;
+
+QString notKept(const QString &path, const QString &why)
+{
+    return QStringLiteral("its output cannot be kept in %1: %2").arg(path, why);
+}
+
+/// The verdict of the latest updater that has used the result file.
+UpdaterLog::Verdict resultFileVerdict()
+{
+    QFile file(resultFilePath());
+    // The outcome has no line end.
+    const QByteArray outcome =
+        file.open(QIODevice::ReadOnly) ? file.readAll().split('\n').last() : QByteArray();
+    if (outcome == "success 1")
+        return UpdaterLog::Verdict::Succeeded;
+    return outcome == "success -1" ? UpdaterLog::Verdict::Failed : UpdaterLog::Verdict::None;
+}
 
 } // namespace
 
-FlashRun::FlashRun(CommandLine commandLine, int packets, Display *newDisplay, QObject *parent)
-    : QObject(parent)
-    , options(std::move(commandLine))
+FlashRun::FlashRun(CommandLine commandLine, int packets, Display *newDisplay)
+    : options(std::move(commandLine))
     , packetCount(packets)
     , display(newDisplay)
-    , log(QDir::temp().filePath(QStringLiteral("velmo-flash-XXXXXX.log")))
+    , updater(options.updaterPath, options.imagePath)
+    , log(QDir::temp().filePath("velmo-flash-XXXXXX.log"))
 {
-    if (options.updaterPath.isEmpty())
-        options.updaterPath = UpdaterProcess::defaultPath();
     result.imagePath = options.imagePath;
     result.updaterPath = options.updaterPath;
-    connect(&updater, QOverload<int, QProcess::ExitStatus>::of(&QProcess::finished), this,
-            &FlashRun::onEnded);
-    connect(&updater, &QProcess::errorOccurred, this, &FlashRun::onError);
-    connect(&pollTimer, &QTimer::timeout, this, &FlashRun::onPoll);
 }
 
-void FlashRun::start()
+Outcome FlashRun::run()
 {
-    result.error = startError();
-    if (!result.error.isEmpty()) {
-        result.ending = Outcome::Ending::NotStarted;
-        finish();
-        return;
+    Terminal::catchInterrupts();
+    QString error = startError();
+    if (error.isEmpty()) {
+        sinceStart.start();
+        sinceProgress.start();
+        showProgress();
+        // The updater creates only the last folder of this path.
+        QDir().mkpath(QFileInfo(resultFilePath()).path());
+        updater.setStandardOutputFile(log.fileName(), QIODevice::Append);
+        updater.start();
+        if (!updater.waitForStarted(-1)) {
+            error = options.updaterPath +
+                    " (use --updater to name another one): " + updater.errorString();
+        }
     }
-    // The updater creates only the last folder of this path.
-    QDir().mkpath(QFileInfo(resultFilePath()).path());
-    sinceStart.start();
-    sinceProgress.start();
-    pollTimer.start(pollMs);
-    display->progress(progress);
-    updater.start(options.updaterPath, options.imagePath, log.fileName());
+    if (error.endsWith('.')) // some systems end their reasons so
+        error.chop(1);
+    if (!error.isEmpty()) {
+        return {
+            Outcome::UpdaterFailed,
+            QStringLiteral("The updater could not be started: %1. Nothing was sent.").arg(error)};
+    }
+    while (!updater.waitForFinished(pollMs) && updater.state() != QProcess::NotRunning) {
+        showProgress();
+        checkInterrupt();
+        // Not before: a paused terminal may have blocked the display for a while.
+        readLog();
+        checkTimeout();
+    }
+    if (result.ending == Outcome::Ending::ByItself && updater.exitStatus() == QProcess::CrashExit)
+        result.ending = Outcome::Ending::Crashed;
+    result.exitCode = updater.exitCode();
+    readLog();
+    result.log.append("\n"); // it may have ended midway in a line
+    showProgress();
+    result.fileVerdict = resultFileVerdict();
+    Outcome outcome = Outcome::of(result);
+    // If another updater is running, the log file may be its own.
+    if (outcome.code != Outcome::AnotherUpdater)
+        keepLog();
+    return outcome;
 }
 
 QString FlashRun::startError()
 {
-    if (!QFileInfo(options.updaterPath).isFile()) {
-        return QStringLiteral("%1 is no file; use --updater to name another one")
-            .arg(options.updaterPath);
-    }
     // A pipe or a device could block us.
-    const QFileInfo logFile(options.logPath);
-    if (logFile.exists() && !logFile.isFile())
-        return QStringLiteral("its output cannot be kept in %1, which is not a file")
-            .arg(options.logPath);
     QFile kept(options.logPath);
-    if (!options.logPath.isEmpty() && !kept.open(QIODevice::WriteOnly | QIODevice::Append)) {
-        return QStringLiteral("its output cannot be kept in %1: %2")
-            .arg(options.logPath, kept.errorString());
-    }
-    const QByteArray line = "velmo-flash: starting " + options.updaterPath.toLocal8Bit() + ' ' +
-                            UpdaterProcess::argumentFor(options.imagePath).toLocal8Bit() + '\n';
-    if (!log.open() || log.write(line) != line.size() || !log.flush()) {
-        return QStringLiteral("its output cannot be kept in %1: %2")
-            .arg(QDir::tempPath(), log.errorString());
-    }
+    if (kept.exists() && !QFileInfo(kept).isFile())
+        return notKept(options.logPath, "it is not a file");
+    if (!options.logPath.isEmpty() && !kept.open(QIODevice::WriteOnly | QIODevice::Append))
+        return notKept(options.logPath, kept.errorString());
+    const QString line = QStringLiteral("velmo-flash: starting %1 %2\n")
+                             .arg(updater.program(), updater.arguments().join(' '));
+    if (!log.open() || log.write(line.toLocal8Bit()) == -1 || !log.flush())
+        return notKept(QDir::tempPath(), log.errorString());
     // Without the whole output we could not tell how the run ended. Some file systems do not
     // report their size.
-    const QStorageInfo storage(QFileInfo(log).path());
+    const QStorageInfo storage(QDir::tempPath());
     if (storage.bytesTotal() > 0 &&
         storage.bytesAvailable() < packetCount * logBytesPerPacket + logBytesOverhead)
-        return QStringLiteral("there is too little space for its output on %1")
-            .arg(storage.rootPath());
+        return notKept(QDir::tempPath(), "there is too little space");
     return {};
-}
-
-void FlashRun::onPoll()
-{
-    readLog();
-    updateProgress();
-    checkInterrupts();
-    // A paused terminal may have blocked the display for a while.
-    readLog();
-    checkTimeout();
 }
 
 void FlashRun::readLog()
 {
     const auto state = [this] {
-        return std::make_tuple(result.log.hasOpened(), result.log.packetsSent(),
-                               result.log.verdict());
+        return std::tuple(result.log.phase(), result.log.sent, result.log.verdict);
     };
     const auto before = state();
     result.log.append(log.readAll());
@@ -117,100 +127,49 @@ void FlashRun::readLog()
         sinceProgress.restart();
 }
 
-void FlashRun::updateProgress()
+void FlashRun::showProgress()
 {
-    const int sent = result.log.packetsSent();
-    progress.percent = result.log.percent();
-    progress.elapsedMs = sinceStart.elapsed();
-    progress.leftMs = Progress::unknown;
-    if (result.log.hasSentAll()) {
-        progress.phase = Progress::Phase::Verdict;
-    } else if (sent > packetsBeforeFirmware) {
-        progress.phase = Progress::Phase::Sending;
-        if (!sinceFirmware.isValid()) {
+    const UpdaterLog &now = result.log;
+    qint64 leftMs = Progress::unknown;
+    if (now.phase() == Progress::Phase::Sending) {
+        if (!sinceFirmware.isValid())
             sinceFirmware.start();
-            sentBeforeFirmware = sent;
-        }
-        progress.leftMs = Progress::timeLeft(sent - sentBeforeFirmware, result.log.packets() - sent,
-                                             sinceFirmware.elapsed());
-    } else if (result.log.hasOpened()) {
-        progress.phase = Progress::Phase::Entering;
+        leftMs = Progress::timeLeft(now.sent, now.packets - now.sent, sinceFirmware.elapsed());
     }
-    display->progress(progress);
+    display->progress({now.phase(), now.percent(), sinceStart.elapsed(), leftMs});
 }
 
-void FlashRun::checkInterrupts()
+void FlashRun::checkInterrupt()
 {
-    if (killed)
+    if (!Terminal::takeInterrupt())
         return;
-    switch (question.take(Terminal::interrupts())) {
-    case InterruptQuestion::Meaning::Ask:
-        display->note(QStringLiteral("An interrupted upgrade can leave the microphone in upgrade "
-                                     "mode. Press Ctrl-C again to end it anyway."));
-        break;
-    case InterruptQuestion::Meaning::End:
+    if (hasAsked)
         killUpdater(Outcome::Ending::Interrupted);
-        break;
-    case InterruptQuestion::Meaning::Nothing:
-        break;
-    }
+    else
+        display->note("An interrupted upgrade can leave the microphone in upgrade mode. Press "
+                      "Ctrl-C again to end it anyway.");
+    hasAsked = true;
 }
 
 void FlashRun::checkTimeout()
 {
-    if (killed)
-        return;
-    qint64 timeoutMs = options.timeoutSeconds * millisecondsOfSecond;
-    if (result.log.verdict() != UpdaterLog::Verdict::None)
+    qint64 timeoutMs = options.timeoutSeconds * Progress::secondMs;
+    if (result.log.verdict != UpdaterLog::Verdict::None)
         timeoutMs = exitTimeoutMs;
-    else if (progress.phase < Progress::Phase::Sending)
-        timeoutMs += restartTimeMs; // the restart is not a lack of progress
+    else if (result.log.phase() < Progress::Phase::Sending)
+        timeoutMs += CommandLine::restartSeconds * Progress::secondMs;
     if (sinceProgress.elapsed() <= timeoutMs)
         return;
-    result.waitedSeconds = static_cast<int>(timeoutMs / millisecondsOfSecond);
+    result.waitedSeconds = timeoutMs / Progress::secondMs;
     killUpdater(Outcome::Ending::TimedOut);
 }
 
 void FlashRun::killUpdater(Outcome::Ending why)
 {
-    killed = true;
-    result.ending = why;
+    if (result.ending == Outcome::Ending::ByItself)
+        result.ending = why;
     // The updater has nothing to clean up, so there is no gentler way.
     updater.kill();
-}
-
-void FlashRun::onEnded(int exitCode, QProcess::ExitStatus status)
-{
-    if (!killed)
-        result.ending =
-            status == QProcess::NormalExit ? Outcome::Ending::ByItself : Outcome::Ending::Crashed;
-    result.exitCode = exitCode;
-    readLog();
-    result.log.finish();
-    updateProgress();
-    finish();
-}
-
-void FlashRun::onError(QProcess::ProcessError error)
-{
-    // All other errors also emit finished().
-    if (error != QProcess::FailedToStart)
-        return;
-    result.ending = Outcome::Ending::NotStarted;
-    result.error = updater.errorString();
-    finish();
-}
-
-void FlashRun::finish()
-{
-    pollTimer.stop();
-    result.phase = progress.phase;
-    result.fileVerdict = resultFileVerdict();
-    const Outcome outcome = Outcome::of(result);
-    // If another updater is running, the log file may be its own.
-    if (outcome.code != Outcome::AnotherUpdater && result.ending != Outcome::Ending::NotStarted)
-        keepLog();
-    emit finished(outcome);
 }
 
 void FlashRun::keepLog()

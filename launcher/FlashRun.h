@@ -1,47 +1,34 @@
 #pragma once
 
 #include "launcher/CommandLine.h"
-#include "launcher/InterruptQuestion.h"
 #include "launcher/Outcome.h"
-#include "launcher/Progress.h"
 #include "launcher/UpdaterProcess.h"
 
 #include <QElapsedTimer>
-#include <QObject>
 #include <QTemporaryFile>
-#include <QTimer>
 
 class Display;
 
 /// One upgrade: starts the updater, follows its output, and kills it if there is no progress
-/// or the user wants that. Main thread; needs an event loop.
-class FlashRun : public QObject
+/// or the user wants that. Main thread.
+class FlashRun
 {
-    Q_OBJECT
-
 public:
     /// `packets` is their number in the image. `newDisplay` must outlive this object.
-    FlashRun(CommandLine commandLine, int packets, Display *newDisplay, QObject *parent = nullptr);
+    FlashRun(CommandLine commandLine, int packets, Display *newDisplay);
 
-    void start();
-
-signals:
-    /// Emitted once, after the updater has ended.
-    void finished(const Outcome &outcome);
+    /// Returns when the updater has ended.
+    Outcome run();
 
 private:
     /// Why the updater cannot be started; empty: it can.
     QString startError();
-    void onPoll();
     void readLog();
-    void updateProgress();
-    void checkInterrupts();
+    void showProgress();
+    void checkInterrupt();
     void checkTimeout();
     /// Kills the updater. `why` becomes the outcome unless there is a verdict.
     void killUpdater(Outcome::Ending why);
-    void onEnded(int exitCode, QProcess::ExitStatus status);
-    void onError(QProcess::ProcessError error);
-    void finish();
     void keepLog();
 
     CommandLine options;
@@ -51,14 +38,9 @@ private:
     /// The updater's output. The file of --log gets a copy at the end: another run could write
     /// there meanwhile.
     QTemporaryFile log;
-    QTimer pollTimer;
     QElapsedTimer sinceStart;
     QElapsedTimer sinceProgress;
-    /// The time since the first firmware was sent, and the packets sent before.
     QElapsedTimer sinceFirmware;
-    int sentBeforeFirmware = 0;
-    Progress progress;
     Outcome::RunResult result;
-    InterruptQuestion question;
-    bool killed = false;
+    bool hasAsked = false;
 };

@@ -2,95 +2,77 @@
 
 #include "device/deviceSelection.h"
 #include "launcher/PluggedIn.h"
+#include "launcher/Progress.h"
+#include "upgrade/FirmwareFile.h"
+#include "upgrade/transferSchedule.h"
 
 #include <QCryptographicHash>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
+#include <QRegularExpression>
 
 #include <algorithm>
-#include <array>
 
 namespace {
 
 /// More than any microphone holds. The updater and this program read the whole image into
 /// memory.
 constexpr qint64 largestImage = qint64{64} * 1024 * 1024;
-/// Of the table.
-constexpr int columnWidth = 9;
-
-/// The updater passes the path through a text field, which changes these characters.
-bool isChangedByUpdater(QChar character)
-{
-    constexpr std::array<char16_t, 8> changed = {u'\0',     u'\r',     u'\n',     u'\u00A0',
-                                                 u'\u2028', u'\u2029', u'\uFDD0', u'\uFDD1'};
-    return std::find(changed.begin(), changed.end(), character.unicode()) != changed.end();
-}
 
 } // namespace
 
-ImageReport ImageReport::of(const QString &path, const QString &sha256)
+ImageReport::ImageReport(const QString &path, const QString &sha256)
+    : microphone(PluggedIn::idsFor(path).join(" or "))
 {
-    ImageReport report;
-    report.imagePath = path;
-    report.read(sha256);
-    return report;
-}
-
-void ImageReport::read(const QString &sha256)
-{
-    if (std::any_of(imagePath.begin(), imagePath.end(), isChangedByUpdater)) {
-        refusalText =
-            QStringLiteral("its path has a line break or a no-break space, which the updater "
-                           "would change; rename it");
-        return;
+    // The updater passes the path through a text field, which changes these characters.
+    static const QRegularExpression changed(
+        "[\\x{0}\\r\\n\\x{A0}\\x{2028}\\x{2029}\\x{FDD0}\\x{FDD1}]");
+    QFile file(path);
+    const QFileInfo info(path);
+    if (path.contains(changed)) {
+        refusal = "its path has a line break or a no-break space, which the updater would change; "
+                  "rename it";
+    } else if (info.exists() && !info.isFile()) {
+        refusal = "it is not a file";
+    } else if (info.size() > largestImage) {
+        refusal = QStringLiteral("its %1 bytes are more than any microphone holds (at most %2)")
+                      .arg(info.size())
+                      .arg(largestImage);
+    } else if (!file.open(QIODevice::ReadOnly)) {
+        refusal = "it cannot be opened: " + file.errorString();
     }
-    const QFileInfo info(imagePath);
-    if (info.exists() && !info.isFile()) {
-        refusalText = QStringLiteral("it is not a file");
+    if (!refusal.isEmpty())
         return;
-    }
-    if (info.size() > largestImage) {
-        refusalText = QStringLiteral("its %1 bytes are more than any microphone holds (at most %2)")
-                          .arg(info.size())
-                          .arg(largestImage);
-        return;
-    }
-    QFile file(imagePath);
-    if (!file.open(QIODevice::ReadOnly)) {
-        refusalText = QStringLiteral("it cannot be opened: ") + file.errorString();
-        return;
-    }
     const QByteArray image = file.readAll();
-    checksum =
-        QString::fromLatin1(QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex());
-    if (!sha256.isEmpty() && checksum != sha256) {
-        refusalText = QStringLiteral("its SHA-256 is %1, not %2").arg(checksum, sha256);
-        return;
-    }
-    size = image.size();
     const FirmwareFile firmware = FirmwareFile::parse(image);
-    if (!firmware.isValid()) {
-        refusalText = firmware.fault().text();
-        return;
-    }
+    checksum = QCryptographicHash::hash(image, QCryptographicHash::Sha256).toHex();
+    if (!sha256.isEmpty() && checksum != sha256)
+        refusal = QStringLiteral("its SHA-256 is %1, not %2").arg(checksum, sha256);
+    else if (!firmware.isValid())
+        refusal = firmware.fault().text();
+    size = image.size();
     version = FirmwareFile::versionText(firmware.records());
     int offset = 0;
     for (const QByteArray &record : firmware.records()) {
-        const int count = FirmwareFile::cut({record}).size();
-        records.append({offset, record.size(), count});
-        packetCount += count;
+        records.append({offset, record.size(), FirmwareFile::cut({record}).size()});
+        packets += records.last().packets;
         offset += record.size();
     }
-    duration = ExpectedDuration::of(packetCount, microphoneFor(imagePath) == Microphone::R5Otg);
+    waits = waitsFor(packets, microphoneFor(path) == Microphone::R5Otg);
 }
 
-QString ImageReport::microphoneIds(const QString &path)
+ImageReport::Waits ImageReport::waitsFor(int packets, bool otg)
 {
-    QStringList ids;
-    for (const std::uint16_t productId : productIdsOf(microphoneFor(path)))
-        ids += PluggedIn::idOf(productId);
-    return ids.join(QLatin1String(" or "));
+    using namespace transferSchedule;
+    // One wait after packet 0, one after packets 1 and 2 if more packets follow, and one after
+    // each batch except the last packets.
+    const int waits = 1 + (packets > openingPackets ? 1 : 0) +
+                      std::max(0, packets - openingPackets - 1) / batchSize;
+    constexpr double second = Progress::secondMs;
+    const int entryMs = otg ? otgEntryPauseMs : 0;
+    return {(otg ? entryMs : restartPauseMs) / second,
+            (entryMs + restartPauseMs + waits * confirmationWindowMs) / second};
 }
 
 QString ImageReport::summary() const
@@ -99,11 +81,14 @@ QString ImageReport::summary() const
                           "Records:     %2\n"
                           "Packets:     %3\n"
                           "Microphone:  %4\n"
-                          "Duration:    %5\n")
+                          "Duration:    %5 s to %6 s of waiting, plus the transfer itself; less "
+                          "if the microphone is in upgrade mode already\n")
         .arg(version)
         .arg(records.size())
-        .arg(packetCount)
-        .arg(microphoneIds(imagePath), duration.text());
+        .arg(packets)
+        .arg(microphone)
+        .arg(waits.least)
+        .arg(waits.most, 0, 'f', 1);
 }
 
 QString ImageReport::table() const
@@ -115,13 +100,10 @@ QString ImageReport::table() const
                        .arg(version)
                        .arg(size)
                        .arg(checksum);
-    for (int i = 0; i < records.size(); ++i) {
-        const Record &record = records.at(i);
-        text += QStringLiteral("%1%2%3%4\n")
-                    .arg(i, columnWidth)
-                    .arg(record.offset, columnWidth)
-                    .arg(record.length, columnWidth)
-                    .arg(record.packets, columnWidth);
+    int index = 0;
+    for (const Record &each : records) {
+        text +=
+            QString::asprintf("%9d%9d%9d%9d\n", index++, each.offset, each.length, each.packets);
     }
     return text;
 }
@@ -129,17 +111,12 @@ QString ImageReport::table() const
 QJsonObject ImageReport::json() const
 {
     QJsonArray list;
-    for (const Record &record : records) {
-        list.append(QJsonObject{{QStringLiteral("offset"), record.offset},
-                                {QStringLiteral("length"), record.length},
-                                {QStringLiteral("packets"), record.packets}});
+    for (const Record &each : records) {
+        list += QJsonObject{
+            {"offset", each.offset}, {"length", each.length}, {"packets", each.packets}};
     }
-    return {{QStringLiteral("version"), version},
-            {QStringLiteral("bytes"), size},
-            {QStringLiteral("sha256"), checksum},
-            {QStringLiteral("packets"), packetCount},
-            {QStringLiteral("microphone"), microphoneIds(imagePath)},
-            {QStringLiteral("seconds_least"), duration.least},
-            {QStringLiteral("seconds_most"), duration.most},
-            {QStringLiteral("records"), list}};
+    return {{"version", version},         {"bytes", size},
+            {"sha256", checksum},         {"packets", packets},
+            {"microphone", microphone},   {"seconds_least", waits.least},
+            {"seconds_most", waits.most}, {"records", list}};
 }

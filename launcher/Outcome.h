@@ -1,6 +1,5 @@
 #pragma once
 
-#include "launcher/Progress.h"
 #include "launcher/UpdaterLog.h"
 
 #include <QString>
@@ -29,7 +28,6 @@ struct Outcome
     {
         ByItself,
         Crashed,
-        NotStarted,
         /// Killed by us because there was no progress for too long.
         TimedOut,
         /// Killed by us because the user wanted it.
@@ -42,11 +40,8 @@ struct Outcome
         Ending ending = Ending::ByItself;
         /// Only meaningful if it ended by itself.
         int exitCode = 0;
-        /// Why it could not be started.
-        QString error;
         /// How long there was no progress if that is why it was killed.
-        int waitedSeconds = 0;
-        Progress::Phase phase = Progress::Phase::Starting;
+        qint64 waitedSeconds = 0;
         /// What the result file says. Only the log's verdict counts.
         UpdaterLog::Verdict fileVerdict = UpdaterLog::Verdict::None;
         UpdaterLog log;
@@ -59,18 +54,10 @@ struct Outcome
     QString message;
 
     /// "flashed", "failed", "no-microphone" ...
-    QString name() const;
+    const char *name() const;
 
     static Outcome of(const RunResult &run);
-    static Outcome imageGood();
     static Outcome imageRefused(const QString &path, const QString &why);
-    /// For --list, which has printed the microphones.
-    static Outcome listed(int microphones);
-    static Outcome notStarted(const QString &why);
-    static Outcome wrongUsage(const QString &why);
-
-    /// The state in which an upgrade without a verdict may leave the microphone, and what to do.
-    static QString microphoneState(Progress::Phase phase);
     /// The list of codes for --help.
     static QString codeList();
 };

@@ -3,20 +3,15 @@
 #include "device/deviceSelection.h"
 #include "device/hidapi/hidapi_additions.h"
 #include "launcher/Terminal.h"
-#include "launcher/openFailure.h"
 
 #include <algorithm>
 #include <memory>
 
 namespace {
 
-QString openErrorOf(const char *node)
+QString idOf(std::uint16_t productId)
 {
-    hid_device *const device = hid_open_path(node);
-    if (device == nullptr)
-        return openFailure(node);
-    hid_close(device);
-    return {};
+    return QString::asprintf("%04X:%04X", microphoneVendorId, productId);
 }
 
 } // namespace
@@ -27,38 +22,49 @@ QList<PluggedIn> PluggedIn::all()
         hid_enumerate(microphoneVendorId, 0), &hid_free_enumeration);
     QList<PluggedIn> found;
     for (const hid_device_info *record = first.get(); record != nullptr; record = record->next) {
-        // A device that is being unplugged has no path.
-        if (record->path == nullptr)
-            continue;
         const QString node = QString::fromLocal8Bit(record->path);
-        // On Linux there is a record for each usage of a device.
-        if (std::any_of(found.begin(), found.end(),
-                        [&node](const PluggedIn &each) { return each.node == node; }))
+        // On Linux there is a record for each usage of a device. One that is being unplugged has
+        // no path.
+        if (node.isEmpty() || std::any_of(found.begin(), found.end(),
+                                          [&node](const auto &each) { return each.node == node; }))
             continue;
+        hid_device *const device = hid_open_path(record->path);
         found.append({record->product_id,
                       Terminal::printable(QString::fromWCharArray(record->product_string)), node,
-                      openErrorOf(record->path)});
+                      device == nullptr ? openFailure(record->path) : QString()});
+        hid_close(device);
     }
     return found;
 }
 
-QString PluggedIn::idOf(std::uint16_t productId)
+QStringList PluggedIn::idsFor(const QString &imagePath)
 {
-    return QString::asprintf("%04X:%04X", microphoneVendorId, productId);
+    QStringList ids;
+    for (const std::uint16_t each : productIdsOf(microphoneFor(imagePath)))
+        ids += idOf(each);
+    return ids;
 }
 
-bool PluggedIn::isSelectedBy(const QString &imagePath) const
+QString PluggedIn::id() const
 {
-    return productIdsOf(microphoneFor(imagePath)).contains(productId);
+    return idOf(productId);
 }
 
-QString PluggedIn::pathRule() const
+QString PluggedIn::text() const
 {
-    if (productIdsOf(Microphone::Plain).contains(productId))
-        return QStringLiteral("without \"R5\"");
-    if (productIdsOf(Microphone::R5).contains(productId))
-        return QStringLiteral("with \"R5\" but not \"otg\"");
-    if (productIdsOf(Microphone::R5Otg).contains(productId))
-        return QStringLiteral("with \"R5\" and \"otg\"");
-    return {};
+    const QString rule = pathRuleOf(productId);
+    return QStringLiteral("%1  %2  %3  %4  %5\n")
+        .arg(id(), product.isEmpty() ? "(no name)" : product, node,
+             rule.isEmpty() ? "selected by no path" : "selected by a path " + rule,
+             openError.isEmpty() ? "opens" : "does not open: " + openError);
+}
+
+QJsonObject PluggedIn::json() const
+{
+    return {{"id", id()},
+            {"product", product},
+            {"node", node},
+            {"path_rule", pathRuleOf(productId)},
+            {"opens", openError.isEmpty()},
+            {"why", openError}};
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QJsonObject>
 #include <QList>
 #include <QString>
 
@@ -12,14 +13,13 @@ struct PluggedIn
     /// for a moment. Main thread.
     static QList<PluggedIn> all();
 
-    /// Vendor and product id, such as "3C9E:000B".
-    static QString idOf(std::uint16_t productId);
-    QString id() const { return idOf(productId); }
+    /// Vendor and product id of each microphone that this path selects, such as "3C9E:000B".
+    static QStringList idsFor(const QString &imagePath);
 
-    /// Whether the updater looks for this microphone when it gets this path.
-    bool isSelectedBy(const QString &imagePath) const;
-    /// Which paths select it, such as `without "R5"`; empty: none.
-    QString pathRule() const;
+    QString id() const;
+    /// A line for the user, and everything for programs.
+    QString text() const;
+    QJsonObject json() const;
 
     std::uint16_t productId = 0;
     /// The product's name, possibly empty.
@@ -28,4 +28,9 @@ struct PluggedIn
     /// Why it does not open and what to do about that: sentences, but the first one starts in
     /// lower case. Empty: it opens.
     QString openError;
+
+private:
+    /// An openError. Call it after hid_open_path() has failed for `node`, on the same thread. It
+    /// does not open the device again.
+    static QString openFailure(const char *node);
 };

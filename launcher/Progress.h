@@ -19,13 +19,15 @@ struct Progress
         Verdict
     };
 
+    static constexpr int wholePercent = 100;
+    static constexpr qint64 secondMs = 1000;
+    static constexpr qint64 unknown = -1;
+
     Phase phase = Phase::Starting;
     /// 0 to 100. Never decreases.
     int percent = 0;
     /// Time since the updater was started.
     qint64 elapsedMs = 0;
-
-    static constexpr qint64 unknown = -1;
     /// Estimated time until the last packet is sent, or unknown.
     qint64 leftMs = unknown;
 
@@ -34,7 +36,7 @@ struct Progress
     static qint64 timeLeft(int sent, int toSend, qint64 tookMs);
 
     /// A word for programs.
-    QString phaseName() const;
+    const char *phaseName() const;
     /// A phrase for the user.
-    QString phaseText() const;
+    const char *phaseText() const;
 };

@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-void Terminal::print(std::FILE *stream, const QString &text, const QString &indent)
+void Terminal::print(std::FILE *stream, const QString &text, int indent)
 {
     const int width = columns(stream);
     const QString shown = width > 0 ? wrapped(text, width, indent) : text;
@@ -15,31 +15,24 @@ void Terminal::print(std::FILE *stream, const QString &text, const QString &inde
 QString Terminal::printable(QString text)
 {
     std::replace_if(
-        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); },
-        QLatin1Char('?'));
+        text.begin(), text.end(), [](QChar character) { return !character.isPrint(); }, '?');
     return text;
 }
 
-QString Terminal::wrapped(const QString &text, int columns, const QString &indent)
+QString Terminal::wrapped(const QString &text, int columns, int indent)
 {
     QStringList lines;
-    for (QString rest : text.split(QLatin1Char('\n'))) {
+    for (QString rest : text.split('\n')) {
         while (rest.size() >= columns) {
-            int end = rest.lastIndexOf(QLatin1Char(' '), columns - 1);
-            if (end <= indent.size())
-                end = rest.indexOf(QLatin1Char(' '), indent.size() + 1);
+            int end = rest.lastIndexOf(' ', columns - 1);
+            if (end <= indent)
+                end = rest.indexOf(' ', indent + 1);
             if (end == -1)
                 break; // the rest is one long word
-            // Skip all blanks at the line break.
-            int next = end;
-            while (next < rest.size() && rest.at(next) == QLatin1Char(' '))
-                ++next;
-            while (end > 0 && rest.at(end - 1) == QLatin1Char(' '))
-                --end;
             lines += rest.left(end);
-            rest = indent + rest.mid(next);
+            rest = QString(indent, ' ') + rest.mid(end).trimmed();
         }
         lines += rest;
     }
-    return lines.join(QLatin1Char('\n'));
+    return lines.join('\n');
 }

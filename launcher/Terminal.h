@@ -12,10 +12,10 @@ public:
     static int columns(std::FILE *stream);
 
     /// Prints lines. On a terminal long lines are wrapped between words, and continuation lines
-    /// start with `indent`.
-    static void print(std::FILE *stream, const QString &text, const QString &indent = {});
+    /// start with `indent` blanks.
+    static void print(std::FILE *stream, const QString &text, int indent = 0);
     /// Wraps `text` to lines shorter than `columns`. Longer words are not broken.
-    static QString wrapped(const QString &text, int columns, const QString &indent);
+    static QString wrapped(const QString &text, int columns, int indent);
 
     /// Replaces each control character by "?".
     static QString printable(QString text);
@@ -23,10 +23,12 @@ public:
     /// Makes writes to a closed pipe fail instead of ending this program. Call it once, at the
     /// start.
     static void ignoreBrokenPipes();
-    /// From now on Ctrl-C is counted and does not end this program. Call it once.
-    static void countInterrupts();
-    /// How many times Ctrl-C was pressed. Any thread.
-    static int interrupts();
+    /// From now on Ctrl-C does not end this program. Call it once.
+    static void catchInterrupts();
+    /// Whether Ctrl-C was pressed since the last call.
+    static bool takeInterrupt();
+    /// The calling process leaves the terminal: neither Ctrl-C nor a closed terminal ends it.
+    static void leave();
 
 private:
     /// For a terminal that does not report its width.

@@ -7,8 +7,8 @@
 
 namespace {
 
-std::atomic<int> pressed{0};
-static_assert(std::atomic<int>::is_always_lock_free, "written by a signal handler");
+std::atomic<bool> pressed{false};
+static_assert(std::atomic<bool>::is_always_lock_free, "written by a signal handler");
 
 } // namespace
 
@@ -27,15 +27,20 @@ void Terminal::ignoreBrokenPipes()
     std::signal(SIGPIPE, SIG_IGN);
 }
 
-void Terminal::countInterrupts()
+void Terminal::catchInterrupts()
 {
     // SIGTERM and SIGHUP still end this program. The updater goes on without it.
-    const auto before = std::signal(SIGINT, [](int /*signal*/) { ++pressed; });
+    const auto before = std::signal(SIGINT, [](int /*signal*/) { pressed = true; });
     if (before == SIG_IGN) // a shell has started this program in the background
         std::signal(SIGINT, SIG_IGN);
 }
 
-int Terminal::interrupts()
+bool Terminal::takeInterrupt()
 {
-    return pressed;
+    return pressed.exchange(false);
+}
+
+void Terminal::leave()
+{
+    setsid();
 }

@@ -7,14 +7,14 @@
 namespace {
 
 /// Written by the thread that the system creates for each event.
-std::atomic<int> pressed{0};
+std::atomic<bool> pressed{false};
 
 BOOL WINAPI onConsoleEvent(DWORD event)
 {
     // A closed console ends this program. The updater goes on without it.
     if (event != CTRL_C_EVENT && event != CTRL_BREAK_EVENT)
         return FALSE;
-    ++pressed;
+    pressed = true;
     return TRUE;
 }
 
@@ -37,12 +37,17 @@ void Terminal::ignoreBrokenPipes()
     // Windows has no signal for this: such a write only fails.
 }
 
-void Terminal::countInterrupts()
+void Terminal::catchInterrupts()
 {
     SetConsoleCtrlHandler(&onConsoleEvent, TRUE);
 }
 
-int Terminal::interrupts()
+bool Terminal::takeInterrupt()
 {
-    return pressed;
+    return pressed.exchange(false);
+}
+
+void Terminal::leave()
+{
+    // Nothing to do for a program without a console.
 }

@@ -8,12 +8,12 @@
 
 namespace {
 
-constexpr int wholePercent = 100;
+/// Only the upgrade-mode command.
+constexpr int packetsBeforeFirmware = 1;
 
-QString textAfter(const QByteArray &line, const char *mark)
+QString textAfter(const QByteArray &line, char mark)
 {
-    return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + static_cast<int>(qstrlen(mark))))
-        .trimmed();
+    return QString::fromLocal8Bit(line.mid(line.indexOf(mark) + 1)).trimmed();
 }
 
 InputReport::Verdict verdictOf(const QByteArray &statusLine)
@@ -32,55 +32,48 @@ InputReport::Verdict verdictOf(const QByteArray &statusLine)
 
 void UpdaterLog::append(const QByteArray &bytes)
 {
-    unfinished += bytes;
-    int begin = 0;
-    for (int end = unfinished.indexOf('\n'); end >= 0; end = unfinished.indexOf('\n', begin)) {
-        parseLine(unfinished.mid(begin, end - begin).trimmed());
-        begin = end + 1;
-    }
-    unfinished.remove(0, begin);
-}
-
-void UpdaterLog::finish()
-{
-    parseLine(unfinished.trimmed());
-    unfinished.clear();
+    QList<QByteArray> lines = (unfinished + bytes).split('\n');
+    unfinished = lines.takeLast();
+    for (const QByteArray &line : lines)
+        parseLine(line.trimmed());
 }
 
 void UpdaterLog::parseLine(const QByteArray &line)
 {
     // Anything printed before this line is not part of the run.
-    begun = begun || line == outputLine::begun;
-    if (!begun)
+    hasBegun = hasBegun || line == outputLine::begun;
+    if (!hasBegun)
         return;
-    if (line.startsWith(outputLine::opened))
-        opened = true;
-    else if (line.startsWith(outputLine::packetReady))
-        packetCount = std::max(packetCount, 1) + 1;
-    else if (line.startsWith(outputLine::packetSent))
-        ++sentCount;
-    else if (line.startsWith(outputLine::status) && reported == Verdict::None)
-        reported = verdictOf(line);
-    else if (line.startsWith(outputLine::refused))
-        refusalText = textAfter(line, outputLine::refused);
-    else if (line.startsWith(outputLine::box))
-        refusalText = textAfter(line, "+");
-    else
-        parseTransferOver(line);
-}
-
-void UpdaterLog::parseTransferOver(const QByteArray &line)
-{
     // A transfer that a verdict ended early has sent fewer packets.
     const QList<QByteArray> words = line.split(' ');
-    if (words.value(1) == outputLine::transferOver && words.value(2).toInt() == packetCount)
-        sentAll = packetCount > 0;
+    if (words.value(1) == outputLine::transferOver && words.value(2).toInt() == packets)
+        hasSentAll = packets > 0;
+    if (line.startsWith(outputLine::opened))
+        hasOpened = true;
+    else if (line.startsWith(outputLine::packetReady))
+        packets = std::max(packets, 1) + 1;
+    else if (line.startsWith(outputLine::packetSent))
+        ++sent;
+    else if (line.startsWith(outputLine::status) && verdict == Verdict::None)
+        verdict = verdictOf(line);
+    else if (line.startsWith(outputLine::refused))
+        refusal = textAfter(line, ':');
+    else if (line.startsWith(outputLine::box))
+        refusal = textAfter(line, '+');
+}
+
+Progress::Phase UpdaterLog::phase() const
+{
+    if (hasSentAll)
+        return Progress::Phase::Verdict;
+    if (sent > packetsBeforeFirmware)
+        return Progress::Phase::Sending;
+    return hasOpened ? Progress::Phase::Entering : Progress::Phase::Starting;
 }
 
 int UpdaterLog::percent() const
 {
-    if (sentAll)
-        return wholePercent;
-    const qint64 percents = qint64{sentCount} * wholePercent;
-    return std::min(wholePercent - 1, static_cast<int>(percents / std::max(1, packetCount)));
+    constexpr int whole = Progress::wholePercent;
+    const qint64 percents = qint64{sent} * whole / std::max(1, packets);
+    return hasSentAll ? whole : static_cast<int>(std::min<qint64>(whole - 1, percents));
 }

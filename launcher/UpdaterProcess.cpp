@@ -1,34 +1,40 @@
 #include "launcher/UpdaterProcess.h"
 
+#include "launcher/Terminal.h"
+
 #include <QCoreApplication>
 #include <QDir>
 #include <QFileInfo>
 
 QString UpdaterProcess::defaultPath()
 {
-    return QDir(QCoreApplication::applicationDirPath()).filePath(programName());
+    return QDir(QCoreApplication::applicationDirPath()).filePath(VELMO_UPDATER);
 }
 
-QString UpdaterProcess::argumentFor(const QString &imagePath)
+UpdaterProcess::UpdaterProcess(const QString &program, const QString &imagePath)
 {
+    // An absolute path, so that it is not searched for in PATH.
+    setProgram(QFileInfo(program).absoluteFilePath());
     // The updater takes "file" for the start of a URL and "-" for an option of the toolkit. The
-    // prefix names the same file and selects the same microphone.
-    const bool misread =
-        imagePath.startsWith(QLatin1String("file")) || imagePath.startsWith(QLatin1Char('-'));
-    return misread ? QLatin1String("./") + imagePath : imagePath;
-}
+    // prefix names the same file. The path is not made absolute, because the whole path selects
+    // the microphone and a parent folder must not change that.
+    const bool isMisread = imagePath.startsWith("file") || imagePath.startsWith('-');
+    setArguments({isMisread ? "./" + imagePath : imagePath});
 
-void UpdaterProcess::start(const QString &program, const QString &imagePath, const QString &logPath)
-{
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    // These settings could hide or change the lines that UpdaterLog looks for.
-    environment.remove(QStringLiteral("QT_MESSAGE_PATTERN"));
-    environment.insert(QStringLiteral("QT_LOGGING_RULES"), QStringLiteral("default=true"));
-    addPlatformSettings(&environment);
+    // Without a display no message box can wait for the user: its text goes to the output. A
+    // pattern could hide the lines that UpdaterLog looks for.
+    for (const char *each : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM", "QT_MESSAGE_PATTERN"})
+        environment.remove(each);
+    environment.insert("QT_LOGGING_RULES", "default=true");
+    // Otherwise a Windows program without a console sends its debug output to the debugger.
+    environment.insert("QT_FORCE_STDERR_LOGGING", "1");
     setProcessEnvironment(environment);
     setStandardInputFile(nullDevice());
     setProcessChannelMode(MergedChannels);
-    setStandardOutputFile(logPath, Append);
-    // An absolute path, so that it is not searched for in PATH.
-    QProcess::start(QFileInfo(program).absoluteFilePath(), {argumentFor(imagePath)});
+}
+
+void UpdaterProcess::setupChildProcess()
+{
+    Terminal::leave();
 }

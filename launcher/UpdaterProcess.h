@@ -3,8 +3,8 @@
 #include <QProcess>
 #include <QString>
 
-/// The updater as a child process without a window. All its output goes to a file, it needs no
-/// display on Linux, and Ctrl-C in our terminal does not reach it. Main thread.
+/// The updater as a child process without a window: it needs no display, and Ctrl-C in our
+/// terminal does not reach it. Main thread.
 class UpdaterProcess : public QProcess
 {
     Q_OBJECT
@@ -13,19 +13,10 @@ public:
     /// The updater in this program's folder.
     static QString defaultPath();
 
-    /// The updater's argument for this image. It is not made absolute, because the whole path
-    /// selects the microphone and a parent folder must not change that.
-    static QString argumentFor(const QString &imagePath);
-
-    /// Appends the output to `logPath`. Emits errorOccurred() if the updater does not exist or
-    /// cannot be started.
-    void start(const QString &program, const QString &imagePath, const QString &logPath);
+    UpdaterProcess(const QString &program, const QString &imagePath);
 
 protected:
-    /// Runs in the child process before the updater.
+    /// Runs in the child process before the updater, but not on Windows: the updater has no
+    /// console there, so Ctrl-C does not reach it.
     void setupChildProcess() override;
-
-private:
-    static QString programName();
-    static void addPlatformSettings(QProcessEnvironment *environment);
 };

@@ -1,62 +1,45 @@
 /// velmo-flash: flashes a microphone. The exit code says how that went.
 
 #include "launcher/CommandLine.h"
+#include "launcher/Display.h"
 #include "launcher/FlashRun.h"
 #include "launcher/ImageReport.h"
-#include "launcher/JsonDisplay.h"
 #include "launcher/Outcome.h"
 #include "launcher/PluggedIn.h"
 #include "launcher/Terminal.h"
-#include "launcher/TextDisplay.h"
 
 #include <QCoreApplication>
-#include <QTimer>
 
 #include <cstdio>
-#include <memory>
 
 namespace {
 
-std::unique_ptr<Display> displayFor(bool json)
-{
-    if (json)
-        return std::make_unique<JsonDisplay>();
-    return std::make_unique<TextDisplay>();
-}
-
-Outcome flash(const CommandLine &options, int packets, Display *display)
-{
-    Terminal::countInterrupts();
-    FlashRun flashRun(options, packets, display);
-    Outcome outcome = Outcome::notStarted(QStringLiteral("there is no event loop"));
-    QObject::connect(&flashRun, &FlashRun::finished, &flashRun, [&outcome](const Outcome &result) {
-        outcome = result;
-        QCoreApplication::quit();
-    });
-    // Start inside the event loop, because quit() does nothing before it.
-    QTimer::singleShot(0, &flashRun, &FlashRun::start);
-    QCoreApplication::exec();
-    return outcome;
-}
+/// Of continuation lines.
+constexpr int listIndent = 4;
+constexpr int labelIndent = 13;
 
 Outcome run(const CommandLine &options, Display *display)
 {
     if (!options.error.isEmpty())
-        return Outcome::wrongUsage(options.error);
+        return {Outcome::WrongUsage, options.error + " See velmo-flash --help."};
     if (options.task == CommandLine::Task::List) {
         const QList<PluggedIn> microphones = PluggedIn::all();
         for (const PluggedIn &each : microphones)
-            display->microphone(each);
-        return Outcome::listed(microphones.size());
+            display->show("microphone", each.json(), each.text(), listIndent);
+        if (microphones.isEmpty())
+            return {Outcome::NoMicrophone, "No microphone is plugged in."};
+        return {};
     }
-    const ImageReport report = ImageReport::of(options.imagePath, options.sha256);
-    if (!report.isGood())
-        return Outcome::imageRefused(options.imagePath, report.refusal());
+    const ImageReport report(options.imagePath, options.sha256);
+    if (!report.refusal.isEmpty())
+        return Outcome::imageRefused(options.imagePath, report.refusal);
     if (options.task == CommandLine::Task::Flash)
-        return flash(options, report.packets(), display);
-    display->image(report, options.task == CommandLine::Task::Inspect ? Display::Detail::Table
-                                                                      : Display::Detail::Summary);
-    return Outcome::imageGood();
+        return FlashRun(options, report.packets, display).run();
+    display->show("image", report.json(),
+                  options.task == CommandLine::Task::Inspect ? report.table() : report.summary(),
+                  labelIndent);
+    return {Outcome::Done, "The image is valid. Nothing was sent. To flash it, leave out --dry-run "
+                           "or --inspect."};
 }
 
 } // namespace
@@ -65,18 +48,18 @@ int main(int argc, char *argv[])
 {
     Terminal::ignoreBrokenPipes();
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(QStringLiteral("velmo-flash"));
+    QCoreApplication::setApplicationName("velmo-flash");
     const CommandLine options = CommandLine::parse(QCoreApplication::arguments());
     if (options.task == CommandLine::Task::Help) {
-        std::fputs(qPrintable(CommandLine::helpText()), stdout);
+        Terminal::print(stdout, CommandLine::helpText(), listIndent);
         return Outcome::Done;
     }
     if (options.task == CommandLine::Task::Version) {
         std::fputs("velmo-flash " VELMO_VERSION "\n", stdout);
         return Outcome::Done;
     }
-    const std::unique_ptr<Display> display = displayFor(options.json);
-    const Outcome outcome = run(options, display.get());
-    display->outcome(outcome);
+    Display display(options.json);
+    const Outcome outcome = run(options, &display);
+    display.end(outcome);
     return outcome.code;
 }

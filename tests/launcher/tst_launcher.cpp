@@ -1,26 +1,77 @@
-#include "launcher/ExpectedDuration.h"
-#include "launcher/InterruptQuestion.h"
+#include "device/hidapi/hidapi_additions.h"
+#include "launcher/Display.h"
+#include "launcher/ImageReport.h"
+#include "launcher/Outcome.h"
+#include "launcher/PluggedIn.h"
 #include "launcher/Terminal.h"
-#include "launcher/TextDisplay.h"
 #include "launcher/UpdaterLog.h"
 
 #include <QTest>
 
-/// What can be tested without an updater: the output parser, the bar, the schedule.
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <string>
+#include <unistd.h>
+
+namespace {
+
+// The bus has one microphone with two usages.
+std::string node = "/dev/hidraw7";
+std::wstring product = L"A\x1b[31mB";
+hid_device_info listedAgain{};
+hid_device_info listed{};
+/// The errors with which its node may not be written and does not open; 0: none.
+int denial = 0;
+int refusal = 0;
+std::wstring errorText;
+int openHandles = 0;
+
+} // namespace
+
+// These replace the HID library's functions in this program, where none writes, and the system's.
+extern "C" {
+
+hid_device_info *hid_enumerate(unsigned short vendor, unsigned short /*product*/)
+{
+    return vendor == 0x3C9E ? &listed : nullptr;
+}
+
+void hid_free_enumeration(hid_device_info * /*records*/) {}
+
+hid_device *hid_open_path(const char * /*path*/)
+{
+    errorText = QString::fromLocal8Bit(std::strerror(refusal)).toStdWString();
+    openHandles += refusal == 0;
+    return refusal == 0 ? reinterpret_cast<hid_device *>(&listed) : nullptr;
+}
+
+void hid_close(hid_device *device)
+{
+    openHandles -= device != nullptr;
+}
+
+const wchar_t *hid_error(hid_device * /*device*/)
+{
+    return errorText.c_str();
+}
+
+int access(const char *name, int type) noexcept
+{
+    errno = node == name && (type & W_OK) != 0 ? denial : 0;
+    return errno == 0 ? 0 : -1;
+}
+
+} // extern "C"
+
+/// What can be tested without an updater.
 class LauncherTest : public QObject
 {
     Q_OBJECT
 
-    using Meaning = InterruptQuestion::Meaning;
-
 private slots:
-    void the_output_is_understood_piece_by_piece_data()
+    void the_output_is_understood_piece_by_piece()
     {
-        using Verdict = UpdaterLog::Verdict;
-        QTest::addColumn<QByteArray>("text");
-        QTest::addColumn<int>("sent");
-        QTest::addColumn<int>("percent");
-        QTest::addColumn<Verdict>("verdict");
         const QByteArray ready =
             "createUI----\nxxxxx 11 64\n" + QByteArray("jjjjjjjsend_message  4b 1\n").repeated(3);
         const QByteArray half = ready + QByteArray("dfuxxx------  4b 1\n").repeated(2);
@@ -29,35 +80,40 @@ private slots:
             return QByteArray("qqqq  4b 0 0 0 b 0 0 ") + code + ' ' + flag +
                    QByteArray(" 0").repeated(55) + " 1 2\n";
         };
-        QTest::newRow("before anything is sent") << ready << 0 << 0 << Verdict::None;
-        QTest::newRow("torn line") << half.chopped(1) << 1 << 25 << Verdict::None;
-        QTest::newRow("torn status")
-            << half + status("5", "0").chopped(1) << 2 << 50 << Verdict::None;
-        QTest::newRow("all but the end") << all << 4 << 99 << Verdict::None;
-        QTest::newRow("flashed") << all + "0 ggg 4\n" + status("3", "0") + status("5", "0") << 4
-                                 << 100 << Verdict::Succeeded;
-        QTest::newRow("failed, CR LF")
-            << QByteArray(half + status("6", "1") + "0 ggg 2\n").replace("\n", "\r\n") << 2 << 50
-            << Verdict::Failed;
-        QTest::newRow("the first verdict stands")
-            << half + status("4", "0") + status("6", "0") << 2 << 50 << Verdict::Failed;
-        QTest::newRow("no first packet") << half + "0 ggg 4\n" << 2 << 100 << Verdict::None;
-        QTest::newRow("another one's")
-            << all.mid(13) + "0 ggg 4\n" + status("5", "0") << 0 << 0 << Verdict::None;
-        QTest::newRow("noise") << QByteArray("createUI----\n\n0 ggg 0\nqqqq\nxdfuxxx------\n") << 0
-                               << 0 << Verdict::None;
-    }
-
-    void the_output_is_understood_piece_by_piece()
-    {
-        QFETCH(QByteArray, text);
-        for (const int piece : {1, text.size()}) {
-            UpdaterLog log;
-            for (int begin = 0; begin < text.size(); begin += piece)
-                log.append(text.mid(begin, piece));
-            QTEST(log.packetsSent(), "sent");
-            QTEST(log.percent(), "percent");
-            QTEST(log.verdict(), "verdict");
+        struct Row
+        {
+            QByteArray text;
+            const char *expected;
+        };
+        const std::array<Row, 11> rows = {{
+            {ready, "entering, 0 sent, 0%"},
+            {half.chopped(1), "entering, 1 sent, 25%"},
+            {half + status("5", "0").chopped(1), "sending, 2 sent, 50%"},
+            {all, "sending, 4 sent, 99%"},
+            {all + "0 ggg 4\n" + status("3", "0") + status("5", "0"),
+             "verdict, 4 sent, 100%, succeeded"},
+            {QByteArray(half + status("6", "1") + "0 ggg 2\n").replace("\n", "\r\n"),
+             "sending, 2 sent, 50%, failed"},
+            {half + status("4", "0") + status("6", "0"), "sending, 2 sent, 50%, failed"},
+            // To a microphone that is in upgrade mode already, packet 0 is not sent.
+            {half + "0 ggg 4\n", "verdict, 2 sent, 100%"},
+            {all.mid(13) + "0 ggg 4\n" + status("5", "0"), "starting, 0 sent, 0%"},
+            {"createUI----\n\n0 ggg 0\nqqqq\nxdfuxxx------\n", "starting, 0 sent, 0%"},
+            {"createUI----\nTitle: opening+no such file\n", "starting, 0 sent, 0%, no such file"},
+        }};
+        constexpr std::array verdicts = {"", ", failed", ", succeeded"};
+        for (const Row &row : rows) {
+            for (const int piece : {1, row.text.size()}) {
+                UpdaterLog log;
+                for (int begin = 0; begin < row.text.size(); begin += piece)
+                    log.append(row.text.mid(begin, piece));
+                QString found = QString::asprintf(
+                    "%s, %d sent, %d%%%s", Progress{log.phase()}.phaseName(), log.sent,
+                    log.percent(), verdicts.at(static_cast<std::size_t>(log.verdict)));
+                if (!log.refusal.isEmpty())
+                    found += ", " + log.refusal;
+                QCOMPARE(found, row.expected);
+            }
         }
     }
 
@@ -65,55 +121,79 @@ private slots:
     {
         for (const int columns : {0, 1, 20, 40, 51, 80, 200}) {
             for (const int percent : {0, 50, 100}) {
-                const QString line = TextDisplay::barLine(
-                    {Progress::Phase::Sending, percent, 9999000, 998001}, columns);
+                const QString line =
+                    Display::barLine({Progress::Phase::Sending, percent, 9999000, 998001}, columns);
                 QVERIFY(line.size() < std::max(1, columns));
-                QCOMPARE(line.count(QLatin1Char('#')) > 0, percent > 0 && columns > 51);
-                QCOMPARE(line.contains(QLatin1String(", 999 s left")), columns >= 40);
+                QCOMPARE(line.count('#') > 0, percent > 0 && columns > 51);
+                QCOMPARE(line.contains(", 999 s left"), columns >= 40);
                 // The word is there as a whole or not at all.
-                QCOMPARE(line.contains(QLatin1Char('s')), line.contains(QLatin1String("sending")));
+                QCOMPARE(line.contains('s'), line.contains("sending"));
             }
         }
     }
 
     void long_lines_are_wrapped_between_words()
     {
-        const QString text = QStringLiteral("one two\nthree  averylongword  four\n");
-        QCOMPARE(Terminal::wrapped(text, 30, {}), text);
-        QCOMPARE(Terminal::wrapped(text, 8, QStringLiteral("> ")),
-                 QStringLiteral("one two\nthree\n> averylongword\n> four\n"));
-        QCOMPARE(Terminal::wrapped(text, 7, {}),
-                 QStringLiteral("one\ntwo\nthree\naverylongword\nfour\n"));
+        const QString text = "one two\nthree  averylongword  four\n";
+        QCOMPARE(Terminal::wrapped(text, 30, 0), text);
+        QCOMPARE(Terminal::wrapped(text, 8, 2), "one two\nthree \n  averylongword\n  four\n");
+        QCOMPARE(Terminal::wrapped(text, 7, 0), "one\ntwo\nthree \naverylongword\nfour\n");
     }
 
-    void the_time_left_follows_the_pace()
-    {
-        QCOMPARE(Progress::timeLeft(10, 30, 5000), 15000);
-        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early
-        QCOMPARE(Progress::timeLeft(0, 30, 5000), Progress::unknown);
-    }
-
-    void two_presses_at_once_ask_once()
-    {
-        InterruptQuestion question;
-        for (const auto &[pressed, meaning] :
-             std::initializer_list<std::pair<int, Meaning>>{{0, Meaning::Nothing},
-                                                            {2, Meaning::Ask},
-                                                            {2, Meaning::Nothing},
-                                                            {3, Meaning::End}})
-            QCOMPARE(question.take(pressed), meaning);
-    }
-
-    void the_duration_follows_the_schedule()
+    void the_schedule_and_the_pace_give_the_time()
     {
         // 13 packets: waits after packets 0, 2 and 7. 14 packets: also after 12.
-        QCOMPARE(ExpectedDuration::of(13, false).least, 7.0);
-        QCOMPARE(ExpectedDuration::of(13, false).most, 7.6);
-        QCOMPARE(ExpectedDuration::of(14, true).least, 10.0);
-        QCOMPARE(ExpectedDuration::of(14, true).most, 17.8);
+        QCOMPARE(ImageReport::waitsFor(13, false).least, 7.0);
+        QCOMPARE(ImageReport::waitsFor(13, false).most, 7.6);
+        QCOMPARE(ImageReport::waitsFor(14, true).least, 10.0);
+        QCOMPARE(ImageReport::waitsFor(14, true).most, 17.8);
+        QCOMPARE(Progress::timeLeft(10, 30, 5000), 15000);
+        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early
+    }
+
+    void what_does_not_open_comes_with_a_remedy()
+    {
+        struct Row
+        {
+            int denial;
+            int refusal;
+            QString expected;
+        };
+        const std::array<Row, 5> rows = {{
+            {0, 0, "opens"},
+            {EACCES, EACCES, "no permission. The udev rule 70-velmo-microphones.rules"},
+            {ENOENT, ENOENT, "it is gone. Plug the microphone back in."},
+            {0, EBUSY, "another program is using it."},
+            {0, EPERM, "Operation not permitted. Let this container"},
+        }};
+        listed.path = node.data();
+        listed.product_id = 0x000B;
+        listed.product_string = product.data();
+        listedAgain = listed;
+        listed.next = &listedAgain;
+        for (const auto &row : rows) {
+            denial = row.denial;
+            refusal = row.refusal;
+            const QList<PluggedIn> found = PluggedIn::all();
+            QCOMPARE(found.size(), 1);
+            const QString text = found.first().text();
+            const bool opens = row.expected == "opens";
+            const QString start =
+                "3C9E:000B  A?[31mB  /dev/hidraw7  selected by a path without \"R5\"  " +
+                (opens ? row.expected : "does not open: " + row.expected);
+            QCOMPARE(text.left(start.size()), start);
+
+            Outcome::RunResult run;
+            run.imagePath = "TB210.bin";
+            run.log.append("createUI----\n");
+            const QString message = Outcome::of(run).message;
+            QVERIFY2(
+                message.contains(opens ? "plugged in now (" : "cannot be opened: " + row.expected),
+                qPrintable(message));
+            QCOMPARE(openHandles, 0);
+        }
     }
 };
 
-Q_DECLARE_METATYPE(UpdaterLog::Verdict)
 QTEST_GUILESS_MAIN(LauncherTest)
 #include "tst_launcher.moc"
