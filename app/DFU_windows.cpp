@@ -99,7 +99,9 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     selectMicrophoneFor(firmwarePath);
     // Quirk: neither file is part of the resources, so both calls fail silently and the
     // default icon and font stay.  The styles name the font all the same.
-    QApplication::setWindowIcon(QIcon(QStringLiteral(":/image/images/logo.ico")));
+    const QString icon = QStringLiteral(":/image/images/logo.ico");
+    if (QFile::exists(icon))
+        QApplication::setWindowIcon(QIcon(icon));
     QFontDatabase::addApplicationFont(QStringLiteral(":/image/ZRX_650/SourceHanSansCN Medium.ttf"));
     setFixedSize(windowSize);
     loadTranslation(English);

@@ -1,5 +1,6 @@
 #include "app/tb210_progress_view.h"
 
+#include <QFile>
 #include <QGraphicsDropShadowEffect>
 #include <QLabel>
 #include <QPixmap>
@@ -17,7 +18,10 @@ QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture
 {
     auto *const label = new QLabel(parent);
     label->setGeometry(place);
-    label->setPixmap(QPixmap(picture));
+    // Without this question the toolkit loads all its picture plugins to find out that there is
+    // no such picture.
+    if (QFile::exists(picture))
+        label->setPixmap(QPixmap(picture));
     return label;
 }
 
