@@ -79,8 +79,11 @@ void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator
 void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arguments,
                               const QByteArray &simulator)
 {
-    launch(&process, QStringList{"sh", "-c", commands} + Transport::chosen().command + arguments,
-           simulator, "trace.txt");
+    QStringList command = Transport::chosen().command;
+    if (!otherProgram.isEmpty())
+        command.last() = otherProgram;
+    launch(&process, QStringList{"sh", "-c", commands} + command + arguments, simulator,
+           "trace.txt");
 }
 
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,

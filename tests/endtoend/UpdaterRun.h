@@ -58,6 +58,8 @@ public:
     QByteArray debugOutput() const { return contentOf(path("stderr.txt")); }
     QByteArray standardOutput() const { return contentOf(path("stdout.txt")); }
     QProcess process;
+    /// What is started in the updater's place, with the same arguments; empty: the updater.
+    QString otherProgram;
     /// The X display to show windows on; empty: the program runs without any.
     QString display;
 
