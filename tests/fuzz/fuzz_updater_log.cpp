@@ -9,22 +9,20 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     const QByteArray output = bytesOf(data, size).mid(1);
     const int piece = size > 0 ? 1 + data[0] : 1;
     const auto allOf = [](const UpdaterLog &log) {
-        return std::tuple(log.hasBegun(), log.hasOpened(), log.packets(), log.packetsSent(),
-                          log.hasSentAll(), log.percent(), log.verdict(), log.refusal());
+        return std::tuple(log.hasBegun, log.hasOpened, log.packets, log.sent, log.hasSentAll,
+                          log.percent(), log.verdict, log.refusal, log.phase());
     };
     UpdaterLog whole;
     whole.append(output);
-    whole.finish();
     UpdaterLog log;
     for (int begin = 0; begin < output.size(); begin += piece) {
-        const UpdaterLog::Verdict before = log.verdict();
+        const UpdaterLog::Verdict before = log.verdict;
         log.append(output.mid(begin, piece));
-        require(before == UpdaterLog::Verdict::None || log.verdict() == before, "first verdict");
-        require(log.percent() >= 0 && log.percent() <= (log.hasSentAll() ? 100 : 99), "percents");
-        require(log.hasBegun() || allOf(log) == allOf({}), "nothing before the begin");
+        require(before == UpdaterLog::Verdict::None || log.verdict == before, "first verdict");
+        require(log.percent() >= 0 && log.percent() <= (log.hasSentAll ? 100 : 99), "percents");
+        require(log.hasBegun || allOf(log) == allOf({}), "nothing before the begin");
     }
-    log.finish();
     require(allOf(log) == allOf(whole), "pieces do not matter");
-    require(log.packetsSent() <= output.count("dfuxxx------"), "the updater's lines only");
+    require(log.sent <= output.count("dfuxxx------"), "the updater's lines only");
     return 0;
 }
