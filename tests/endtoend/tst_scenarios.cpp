@@ -6,6 +6,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <memory>
 
 namespace {
 
@@ -24,6 +25,22 @@ QList<int> wholeProgress()
         add(sent);
     return progress;
 }
+
+/// On a machine under load the answer to the entry packet may come after the 200 ms for which the
+/// updater listens.  Then the data goes out while the microphone restarts, and the run does not
+/// show what the scenario is about.
+bool missedTheAnswer(const UpdaterRun &run)
+{
+    constexpr double restartPauseMs = 7000;
+    const QStringList writes = run.traceLines(" write ");
+    const auto time = [&writes](int line) {
+        return writes.value(line).section(' ', 0, 0).toDouble();
+    };
+    return time(1) - time(0) < restartPauseMs;
+}
+
+/// So many runs are surely not all disturbed.
+constexpr int attempts = 3;
 
 /// Of a microphone of ours, or of another maker, that went (1) or came (0).
 bool wasTold(const UpdaterRun &run, int removal)
@@ -61,22 +78,28 @@ private slots:
             QTest::qSkip("not offered by this transport", __FILE__, __LINE__);
             return;
         }
-        UpdaterRun run;
         QStringList image = {"--version", "1.2.3", "--records", "30", "--size", "100"};
         if (scenario.broken != nullptr)
             image += {"--broken", scenario.broken};
-        run.start({run.makeFirmware(QString::fromLatin1(scenario.firmware), image)},
-                  scenario.simulator);
-
         QByteArray lastLine = scenario.outcome;
-        if (lastLine.endsWith('%')) {
+        if (lastLine.endsWith('%'))
             lastLine += '\n';
-            QVERIFY(run.waitForResultEnd(lastLine));
-            QCOMPARE(run.process.state(), QProcess::Running);
-            run.kill();
-        } else {
-            QCOMPARE(run.exitCode(), 0);
+        std::unique_ptr<UpdaterRun> runner;
+        for (int attempt = 0; attempt < attempts; ++attempt) {
+            runner = std::make_unique<UpdaterRun>();
+            runner->start({runner->makeFirmware(QString::fromLatin1(scenario.firmware), image)},
+                          scenario.simulator);
+            if (lastLine.endsWith('\n')) {
+                QVERIFY(runner->waitForResultEnd(lastLine));
+                QCOMPARE(runner->process.state(), QProcess::Running);
+                runner->kill();
+            } else {
+                QCOMPARE(runner->exitCode(), 0);
+            }
+            if (!scenario.simulator.contains("answer-delay") || !missedTheAnswer(*runner))
+                break;
         }
+        const UpdaterRun &run = *runner;
 
         const QList<int> percentages = run.percentages();
         const int highest = percentages.isEmpty() ? Scenario::noPercent : percentages.last();
@@ -87,11 +110,11 @@ private slots:
         const QRegularExpression whole("^(\\d+%\n)*" + lastLine + "\\z");
         QVERIFY2(QString(run.result()).contains(whole), run.result().constData());
         QVERIFY(std::is_sorted(percentages.begin(), percentages.end()));
-        // The very first step may come before the window listens, and a microphone that is in
-        // its upgrade mode has one less.
+        // The first steps, of 0 %, may come before the window listens, and a microphone that is
+        // in its upgrade mode has one less.
         if (highest == 100) {
             const QList<int> steps = wholeProgress();
-            QVERIFY(percentages.size() >= steps.size() - 2);
+            QVERIFY(percentages.size() >= steps.size() - steps.count(0));
             QCOMPARE(percentages, steps.mid(steps.size() - percentages.size()));
         }
         if (scenario.packetsTaken >= 0)
