@@ -85,7 +85,7 @@ private slots:
         manager = std::make_unique<RecordingManager>();
         manager->onPacket = [this](const QByteArray &packet, int index) {
             if (time - waitBegan >= 200)
-                sent += "w";
+                sent += time - waitBegan < 300 ? "w" : "late";
             waitBegan = time;
             sent += QByteArray::number(packet.at(64)) + '/' + QByteArray::number(index) +
                     (devOperator->awaitingConfirmation ? "!" : "");
