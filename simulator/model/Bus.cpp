@@ -142,23 +142,20 @@ void Bus::inject(const InputReport &report)
 
 std::optional<Bus::Clock::time_point> Bus::runDue()
 {
-    std::optional<Time> next;
-    do {
-        // What was due before a report arrives happens first, even if this is called late.
-        runExtraDevice();
-        for (std::size_t i = 0; i < deviceList.size(); ++i)
-            advance(i);
-        if (!transfers.empty() && transfers.front().due <= now()) {
-            const Transfer transfer = std::move(transfers.front());
-            transfers.pop_front();
-            arrive(transfer);
-        }
-        next = extraDue;
-        for (const Device &device : deviceList)
-            next = earliest(next, device.microphone.nextDeadline());
-        if (!transfers.empty())
-            next = earliest(next, std::optional(transfers.front().due));
-    } while (next && *next <= now());
+    // What was due before a report arrives happens first, even if this is called late.
+    runExtraDevice();
+    for (std::size_t i = 0; i < deviceList.size(); ++i)
+        advance(i);
+    if (!transfers.empty() && transfers.front().due <= now()) {
+        const Transfer transfer = std::move(transfers.front());
+        transfers.pop_front();
+        arrive(transfer);
+    }
+    std::optional<Time> next = extraDue;
+    for (const Device &device : deviceList)
+        next = earliest(next, device.microphone.nextDeadline());
+    if (!transfers.empty())
+        next = earliest(next, std::optional(transfers.front().due));
     if (!next)
         return std::nullopt;
     return start + *next;

@@ -66,8 +66,8 @@ public:
     void plug(std::optional<std::uint16_t> productId, bool upgrading);
     void inject(const InputReport &report);
 
-    /// Does everything that is due.  Returns when to call it again, if ever; any of the
-    /// functions above may make that earlier.
+    /// Does what is due.  Returns when to call it again, if ever; that may be at once, and any
+    /// of the functions above may make it earlier.
     std::optional<Clock::time_point> runDue();
 
     const std::vector<Microphone::Refusal> &violations() const { return refusals; }

@@ -180,6 +180,9 @@ std::vector<Microphone::Event> Microphone::advance(Time now)
         auto *const due = std::find(timers.begin(), timers.end(), next);
         due->reset();
         fire(static_cast<Timer>(due - timers.begin()), *next);
+        // A bus that takes longer than the interval must not fall behind for ever.
+        if (timer(Repeat) && *timer(Repeat) <= now)
+            timer(Repeat) = now + *settings.verdictRepeat;
     }
     return std::exchange(events, {});
 }

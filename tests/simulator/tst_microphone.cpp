@@ -61,7 +61,8 @@ QString eventsOf(const Flash &flash)
         if (now == std::chrono::milliseconds(1))
             now = std::chrono::milliseconds(600);
     }
-    advance(now + std::chrono::seconds(10));
+    for (const Time end = now + std::chrono::seconds(10); now < end;)
+        advance(now += std::chrono::seconds(3));
     return events;
 }
 
@@ -87,6 +88,8 @@ const std::initializer_list<Flash> flashes = {
     {"verdict=none", " upgrading@501 a3.0@611"},
     {"verdict=failure2;verdict-at=4", " upgrading@501 verdict-given@609 v2.0@609 !verdict@609"},
     {"verdict-repeat=4000", " v5.0@614 v5.0@4614 v5.0@8614"},
+    // It is looked at every three seconds, and what it would have said before is not made up.
+    {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},
     // Nothing is left of the upgrade that was under way, nor of its seal.
     {"unplug-at=5;replug-after=2;replug-as=10",
      " upgrading@501 -000B@605 unplugged@605 !absent@606 idle@607 +0010@607 !packet@607 "
