@@ -13,11 +13,6 @@ namespace {
 constexpr int exitUsage = 64; // as sysexits.h has it
 constexpr int exitInputOutput = 1;
 
-QString text(const char *latin1)
-{
-    return QString::fromLatin1(latin1);
-}
-
 [[noreturn]] void fail(int code, const QString &why)
 {
     std::fprintf(stderr, "velmo-mkfirmware: %s\n", qPrintable(why));
@@ -30,16 +25,16 @@ std::uint32_t numberOf(const QString &digits, std::uint32_t largest)
     bool ok = false;
     const uint number = digits.toUInt(&ok);
     if (!ok || number > largest)
-        fail(exitUsage, text("'%1' is no number from 0 to %2").arg(digits).arg(largest));
+        fail(exitUsage, QString("'%1' is no number from 0 to %2").arg(digits).arg(largest));
     return number;
 }
 
 std::array<std::uint8_t, sim::versionSize> versionOf(const QString &version)
 {
     constexpr uint largestPart = 127; // a part is a signed byte to those who show it
-    const QStringList parts = version.split(QLatin1Char('.'));
+    const QStringList parts = version.split('.');
     if (parts.size() != int{sim::versionSize})
-        fail(exitUsage, text("'%1' is not three numbers with points between them").arg(version));
+        fail(exitUsage, QString("'%1' is not three numbers with points between them").arg(version));
     std::array<std::uint8_t, sim::versionSize> bytes{};
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(numberOf(parts[static_cast<int>(i)], largestPart));
@@ -53,7 +48,7 @@ void write(const QString &path, const std::vector<std::uint8_t> &image)
     const auto size = static_cast<qint64>(image.size());
     if (!file.open(QIODevice::WriteOnly) ||
         file.write(reinterpret_cast<const char *>(image.data()), size) != size || !file.commit())
-        fail(exitInputOutput, text("%1: %2").arg(path, file.errorString()));
+        fail(exitInputOutput, QString("%1: %2").arg(path, file.errorString()));
 }
 
 } // namespace
@@ -61,39 +56,37 @@ void write(const QString &path, const std::vector<std::uint8_t> &image)
 int main(int argc, char **argv)
 {
     const QCoreApplication application(argc, argv);
-    QCoreApplication::setApplicationName(text("velmo-mkfirmware"));
+    QCoreApplication::setApplicationName("velmo-mkfirmware");
 
     QStringList breakages;
     for (const std::string &name : sim::ImagePlan::breakages())
         breakages += QString::fromStdString(name);
-    const QCommandLineOption version(
-        text("version"), text("Version to put into record 1: three numbers."), text("N.N.N"));
-    const QCommandLineOption records(text("records"), text("Number of data records (20)."),
-                                     text("N"), text("20"));
-    const QCommandLineOption size(text("size"), text("Bytes of each data record (256)."),
-                                  text("BYTES"), text("256"));
-    const QCommandLineOption sizes(text("sizes"), text("Instead: the size of each, in order."),
-                                   text("BYTES,BYTES,..."));
+    const QCommandLineOption version("version", "Version to put into record 1: three numbers.",
+                                     "N.N.N");
+    const QCommandLineOption records("records", "Number of data records (20).", "N", "20");
+    const QCommandLineOption size("size", "Bytes of each data record (256).", "BYTES", "256");
+    const QCommandLineOption sizes("sizes", "Instead: the size of each, in order.",
+                                   "BYTES,BYTES,...");
     const QCommandLineOption broken(
-        text("broken"), text("Break the image: %1.").arg(breakages.join(text(", "))), text("KIND"));
+        "broken", QString("Break the image: %1.").arg(breakages.join(", ")), "KIND");
     QCommandLineParser options;
     options.setApplicationDescription(
-        text("Writes a firmware image that the simulated microphone accepts."));
+        "Writes a firmware image that the simulated microphone accepts.");
     options.addHelpOption();
     options.addOptions({version, records, size, sizes, broken});
-    options.addPositionalArgument(text("OUT"), text("The file to write."));
+    options.addPositionalArgument("OUT", "The file to write.");
     if (!options.parse(QCoreApplication::arguments()))
         fail(exitUsage, options.errorText());
-    if (options.isSet(text("help")))
+    if (options.isSet("help"))
         options.showHelp(0);
     if (options.positionalArguments().size() != 1)
-        fail(exitUsage, text("one OUT is needed (see --help)"));
+        fail(exitUsage, "one OUT is needed (see --help)");
 
     sim::ImagePlan plan;
     if (options.isSet(version))
         plan.version = versionOf(options.value(version));
     if (options.isSet(sizes))
-        for (const QString &one : options.value(sizes).split(QLatin1Char(',')))
+        for (const QString &one : options.value(sizes).split(','))
             plan.recordSizes.push_back(numberOf(one, sim::maximumRecordSize));
     else
         plan.recordSizes.assign(numberOf(options.value(records), sim::maximumRecordCount),

@@ -13,24 +13,10 @@
 
 namespace {
 
-using sim::DeviceNames;
 using sim::Simulator;
 
-/// The outcome of the calling thread's last call, as hid_error() tells it.
-struct LastError
-{
-    const hid_device *device = nullptr;
-    const wchar_t *text = nullptr;
-};
-
-thread_local LastError lastError;
-
-/// Keeps how a call ended and returns its result.
-int outcome(const hid_device *device, int result, const wchar_t *failure)
-{
-    lastError = {device, result < 0 ? failure : nullptr};
-    return result;
-}
+/// Why the calling thread's last hid_open_path() failed; null when it did not.
+thread_local const wchar_t *openError = nullptr;
 
 // The records are C memory, like those of the real library.
 // NOLINTBEGIN(cppcoreguidelines-no-malloc,cppcoreguidelines-owning-memory)
@@ -49,7 +35,7 @@ hid_device_info *makeRecord(const Simulator::Listing &listing)
     auto *const record = static_cast<hid_device_info *>(std::calloc(1, sizeof(hid_device_info)));
     if (record == nullptr)
         return nullptr;
-    const DeviceNames names = sim::deviceNames(listing.vendor);
+    const sim::DeviceNames names = sim::deviceNames(listing.vendor);
     record->path = copied(listing.path.c_str());
     record->vendor_id = listing.vendor;
     record->product_id = listing.product;
@@ -107,23 +93,21 @@ void HID_API_EXPORT HID_API_CALL hid_free_enumeration(hid_device_info *devs)
 HID_API_EXPORT hid_device *HID_API_CALL hid_open_path(const char *path)
 {
     hid_device *const device = path != nullptr ? Simulator::instance().open(path) : nullptr;
-    outcome(nullptr, device != nullptr ? 0 : -1, L"no such device");
+    openError = device != nullptr ? nullptr : L"no such device";
     return device;
 }
 
 int HID_API_EXPORT HID_API_CALL hid_write(hid_device *dev, const unsigned char *data, size_t length)
 {
     const bool usable = dev != nullptr && data != nullptr && length > 0;
-    return outcome(dev, usable ? Simulator::instance().write(dev, data, length) : -1,
-                   L"the report was not taken");
+    return usable ? Simulator::instance().write(dev, data, length) : -1;
 }
 
 int HID_API_EXPORT HID_API_CALL hid_read_timeout(hid_device *dev, unsigned char *data,
                                                  size_t length, int milliseconds)
 {
     const bool usable = dev != nullptr && data != nullptr && length > 0;
-    return outcome(dev, usable ? Simulator::instance().read(dev, data, length, milliseconds) : -1,
-                   L"the device cannot be read");
+    return usable ? Simulator::instance().read(dev, data, length, milliseconds) : -1;
 }
 
 void HID_API_EXPORT HID_API_CALL hid_close(hid_device *dev)
@@ -135,15 +119,15 @@ int HID_API_EXPORT_CALL hid_get_product_string(hid_device *dev, wchar_t *string,
 {
     const auto listing = Simulator::instance().describe(dev);
     if (!listing || string == nullptr || maxlen == 0)
-        return outcome(dev, -1, L"the device handle is closed");
+        return -1;
     const std::wstring text = sim::deviceNames(listing->vendor).product;
     string[text.copy(string, maxlen - 1)] = L'\0';
-    return outcome(dev, 0, nullptr);
+    return 0;
 }
 
 HID_API_EXPORT const wchar_t *HID_API_CALL hid_error(hid_device *dev)
 {
-    return lastError.device == dev ? lastError.text : nullptr;
+    return dev == nullptr ? openError : nullptr;
 }
 
 int HID_API_EXPORT_CALL hid_max_input_report_len(hid_device *dev)

@@ -168,7 +168,7 @@ int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
         std::vector<HANDLE> sources = {process};
         std::vector<std::size_t> indices = {0};
         for (std::size_t i = 0; i < ports.size(); ++i) {
-            if (!ports[i].inUse)
+            if (!ports[i].isTaking)
                 continue;
             sources.push_back(ports[i].arrival.hEvent);
             indices.push_back(i);
@@ -218,7 +218,6 @@ Bus::Report WineHost::finishTake(std::size_t index)
 void WineHost::departed(std::size_t index)
 {
     check(unplug(index), "a device could not be unplugged");
-    ports[index].inUse = false;
     // The program may have written it while the device was leaving.
     Bus::Report report = finishTake(index);
     if (!report.empty())
@@ -251,7 +250,6 @@ void WineHost::arrived(std::size_t index)
     // This fails when there are more devices than slots.
     check(control.call(VELMO_IOCTL_PLUG, &request, sizeof request),
           "a device could not be plugged in");
-    ports[index].inUse = true;
     ports[index].slot.slot = request.slot;
     beginTake(index);
     // wine crashes when a device is unplugged before that.

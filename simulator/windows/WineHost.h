@@ -25,10 +25,9 @@ private:
     /// Where a device is plugged in.
     struct Port
     {
-        bool inUse = false;
         velmo_slot slot{};
         /// The program's next report, when the event of `arrival` is set.  The driver uses
-        /// both while isTaking.
+        /// both while isTaking, which is as long as a device is plugged in.
         velmo_report report{};
         OVERLAPPED arrival{};
         bool isTaking = false;
