@@ -43,8 +43,9 @@ Transport wine()
         {},
         users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt"),
         "\r\n",
-        // Wine lists devices in the order of their ids, not of their arrival.
-        "devices=0065,0011"};
+        // Wine lists devices in the order of their ids, not of their arrival, and its HID class
+        // driver passes on no short report.
+        {"devices=0065,0011", "short-reads"}};
     // Wine's server is found through TMPDIR; and Windows programs have no offscreen platform
     // that they would fall back on.
     transport.environment.insert(QStringLiteral("TMPDIR"), QDir::tempPath());

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArray>
+#include <QList>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -26,6 +27,6 @@ struct Transport
     QString resultFile;
     /// The result file's line end there.
     QByteArray lineEnd;
-    /// A scenario with this among its settings cannot be had there; empty: there is none.
-    QByteArray refused;
+    /// Scenarios with one of these among their settings cannot be had there.
+    QList<QByteArray> refused;
 };

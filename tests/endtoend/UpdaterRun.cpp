@@ -102,7 +102,7 @@ int UpdaterRun::exitCode()
     return waitForExit() && process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
 }
 
-bool UpdaterRun::waitForResultEnd(const QByteArray &text, int milliseconds)
+bool UpdaterRun::waitForResultEnd(const QByteArray &text, int milliseconds) const
 {
     const auto isOver = [&] {
         return result().endsWith(text) || process.state() == QProcess::NotRunning;

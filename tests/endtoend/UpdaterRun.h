@@ -42,7 +42,7 @@ public:
     int exitCode();
     /// Until the result file ends in this text; false when the time is up or the
     /// program has ended without it.
-    bool waitForResultEnd(const QByteArray &text, int milliseconds = endTimeoutMs);
+    bool waitForResultEnd(const QByteArray &text, int milliseconds = endTimeoutMs) const;
     void kill();
 
     QString path(const char *name) const { return home.filePath(QString::fromLatin1(name)); }

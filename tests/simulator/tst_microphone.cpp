@@ -15,11 +15,11 @@ namespace {
 /// A flash of an image with ten packets, and what comes of it.
 struct Flash
 {
-    const char *settings;
+    const char *settings = nullptr;
     /// The last events, each with its millisecond: state changes, departure (-) and arrival (+)
     /// with the product id, answers (a) and verdicts (v) with code and flag, and refused packets
     /// (!) with the last word of the reason.
-    const char *events;
+    const char *events = nullptr;
     /// What is done to the packets: 0 the entry; 1-4, 5-6 and 7 the records of 200, 65 and 64
     /// bytes; 8 one of 64 bytes; 9 one of 11 bytes.
     void (*change)(Packets &packets) = [](Packets & /*packets*/) {};
@@ -91,6 +91,7 @@ const std::initializer_list<Flash> flashes = {
     // It is looked at every three seconds, and what it would have said before is not made up.
     {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},
     // Nothing is left of the upgrade that was under way, nor of its seal.
+    {"unplug-at=5", " !absent@608 !absent@609"},
     {"unplug-at=5;replug-after=2;replug-as=10",
      " upgrading@501 -000B@605 unplugged@605 !absent@606 idle@607 +0010@607 !packet@607 "
      "!packet@608 entry-accepted@609 a1.0@611 restarting@1009 upgrading@1109"},
