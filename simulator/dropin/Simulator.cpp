@@ -263,6 +263,8 @@ int Simulator::read(hid_device_ *handle, std::uint8_t *data, std::size_t length,
         return 0;
     const Bus::Report report = known->queue.front();
     known->queue.pop_front();
+    if (report.empty())
+        return failRead(*known, "fail-reads");
     const std::size_t size = std::min(length, report.size());
     std::copy_n(report.begin(), size, data);
     bus.log().line("read", "handle=" + std::to_string(known->number) + " result=" +

@@ -255,6 +255,7 @@ void Bus::carryOut(std::size_t index, const Microphone::Event &event)
     switch (event.kind) {
     case Kind::Confirmation:
     case Kind::Verdict:
+    case Kind::Chatter:
         send(index, event.report);
         break;
     case Kind::Departure:
@@ -276,10 +277,15 @@ void Bus::carryOut(std::size_t index, const Microphone::Event &event)
 
 void Bus::send(std::size_t index, const InputReport &report)
 {
+    const std::string path = "path=" + deviceList[index].path;
     const bool cut = settings.shortReads.count(++reportsSent) != 0;
+    if (settings.failingReads.count(reportsSent)) {
+        trace.line("send", path + " result=-1 why=fail-reads");
+        listener->sent(index, {});
+        return;
+    }
     const Report bytes(report.begin(), report.begin() + (cut ? shortReportSize : report.size()));
-    trace.line("send", "path=" + deviceList[index].path +
-                           " data=" + Trace::hex(bytes.data(), bytes.size()));
+    trace.line("send", path + " data=" + Trace::hex(bytes.data(), bytes.size()));
     listener->sent(index, bytes);
 }
 

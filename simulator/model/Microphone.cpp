@@ -19,6 +19,20 @@ InputReport statusReport(std::uint8_t code, std::uint8_t flag)
     return report;
 }
 
+/// Of the kinds that a microphone sends besides the upgrade: of 256 in a row each is another.
+InputReport unrelatedReport(std::uint8_t number)
+{
+    constexpr unsigned kinds = 64;
+    constexpr unsigned subKindStep = 16;
+    InputReport report{};
+    report[0] = inputReportId;
+    report[groupOffset] = parameterGroup;
+    report[kindOffset] = number % kinds;
+    report[codeOffset] = static_cast<std::uint8_t>(number / kinds * subKindStep);
+    report[flagOffset] = number;
+    return report;
+}
+
 Payload payloadOf(const std::uint8_t *report)
 {
     Payload payload{};
@@ -115,6 +129,8 @@ void Microphone::takeData(const Payload &payload, Time now)
     check.take(payload);
     answer(codeDataConfirmed, now);
     timer(Quiet) = now + settings.quiet * (check.isSealed() ? sealedPatience : 1);
+    if (settings.chatter && !timer(Chatter))
+        timer(Chatter) = now + *settings.chatter;
     if (check.result() != ImageCheck::Result::Incomplete)
         scheduleVerdict(now);
 }
@@ -211,6 +227,10 @@ void Microphone::fire(Timer timerDue, Time at)
     case Repeat:
         sayVerdict(at);
         break;
+    case Chatter:
+        events.push_back({Event::Kind::Chatter, at, unrelatedReport(chatterSent++), product, {}});
+        timer(Chatter) = at + *settings.chatter;
+        break;
     case Quiet:
         scheduleVerdict(at);
         break;
@@ -231,6 +251,7 @@ void Microphone::giveVerdict(Time at)
 {
     // The verdict replaces the answer to the last packet.
     timers[Answer].reset();
+    timers[Chatter].reset();
     timers[Quiet].reset();
     std::uint8_t code = codeDataConfirmed;
     std::uint8_t flag = 0;

@@ -48,6 +48,7 @@ public:
         {
             Confirmation,
             Verdict,
+            Chatter,
             Departure,
             Arrival,
             StateChange
@@ -55,7 +56,7 @@ public:
         Kind kind;
         /// When it was due; advance() may have been called later.
         Time at;
-        /// Of Confirmation and Verdict.
+        /// Of Confirmation, Verdict and Chatter.
         InputReport report;
         /// Of Departure and Arrival.
         std::uint16_t productId;
@@ -107,6 +108,7 @@ private:
         UpgradeMode,
         Verdict,
         Repeat,
+        Chatter,
         Quiet,
         Unplug,
         Replug,
@@ -142,6 +144,7 @@ private:
     std::optional<std::uint32_t> packet;
     std::uint8_t pendingCode = 0;
     InputReport verdictReport{};
+    std::uint8_t chatterSent = 0;
     std::vector<Event> events;
 };
 

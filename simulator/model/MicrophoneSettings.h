@@ -54,6 +54,9 @@ struct MicrophoneSettings
     Time verdictDelay = std::chrono::milliseconds(5);
     /// Between two reports of the verdict; without it there is only one.
     std::optional<Time> verdictRepeat;
+    /// From its first data packet to its verdict it sends reports that have nothing to do with
+    /// the upgrade, at this interval.
+    std::optional<Time> chatter;
     /// An image without a seal ends when no packet has come for this long.
     Time quiet = std::chrono::milliseconds(500);
     std::optional<std::uint32_t> unplugAt;

@@ -183,6 +183,7 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("verdict-at", microphone.verdictAt);
     values.fetch("verdict-delay", microphone.verdictDelay);
     values.fetch("verdict-repeat", microphone.verdictRepeat);
+    values.fetch("chatter", microphone.chatter);
     values.fetch("quiet", microphone.quiet);
     values.fetch("unplug-at", microphone.unplugAt);
     values.fetch("unplug-after", microphone.unplugAfter);
@@ -197,10 +198,11 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("slow-writes", settings.slowWrites);
     values.fetch("slow-time", settings.slowTime);
     values.fetch("short-reads", settings.shortReads);
+    values.fetch("fail-reads", settings.failingReads);
     std::string fault = values.fault();
     // Without an interval the simulator would do nothing else.
-    if (fault.empty() && microphone.verdictRepeat == Time(0))
-        fault = "verdict-repeat: from 1 on";
+    if (fault.empty() && (microphone.verdictRepeat == Time(0) || microphone.chatter == Time(0)))
+        fault = "verdict-repeat, chatter: from 1 on";
     if (!fault.empty())
         return fault;
     if (microphone.returnAs)

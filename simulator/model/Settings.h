@@ -41,8 +41,9 @@ struct Settings
     /// These take `slowTime`.
     Calls slowWrites;
     Time slowTime = std::chrono::milliseconds(1500);
-    /// Counts the reports that the devices send.
+    /// These two count the reports that the devices send.
     Calls shortReads;
+    Calls failingReads;
 
     /// The settings, or one line that names the setting at fault.
     static std::variant<Settings, std::string> parse(const std::string &text);

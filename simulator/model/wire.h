@@ -21,9 +21,12 @@ constexpr std::uint8_t inputReportId = 0x4B;
 using Payload = std::array<std::uint8_t, payloadSize>;
 using InputReport = std::array<std::uint8_t, inputReportSize>;
 
-/// Status report of the upgrade: class, code and flag.
+/// Status report of the upgrade: class, code and flag.  Other reports: group and kind.
 constexpr std::size_t classOffset = 4;
 constexpr std::uint8_t statusClass = 0x0B;
+constexpr std::size_t groupOffset = 5;
+constexpr std::uint8_t parameterGroup = 4;
+constexpr std::size_t kindOffset = 6;
 constexpr std::size_t codeOffset = 7;
 constexpr std::size_t flagOffset = 8;
 constexpr std::uint8_t codeEntryConfirmed = 1;

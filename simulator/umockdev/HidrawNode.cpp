@@ -209,9 +209,10 @@ void HidrawNode::handOver(UMockdevIoctlClient *reader)
     UMockdevIoctlData *const buffer = umockdev_ioctl_client_get_arg(reader);
     const Bus::Report &report = reports.front();
     const std::size_t size = std::min(report.size(), static_cast<std::size_t>(buffer->data_len));
+    const bool fails = report.empty();
     std::copy_n(report.begin(), size, buffer->data);
     reports.pop_front();
-    complete(reader, static_cast<long>(size), 0);
+    complete(reader, fails ? -1 : static_cast<long>(size), fails ? EIO : 0);
 }
 
 void HidrawNode::takeToken() const

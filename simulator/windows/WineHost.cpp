@@ -258,6 +258,9 @@ void WineHost::arrived(std::size_t index)
 
 void WineHost::sent(std::size_t index, const Bus::Report &report)
 {
+    // The system reads again after a failure and does not pass it on.
+    if (report.empty())
+        return;
     velmo_report request{};
     request.slot = static_cast<std::uint32_t>(index);
     request.size = static_cast<std::uint32_t>(report.size());
