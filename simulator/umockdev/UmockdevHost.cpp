@@ -57,6 +57,9 @@ pid_t start(char *const *arguments)
     // The parent may have ended before that.
     if (getppid() != parent)
         _exit(exitNotStarted);
+    // A node is a terminal, and the first one that the leader of a session opens becomes its own:
+    // unplugging would hang up on it.
+    std::signal(SIGHUP, SIG_IGN);
     execvp(arguments[0], arguments);
     std::perror(arguments[0]);
     _exit(exitNotStarted);
