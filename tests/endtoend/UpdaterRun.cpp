@@ -14,7 +14,8 @@ UpdaterRun::UpdaterRun()
     QDir(home.path()).mkdir(QStringLiteral("tmp"));
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
-    // What an earlier run may have left outside its home.
+    // What an earlier run may have left outside its home: a folder in its place, or a file.
+    QDir().rmdir(resultFile());
     if (QFile::exists(resultFile()) && !QFile::remove(resultFile()))
         qFatal("%s: cannot be removed", qPrintable(resultFile()));
 }
@@ -86,6 +87,16 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
            "trace.txt");
 }
 
+void UpdaterRun::startLauncher(const QStringList &arguments, const QByteArray &simulator)
+{
+    QStringList command = Transport::chosen().command;
+    // It stands beside the updater.
+    const QFileInfo updater(command.last());
+    command.last() = updater.path() + QLatin1Char('/') +
+                     updater.fileName().replace(updater.baseName(), QLatin1String("velmo-flash"));
+    launch(&process, command + arguments, simulator, "trace.txt");
+}
+
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
                              const QByteArray &simulator) const
 {
@@ -124,7 +135,8 @@ QString UpdaterRun::resultFile() const
 QByteArray UpdaterRun::contentOf(const QString &path)
 {
     QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) ? file.readAll()
+                                                                      : QByteArray();
 }
 
 QByteArray UpdaterRun::result() const
@@ -158,4 +170,20 @@ int UpdaterRun::packetsTaken() const
     return traceLines(QStringLiteral(" write packet="))
         .filter(QStringLiteral(" result=65 "))
         .size();
+}
+
+QList<qint64> UpdaterRun::processes(const char *name) const
+{
+    QList<qint64> found;
+    const QByteArray mark = "HOME=" + QFile::encodeName(home.path());
+    for (const QString &id : QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")})) {
+        const auto words = [&id](const char *file) {
+            QFile list(QStringLiteral("/proc/%1/%2").arg(id, QLatin1String(file)));
+            return list.open(QIODevice::ReadOnly) ? list.readAll().split('\0')
+                                                  : QList<QByteArray>();
+        };
+        if (words("environ").contains(mark) && words("cmdline").value(0).contains(name))
+            found += id.toLongLong();
+    }
+    return found;
 }

@@ -33,6 +33,8 @@ public:
     /// "$@" its arguments.
     void startInShell(const QByteArray &commands, const QStringList &arguments,
                       const QByteArray &simulator);
+    /// The same with velmo-flash in place of the program.
+    void startLauncher(const QStringList &arguments, const QByteArray &simulator);
     /// Starts another one in the same home.
     void startSecond(QProcess *second, const QStringList &arguments,
                      const QByteArray &simulator) const;
@@ -46,6 +48,9 @@ public:
     void kill();
 
     QString path(const char *name) const { return home.filePath(QString::fromLatin1(name)); }
+    /// Empty when there is no such regular file.
+    static QByteArray contentOf(const QString &path);
+    QString resultFile() const;
     QByteArray result() const;
     /// The result file's last line.
     QByteArray outcome() const { return result().split('\n').last(); }
@@ -57,6 +62,8 @@ public:
     int packetsTaken() const;
     QByteArray debugOutput() const { return contentOf(path("stderr.txt")); }
     QByteArray standardOutput() const { return contentOf(path("stdout.txt")); }
+    /// Of programs with such a name that have this home, whoever started them.
+    QList<qint64> processes(const char *name) const;
     QProcess process;
     /// What is started in the updater's place, with the same arguments; empty: the updater.
     QString otherProgram;
@@ -64,8 +71,6 @@ public:
     QString display;
 
 private:
-    static QByteArray contentOf(const QString &path);
-    QString resultFile() const;
     void launch(QProcess *updater, const QStringList &command, const QByteArray &simulator,
                 const char *trace) const;
 

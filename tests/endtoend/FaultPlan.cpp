@@ -1,0 +1,165 @@
+#include "tests/endtoend/FaultPlan.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <array>
+#include <random>
+
+namespace {
+
+constexpr int payloadSize = 64;
+constexpr int entryRecordSize = 11;
+constexpr int recordHeadSize = 3;
+constexpr int mostOfRecord = 8;
+constexpr int leastPackets = 3;
+constexpr int mostPackets = 400;
+/// Of a microphone for which a packet or a batch may take 0.2 s.
+constexpr int mostSlowPackets = 50;
+
+struct Place
+{
+    const char *image;
+    const char *devices;
+};
+/// The first ones have what the image's name selects.
+constexpr std::array<Place, 9> places = {{{"TB210.bin", "000B"},
+                                          {"TB210.bin", "0010,000B"},
+                                          {"TB210.bin", "046D:000B,000B"},
+                                          {"TQ736_R5.bin", "0010"},
+                                          {"TQ736_R5.bin", "000B,0010"},
+                                          {"TQ736_R5_otg.bin", "0065"},
+                                          {"TB210.bin", "000B"},
+                                          {"TB210.bin", "none"},
+                                          {"TQ736_R5.bin", "000B,0011"}}};
+constexpr std::size_t firstAbsent = 7;
+/// This one takes 10 s more than the others.
+constexpr Place slowPlace = {"TQ736_R5_otg.bin", "0011"};
+
+/// A setting of the simulator, which every nth seed draws: one of the words, or a number.
+struct Knob
+{
+    const char *name = "";
+    int everyNth = 1;
+    int least = 0;
+    int most = 0;
+    const char *words = "";
+};
+constexpr std::array<Knob, 25> knobs = {{
+    // An answer that is heard costs 7 s, so most microphones keep it to themselves.
+    {"silent", 1, 0, 0, "entry entry entry entry entry entry entry all all data"},
+    {"answer-delay", 1, 0, 0, "0 2 2 2 70 250"},
+    {"enter-time", 1, 0, 60},
+    {"packet-time", 1, 0, 3},
+    {"vanish", 8, 0, 0, "yes"},
+    {"return-as", 12, 0, 0, "0065 000B"},
+    {"quiet", 1, 100, 300},
+    {"verdict", 3, 0, 0, "success6 failure2 failure4 failure-flag none"},
+    {"verdict-at", 6, 1, 60},
+    {"verdict-delay", 1, 0, 100},
+    {"verdict-repeat", 6, 1, 50},
+    {"chatter", 3, 1, 20},
+    {"slow-writes", 5, 1, 60},
+    {"slow-time", 1, 100, 1500},
+    {"fail-writes", 3, 1, 30},
+    {"short-reads", 5, 1, 30},
+    {"fail-reads", 5, 1, 30},
+    {"unplug-at", 6, 0, 60},
+    {"unplug-after", 8, 0, 1500},
+    {"replug-after", 2, 0, 1000},
+    {"replug-state", 2, 0, 0, "upgrading"},
+    {"replug-as", 8, 0, 0, "0065"},
+    {"replug-path", 2, 0, 0, "new"},
+    {"extra", 4, 0, 0, "046D:000B 0010 000B"},
+    {"extra-at", 1, 0, 60},
+}};
+constexpr int mostIncidents = 2;
+constexpr int latestIncident = 60;
+constexpr std::array<const char *, 5> eventNames = {
+    "a second updater is started", "the updater is killed", "the result file is removed",
+    "the result file becomes a folder", "the result file's disk is full"};
+
+/// With a modulo, because the distributions of C++ differ from library to library.
+class Dice
+{
+public:
+    explicit Dice(quint64 seed)
+        : random(seed)
+    {
+    }
+    int between(int least, int most)
+    {
+        return least + static_cast<int>(random() % static_cast<quint64>(most - least + 1));
+    }
+    bool oneIn(int count) { return between(1, count) == 1; }
+
+private:
+    std::mt19937_64 random;
+};
+
+} // namespace
+
+FaultPlan::FaultPlan(quint64 seed)
+{
+    Dice dice(seed);
+    byLauncher = dice.oneIn(3);
+    const auto index = static_cast<std::size_t>(dice.between(0, places.size() - 1));
+    const Place place = dice.oneIn(32) ? slowPlace : places.at(index);
+    imageName = QString::fromLatin1(place.image);
+    absent = index >= firstAbsent && place.devices != slowPlace.devices;
+    simulator = QByteArray("devices=") + place.devices;
+    upgrading = simulator.endsWith("0065");
+    for (const Knob &knob : knobs) {
+        const QList<QByteArray> words = QByteArray(knob.words).split(' ');
+        const int number = dice.between(knob.least, knob.most);
+        const QByteArray &word = words.at(dice.between(0, words.size() - 1));
+        if (dice.oneIn(knob.everyNth))
+            simulator += QByteArray(";") + knob.name + '=' +
+                         (word.isEmpty() ? QByteArray::number(number) : word);
+    }
+    const bool slow = simulator.contains("unplug") || simulator.contains("silent=all");
+    const int most = dice.oneIn(6) && !slow ? mostPackets : mostSlowPackets;
+    packets = dice.between(leastPackets, most);
+    for (int left = packets - 1; left > 0;) {
+        const int some = dice.between(1, std::min(left, mostOfRecord));
+        // A third fill their last packet, or lack a byte.
+        const int lacking = dice.between(0, dice.oneIn(3) ? 1 : payloadSize - 1);
+        recordSizes += std::max(some * payloadSize - lacking, recordHeadSize);
+        left -= some;
+    }
+    for (int left = dice.between(0, mostIncidents); left > 0; --left) {
+        const int last = static_cast<int>(byLauncher ? Event::ResultUnwritable : Event::DiskFull);
+        const int writes = dice.between(1, latestIncident);
+        incidents += {writes, static_cast<Event>(dice.between(0, last))};
+    }
+    std::stable_sort(incidents.begin(), incidents.end(),
+                     [](const Incident &a, const Incident &b) { return a.writes < b.writes; });
+}
+
+QString FaultPlan::describe() const
+{
+    QString text = imageName + QStringLiteral(" of %1 packets").arg(packets) +
+                   QLatin1String(byLauncher ? " by velmo-flash" : "") +
+                   QStringLiteral(", VELMO_SIM=\"%1\"").arg(QString::fromLatin1(simulator));
+    for (const Incident &each : incidents) {
+        const char *const name = eventNames.at(static_cast<std::size_t>(each.event));
+        text += QStringLiteral(", after %1 writes ").arg(each.writes) + QLatin1String(name);
+    }
+    return text;
+}
+
+QList<QByteArray> FaultPlan::packetsOf(const QByteArray &image) const
+{
+    QList<QByteArray> list;
+    const auto add = [&list](const QByteArray &payload) {
+        list += 'K' + payload.leftJustified(payloadSize, '\0');
+    };
+    add(image.left(entryRecordSize));
+    int begin = entryRecordSize;
+    for (const int size : recordSizes) {
+        for (int i = 0; i < size; i += payloadSize)
+            add(image.mid(begin + i, std::min(payloadSize, size - i)));
+        begin += size;
+    }
+    return list;
+}

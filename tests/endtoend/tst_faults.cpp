@@ -1,0 +1,442 @@
+#include "tests/endtoend/FaultPlan.h"
+#include "tests/endtoend/UpdaterRun.h"
+
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
+#include <QTest>
+
+#include <algorithm>
+#include <csignal>
+#include <memory>
+
+namespace {
+
+// Far above what a run takes, for machines under load.
+constexpr int endTimeoutMs = 120000;
+constexpr int pollMs = 10;
+/// After its last packet a microphone has said all that it is going to say: above four times
+/// the longest quiet, and its longest delays.
+constexpr int settleMs = 2500;
+constexpr int openingPackets = 3;
+constexpr int batchSize = 5;
+constexpr int wholePercent = 100;
+constexpr int traceLinesShown = 25;
+
+/// One line a step, as docs/protocol.md counts them.
+QList<int> progressOf(int packets)
+{
+    QList<int> steps;
+    int sent = 0;
+    for (int i = 0; i < packets; ++i) {
+        sent = i < openingPackets ? 0 : i - (i - openingPackets) % batchSize;
+        steps += sent * wholePercent / packets;
+    }
+    while (sent < packets)
+        steps += ++sent * wholePercent / packets;
+    return steps;
+}
+
+} // namespace
+
+/// Runs as seeds draw them (FaultPlan). No result is expected; in all of them
+///  a. the updater ends, or the microphone's trace says why it waits;
+///  b. it ends with code 0, unless it is killed;
+///  c. the result file keeps its grammar, its order and what is in it;
+///  d. the outcome is the microphone's, and no success if the microphone could see a loss;
+///  e. nothing is written but the schedule's packets, in their order, all of them;
+///  f. nothing is left behind, and no sanitizer complains;
+///  g. what velmo-flash says agrees with all that.
+///
+/// VELMO_SEED is the first seed (1), VELMO_RUNS the number of seeds (24); VELMO_SHARD="0/4" is
+/// every fourth of them.
+class FaultsTest : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void whatever_happens_data()
+    {
+        const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
+        const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
+        const quint64 first = qEnvironmentVariable("VELMO_SEED", QStringLiteral("1")).toULongLong();
+        const int runs = qEnvironmentVariable("VELMO_RUNS", QStringLiteral("24")).toInt();
+        QTest::addColumn<quint64>("seed");
+        for (int i = shard.first().toInt(); i < runs; i += of) {
+            const quint64 seed = first + static_cast<quint64>(i);
+            QTest::newRow(QByteArray::number(seed).constData()) << seed;
+        }
+    }
+
+    void whatever_happens()
+    {
+        QFETCH(quint64, seed);
+        plan = std::make_unique<FaultPlan>(seed);
+        run = std::make_unique<UpdaterRun>();
+        faults.clear();
+        incidents = 0;
+        disturbed = false;
+        QStringList sizes;
+        for (const int size : plan->recordSizes)
+            sizes += QString::number(size);
+        image = run->makeFirmware(plan->imageName,
+                                  {QStringLiteral("--sizes"), sizes.join(QLatin1Char(','))});
+        packets = plan->packetsOf(UpdaterRun::contentOf(run->path(qPrintable(plan->imageName))));
+        traceFile.close();
+        traceFile.setFileName(run->path("trace.txt"));
+        do {
+            startUpdater();
+            follow();
+            check();
+        } while (ending == Ending::Killed && faults.isEmpty());
+        if (faults.isEmpty())
+            return;
+        const QString transport =
+            qEnvironmentVariable("VELMO_TRANSPORT", QStringLiteral("drop-in"));
+        const QString preset = QFileInfo(QCoreApplication::applicationDirPath()).dir().dirName();
+        const QList<QByteArray> lines = trace.split('\n');
+        qWarning().noquote() << faults.join('\n') << "\ndrawn:" << plan->describe()
+                             << "\nagain: scripts/soak --seed" << seed << "--runs 1 --transport"
+                             << transport << preset << "\nthe microphone's trace:\n..."
+                             << lines.mid(std::max(0, lines.size() - traceLinesShown)).join('\n');
+        QFAIL("see above");
+    }
+
+private:
+    enum class Ending
+    {
+        Exited,
+        /// It waited for a verdict that the microphone did not give, and was ended.
+        Stayed,
+        Killed,
+        Hung
+    };
+    enum Verdict
+    {
+        Failure,
+        Success
+    };
+
+    void startUpdater()
+    {
+        readFiles();
+        trace.clear();
+        killed = false;
+        if (plan->byLauncher)
+            run->startLauncher(
+                QStringLiteral("--json --timeout 5 --log log.txt").split(QLatin1Char(' ')) << image,
+                plan->simulator);
+        else
+            run->start({image}, plan->simulator);
+    }
+
+    void readFiles()
+    {
+        if (traceFile.isOpen() || traceFile.open(QIODevice::ReadOnly))
+            trace += traceFile.readAll();
+        // velmo-flash keeps the updater's output at the end.
+        output =
+            plan->byLauncher ? UpdaterRun::contentOf(run->path("log.txt")) : run->debugOutput();
+    }
+
+    void follow()
+    {
+        QElapsedTimer sinceStart;
+        QElapsedTimer sinceOver;
+        sinceStart.start();
+        QByteArray result;
+        ending = Ending::Exited;
+        while (ending == Ending::Exited && run->process.state() != QProcess::NotRunning &&
+               !run->process.waitForFinished(pollMs)) {
+            readFiles();
+            while (incidents < plan->incidents.size() &&
+                   trace.count(" write ") >= plan->incidents.at(incidents).writes)
+                happen(plan->incidents.at(incidents++).event);
+            // It is emptied before this line, and only grows after it.
+            if (!disturbed && output.contains("kkkhhhhxxxxx ")) {
+                const QByteArray grown = run->result();
+                require(grown.startsWith(result), "c: the result file was rewritten");
+                result = grown;
+            }
+            if (isOver() && !sinceOver.isValid())
+                sinceOver.start();
+            if (sinceOver.isValid() && sinceOver.elapsed() > settleMs && verdicts(true).isEmpty())
+                ending = Ending::Stayed;
+            else if (sinceStart.elapsed() > endTimeoutMs)
+                ending = Ending::Hung;
+        }
+        run->kill();
+        readFiles();
+    }
+
+    void happen(FaultPlan::Event event)
+    {
+        const QString file = run->resultFile();
+        switch (event) {
+        case FaultPlan::Event::SecondUpdater:
+            startSecond();
+            break;
+        case FaultPlan::Event::UpdaterKilled:
+            killed = true;
+            for (const qint64 process : run->processes("Velmo_KVX2_DFU"))
+                kill(static_cast<pid_t>(process), SIGKILL);
+            if (!plan->byLauncher)
+                ending = Ending::Killed;
+            break;
+        case FaultPlan::Event::ResultRemoved:
+            disturbed = QFile::remove(file) || disturbed;
+            break;
+        case FaultPlan::Event::ResultUnwritable:
+            disturbed = QFile::remove(file) || disturbed;
+            QDir().mkdir(file);
+            break;
+        case FaultPlan::Event::DiskFull:
+            disturbed = QFile::remove(file) || disturbed;
+            QFile::link(QStringLiteral("/dev/full"), file);
+            break;
+        }
+    }
+
+    void startSecond()
+    {
+        QProcess second;
+        run->startSecond(&second, {image}, "silent=all");
+        while (!second.waitForFinished(pollMs) && second.state() != QProcess::NotRunning &&
+               run->process.state() != QProcess::NotRunning)
+            run->process.waitForFinished(pollMs);
+        if (run->process.state() == QProcess::NotRunning) {
+            // The first one has ended, so it may have been this one's turn.
+            disturbed = killed = true;
+            second.kill();
+            second.waitForFinished(endTimeoutMs);
+            return;
+        }
+        require(second.exitStatus() == QProcess::NormalExit && second.exitCode() == 0,
+                "b: the second updater's code");
+        const QByteArray said = second.readAllStandardOutput() + second.readAllStandardError();
+        require(said.isEmpty() &&
+                    !UpdaterRun::contentOf(run->path("second-trace.txt")).contains(" write "),
+                "e: the second updater has done something: " + said);
+    }
+
+    void check()
+    {
+        require(ending != Ending::Hung, "a: it does not end");
+        if (ending == Ending::Exited && !plan->byLauncher) {
+            require(plan->absent || !verdicts(false).isEmpty(), "a: it ended without a verdict");
+            require(run->exitCode() == 0, "b: its code is " + QByteArray::number(run->exitCode()));
+        }
+        checkResult();
+        checkPackets();
+        checkRemains();
+        if (plan->byLauncher)
+            checkLauncher();
+    }
+
+    void checkResult()
+    {
+        const QByteArray result = run->result();
+        const QList<int> percentages = run->percentages();
+        static const QRegularExpression grammar(QStringLiteral("\\A(\\d+%\n)*(success -?1)?\\z"));
+        require(grammar.match(QString::fromLatin1(result)).hasMatch() &&
+                    std::is_sorted(percentages.begin(), percentages.end()),
+                "c: " + result);
+        const bool success =
+            run->outcome() == "success 1" || (plan->byLauncher && run->exitCode() == Done);
+        if (!disturbed) {
+            // The first steps may come before the window listens.
+            const QList<int> steps = progressOf(plan->packets);
+            int skipped = 0;
+            while (skipped <= openingPackets &&
+                   steps.mid(skipped, percentages.size()) != percentages)
+                ++skipped;
+            require(skipped <= openingPackets, "c: not the schedule's steps: " + result);
+            require(ending != Ending::Stayed || percentages.endsWith(wholePercent),
+                    "c: no 100 %: " + result);
+            require(plan->byLauncher || killed ||
+                        (ending == Ending::Exited) == !run->outcome().isEmpty(),
+                    "c: an outcome too many or too few: " + result);
+            require(run->outcome() != "success -1" || plan->absent ||
+                        verdicts(false).contains(Failure),
+                    "d: a failure that nobody has reported");
+        }
+        require(!success || verdicts(false).contains(Success),
+                "d: a success that nobody has reported");
+        // Without an entry packet the microphone has no seal to see a loss by.
+        bool sealed = false;
+        QList<QByteArray> taken;
+        for (const QByteArray &line : trace.split('\n')) {
+            const QByteArray packet = packetOf(line);
+            if (line.contains(" result=65 ") && packet == packets.first()) {
+                sealed = true;
+                taken.clear();
+            } else if (line.contains(" result=65 ")) {
+                taken += packet;
+            } else if (line.contains("state=unplugged")) {
+                sealed = false;
+            }
+        }
+        require(!success || !sealed || plan->simulator.contains("success6") ||
+                    taken == packets.mid(1),
+                "d: a success after a loss");
+    }
+
+    void checkPackets()
+    {
+        QList<QByteArray> schedule = packets.mid(plan->upgrading ? 1 : 0);
+        // Three packets are all tail, so packet 0 goes out twice.
+        if (plan->packets == openingPackets && !plan->upgrading)
+            schedule.prepend(packets.first());
+        QList<QByteArray> handedOut;
+        for (const QByteArray &line : output.split('\n')) {
+            if (!line.startsWith("dfuxxx------ "))
+                continue;
+            handedOut += QByteArray();
+            for (const QByteArray &byte : line.simplified().split(' ').mid(1))
+                handedOut.last() += static_cast<char>(byte.toInt(nullptr, 16));
+        }
+        require(handedOut == schedule.mid(0, handedOut.size()), "e: not the schedule's packets");
+        const QByteArray whole = "0 ggg " + QByteArray::number(plan->packets);
+        require(!isOver() || output.contains(whole) || !verdicts(false).isEmpty(), "e: the count");
+        require(!output.contains(whole) || handedOut.size() == schedule.size(), "e: too few");
+        int next = 0;
+        int written = 0;
+        for (const QByteArray &line : trace.split('\n')) {
+            if (!line.contains(" write "))
+                continue;
+            next = schedule.indexOf(packetOf(line), next) + 1;
+            ++written;
+            require(next > 0, "e: not its turn: " + line);
+            if (next == 0)
+                return;
+        }
+        // All that is handed out gets to the bus, but for the last one when the updater ends,
+        // unless the microphone was away.
+        require(trace.contains(" departure ") ||
+                    written >= handedOut.size() - (ending == Ending::Stayed ? 0 : 1),
+                "e: not all was written");
+    }
+
+    void checkRemains()
+    {
+        for (const QByteArray &text : {output, run->debugOutput()})
+            require(!text.contains("Sanitizer") && !text.contains("runtime error"), "f: " + text);
+        int handles = 0;
+        for (const QByteArray &line : trace.split('\n')) {
+            handles +=
+                (line.contains(" open ") && !line.contains("=none")) - line.contains(" close ");
+            if (line.contains(" load "))
+                handles = 0;
+            require(handles <= 1, "f: two handles at a time");
+        }
+        if (ending != Ending::Exited)
+            return;
+        const QDir folder(run->path("tmp"));
+        QStringList left = folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries);
+        // The toolkit's own, a killed host's devices, a killed updater's segment.
+        QStringList spared = {QStringLiteral("runtime-*"), QStringLiteral("*umockdev*")};
+        if (killed || (plan->byLauncher && run->exitCode() == NoVerdict))
+            spared += QStringLiteral("qipc_sharedmem*");
+        for (const QString &file : folder.entryList(spared))
+            left.removeAll(file);
+        require(left.isEmpty(), "f: left behind: " + left.join(QLatin1Char(' ')).toLatin1());
+        require(run->processes("Velmo_KVX2_DFU").isEmpty(), "f: a process is left");
+    }
+
+    void checkLauncher()
+    {
+        QJsonObject last;
+        int percent = 0;
+        for (const QByteArray &line : run->standardOutput().trimmed().split('\n')) {
+            require(!last.contains(QLatin1String("code")), "g: not the last line: " + line);
+            last = QJsonDocument::fromJson(line).object();
+            const int next = last.value(QLatin1String("percent")).toInt(percent);
+            require(!last.isEmpty() && next >= percent && (next < wholePercent || isOver()),
+                    "g: " + line);
+            percent = next;
+        }
+        const QString said = last.value(QLatin1String("message")).toString();
+        const auto means = [&](Code which, bool isSo, const char *name, const char *phrase) {
+            return run->exitCode() == which && isSo && last.value(QLatin1String("code")) == which &&
+                   last.value(QLatin1String("outcome")) == QLatin1String(name) &&
+                   said.contains(QLatin1String(phrase));
+        };
+        require(means(Done, verdicts(false).contains(Success), "done", "was flashed") ||
+                    means(Failed, verdicts(false).contains(Failure), "failed", "reported that") ||
+                    means(NoMicrophone, plan->absent, "no-microphone", "Nothing was sent") ||
+                    means(NoVerdict, isOver() && verdicts(true).isEmpty(), "no-verdict",
+                          "did not report the result") ||
+                    means(UpdaterFailed, killed, "updater-failed", "or was killed"),
+                "g: code " + QByteArray::number(run->exitCode()) + ", " +
+                    QJsonDocument(last).toJson());
+        const QByteArray inFile = run->exitCode() == Done     ? "success 1"
+                                  : run->exitCode() == Failed ? "success -1"
+                                                              : run->outcome();
+        // What happens to the file may happen when velmo-flash has read it.
+        const bool differs = said.contains(QLatin1String("result file says"));
+        require(differs ? inFile != run->outcome() : disturbed || inFile == run->outcome(),
+                "g: about the result file: " + said.toUtf8());
+    }
+
+    /// Of velmo-flash.
+    enum Code
+    {
+        Done = 0,
+        Failed = 1,
+        NoMicrophone = 2,
+        NoVerdict = 5,
+        UpdaterFailed = 6
+    };
+    void require(bool holds, const QByteArray &fault)
+    {
+        if (!holds && !faults.contains(fault))
+            faults += fault;
+    }
+    /// Whether the updater has handed out its last packet.
+    bool isOver() const { return output.contains(" ggg "); }
+    static QByteArray packetOf(const QByteArray &traceLine)
+    {
+        return QByteArray::fromHex(traceLine.mid(traceLine.indexOf(" data=") + 6));
+    }
+
+    /// What the microphone has reported. `reachable`: and what has not gone with it or been the
+    /// oldest of too many reports.
+    QList<Verdict> verdicts(bool reachable) const
+    {
+        static const QRegularExpression form(
+            QStringLiteral(" (send|dropped) .*data=.{8}0B.{4}(?:0([56])00|0[24]00|..01)"));
+        QList<Verdict> list;
+        for (const QByteArray &line : trace.split('\n')) {
+            const auto match = form.match(QString::fromLatin1(line));
+            if (reachable && line.contains(" departure "))
+                list.clear();
+            else if (reachable && match.captured(1) == QLatin1String("dropped"))
+                list.removeFirst();
+            else if (match.hasMatch())
+                list += match.captured(2).isEmpty() ? Failure : Success;
+        }
+        return list;
+    }
+
+    std::unique_ptr<FaultPlan> plan;
+    std::unique_ptr<UpdaterRun> run;
+    QString image;
+    QList<QByteArray> packets;
+    QList<QByteArray> faults;
+    /// How many have happened.
+    int incidents = 0;
+    QFile traceFile;
+    /// Of the updater that was started last, as is the output.
+    QByteArray trace;
+    QByteArray output;
+    Ending ending = Ending::Exited;
+    /// Something else has had the result file; and has ended the updater.
+    bool disturbed = false;
+    bool killed = false;
+};
+
+QTEST_GUILESS_MAIN(FaultsTest)
+#include "tst_faults.moc"
