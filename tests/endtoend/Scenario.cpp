@@ -51,7 +51,6 @@ QList<Scenario> scenarios()
         {"success under another product id", plain, heard("return-as=0065")},
         {"success on another path after leaving the bus", plain,
          heard("vanish=yes;replug-path=new")},
-        {"no answer to the data", plain, heard("silent=data")},
 
         {"a foreign device comes and goes", plain,
          quick("extra=046D:000B;extra-at=5;extra-stay=20")},
@@ -65,6 +64,8 @@ QList<Scenario> scenarios()
         {"R5 otg, 0065 listed first", r5Otg, "quiet=8000;devices=0065,0011", "success 1", 100,
          all - 1},
         {"R5 otg, 0065 alone", r5Otg, "quiet=8000;devices=0065", "success 1", 100, all - 1},
+        {"R5 otg, no answer to the data", r5Otg, "quiet=8000;devices=0065;silent=data", "success 1",
+         100, all - 1},
         // Its verdict is its only report.
         {"R5 otg, a verdict of 32 bytes", r5Otg,
          "quiet=8000;devices=0065;silent=data;short-reads=1", "success 1", 100, all - 1},
