@@ -15,12 +15,9 @@ QByteArray patient(const char *settings)
     return QByteArray("quiet=3000;verdict-delay=300;") + settings;
 }
 
-/// One whose answer to the entry packet is surely heard.  The updater begins to listen for
-/// it when the packet is out, and stops 200 ms later; and what leaves the bus for its
-/// restart does so long after that, and shortly before the updater expects it back.
 QByteArray heard(const char *settings)
 {
-    return patient("answer-delay=70;enter-time=3000;") + settings;
+    return patient(Scenario::answering) + settings;
 }
 
 /// A microphone that does not answer the entry packet is not given the long pause
@@ -30,10 +27,11 @@ QByteArray quick(const char *settings)
     return patient("silent=entry;enter-time=20;") + settings;
 }
 
-/// A quick one with faults that come before the image is whole.
+/// One that judges before the image is whole.  Its answers take their time, so that the progress
+/// does not get to its end before the verdict does.
 QByteArray hasty(const char *settings)
 {
-    return QByteArray("silent=entry;enter-time=20;") + settings;
+    return QByteArray("silent=entry;enter-time=20;answer-delay=100;") + settings;
 }
 
 } // namespace

@@ -23,6 +23,10 @@ struct Scenario
     /// last depends on timing, but the transfer did not come to its end.
     static constexpr int noPercent = -1;
     static constexpr int belowHundred = -2;
+    /// Of simulator: the answer to the entry packet is meant to be heard.  The updater begins to
+    /// listen for it when the packet is out, and stops 200 ms later.  A microphone that leaves the
+    /// bus for its restart does so long after that, and shortly before the updater expects it back.
+    static constexpr const char *answering = "answer-delay=70;enter-time=3000;";
 
     const char *name;
     /// Name of the image; it decides which microphone is meant.

@@ -95,7 +95,7 @@ private slots:
             } else {
                 QCOMPARE(runner->exitCode(), 0);
             }
-            if (!scenario.simulator.contains("answer-delay") || !missedTheAnswer(*runner))
+            if (!scenario.simulator.contains(Scenario::answering) || !missedTheAnswer(*runner))
                 break;
         }
         const UpdaterRun &run = *runner;
