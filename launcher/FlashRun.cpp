@@ -29,9 +29,10 @@ QString notKept(const QString &path, const QString &why)
 UpdaterLog::Verdict resultFileVerdict()
 {
     QFile file(resultFilePath());
+    // A device or a pipe in its place might have no end.
+    const bool isReadable = QFileInfo(file).isFile() && file.open(QIODevice::ReadOnly);
     // The outcome has no line end.
-    const QByteArray outcome =
-        file.open(QIODevice::ReadOnly) ? file.readAll().split('\n').last() : QByteArray();
+    const QByteArray outcome = isReadable ? file.readAll().split('\n').last() : QByteArray();
     if (outcome == "success 1")
         return UpdaterLog::Verdict::Succeeded;
     return outcome == "success -1" ? UpdaterLog::Verdict::Failed : UpdaterLog::Verdict::None;

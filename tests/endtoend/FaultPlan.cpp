@@ -128,8 +128,8 @@ FaultPlan::FaultPlan(quint64 seed)
         left -= some;
     }
     for (int left = dice.between(0, mostIncidents); left > 0; --left) {
-        const int last = static_cast<int>(byLauncher ? Event::ResultUnwritable : Event::DiskFull);
         const int writes = dice.between(1, latestIncident);
+        const int last = static_cast<int>(eventNames.size()) - 1;
         incidents += {writes, static_cast<Event>(dice.between(0, last))};
     }
     std::stable_sort(incidents.begin(), incidents.end(),
