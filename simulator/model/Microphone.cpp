@@ -199,6 +199,8 @@ std::vector<Microphone::Event> Microphone::advance(Time now)
         // A bus that takes longer than the interval must not fall behind for ever.
         if (timer(Repeat) && *timer(Repeat) <= now)
             timer(Repeat) = now + *settings.verdictRepeat;
+        if (timer(Chatter) && *timer(Chatter) <= now)
+            timer(Chatter) = now + *settings.chatter;
     }
     return std::exchange(events, {});
 }

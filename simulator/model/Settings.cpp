@@ -201,8 +201,10 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("fail-reads", settings.failingReads);
     std::string fault = values.fault();
     // Without an interval the simulator would do nothing else.
-    if (fault.empty() && (microphone.verdictRepeat == Time(0) || microphone.chatter == Time(0)))
-        fault = "verdict-repeat, chatter: from 1 on";
+    if (fault.empty() && microphone.verdictRepeat == Time(0))
+        fault = "verdict-repeat: from 1 on";
+    if (fault.empty() && microphone.chatter == Time(0))
+        fault = "chatter: from 1 on";
     if (!fault.empty())
         return fault;
     if (microphone.returnAs)

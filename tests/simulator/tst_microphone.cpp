@@ -147,6 +147,7 @@ const std::map<std::string, std::vector<const char *>> noSettings = {
     {"fail-writes", {"fail-writes=0", "fail-writes=1-3"}},
     {"extra", {"extra=none", "extra=1,2"}},
     {"verdict-repeat", {"verdict-repeat=0"}},
+    {"chatter", {"chatter=0"}},
 };
 
 } // namespace
