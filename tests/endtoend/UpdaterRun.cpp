@@ -6,7 +6,18 @@
 #include <QFile>
 #include <QTest>
 
+#include <sched.h>
 #include <sys/shm.h>
+
+namespace {
+
+/// Gives this test's updaters a namespace of their own for shared memory. The key of a segment has
+/// only 16 bits of its key file's inode, so updaters of tests that run side by side would meet now
+/// and then. Only root can do that.
+[[maybe_unused]] const int ownSharedMemory =
+    qgetenv("VELMO_TRANSPORT") != "wine" ? unshare(CLONE_NEWIPC) : 0;
+
+} // namespace
 
 UpdaterRun::UpdaterRun()
 {
