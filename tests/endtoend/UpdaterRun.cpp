@@ -193,7 +193,9 @@ QList<qint64> UpdaterRun::processes(const char *name) const
             return list.open(QIODevice::ReadOnly) ? list.readAll().split('\0')
                                                   : QList<QByteArray>();
         };
-        if (words("environ").contains(mark) && words("cmdline").value(0).contains(name))
+        // On wine it has backslashes, and the package's folder has the updater's name in it, too.
+        const QByteArray program = words("cmdline").value(0).replace('\\', '/');
+        if (words("environ").contains(mark) && program.split('/').last().startsWith(name))
             found += id.toLongLong();
     }
     return found;
