@@ -53,7 +53,7 @@ struct Outcome
     /// Empty if the code says enough.
     QString message;
 
-    /// "flashed", "failed", "no-microphone" ...
+    /// "done", "failed", "no-microphone" ...
     const char *name() const;
 
     static Outcome of(const RunResult &run);
