@@ -82,7 +82,7 @@ int percentOf(int value, int total)
 {
     if (total == 0)
         return 0;
-    // The vendor's tool may print any numbers.  A percentage that is too large for an int
+    // The vendor's tool may print any numbers. A percentage that is too large for an int
     // becomes the largest int.
     const double percent = static_cast<double>(value) / total * 100.0;
     return static_cast<int>(std::clamp<double>(percent, std::numeric_limits<int>::min(),
@@ -98,7 +98,7 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
 {
     selectMicrophoneFor(firmwarePath);
     // Quirk: neither file is part of the resources, so both calls fail silently and the
-    // default icon and font stay.  The styles name the font all the same.
+    // default icon and font stay. The styles name the font nevertheless.
     const QString icon = QStringLiteral(":/image/images/logo.ico");
     if (QFile::exists(icon))
         QApplication::setWindowIcon(QIcon(icon));
@@ -110,7 +110,7 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     startOperator();
 
     if (!devOperator->initDeviceManager()) {
-        // Whatever the number of arguments: no window, no box.
+        // Show no window and no box, even with a second argument.
         resultFile.write(QStringLiteral("success -1"));
         leave();
     }
@@ -138,7 +138,8 @@ void DFU_windows::buildWidgets()
     languageBox->setGeometry(languageBoxPlace);
     languageBox->addItem(tr("简体中文"));
     languageBox->addItem(tr("English"));
-    languageBox->setCurrentIndex(English); // before it is connected: no switch at the start
+    // Set before connect(), so that this does not switch the language.
+    languageBox->setCurrentIndex(English);
     connect(languageBox, SIGNAL(currentIndexChanged(int)), this, SLOT(change_language(int)));
 
     mcuButton = addButton(mcuButtonPlace, SLOT(dfu_click()));
@@ -186,9 +187,9 @@ QLabel *DFU_windows::addVersionLabel(const QRect &place)
 void DFU_windows::startOperator()
 {
     devOperator = new DevOperator(nullptr);
-    workerThread = new QThread;
-    devOperator->moveToThread(workerThread);
-    workerThread->start();
+    operatorThread = new QThread;
+    devOperator->moveToThread(operatorThread);
+    operatorThread->start();
     connect(this, SIGNAL(sendMsgSignals()), devOperator, SLOT(tb210_startSendMsg()));
     // The loop starts before there is a device or a packet, and waits for them.
     emit sendMsgSignals();
@@ -224,15 +225,15 @@ void DFU_windows::inspectFirmware(const QString &path)
     mcuVersionLabel->show();
     upgradeMode = McuUpgrade;
     firmwareRecords.clear();
-    // If the file cannot be opened, is empty or is damaged, the label keeps its version.  For a
-    // valid image of too few packets it shows that there is none.
+    // If the file cannot be opened, is empty or is damaged, the label keeps its version. For a
+    // valid image of too few packets it shows V0.0.0.
     const QString fileName = common_funtion::fileNameOf(mcuPathEdit->toPlainText());
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())
         return;
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
-        // Quirk: the box is shown without the window, too.  A user who gave the companion
+        // Quirk: the box is shown without the window, too. A user who gave the companion
         // application a wrong path sees why nothing happens.
         inform(this, QString::fromLatin1(outputLine::box),
                QStringLiteral("打开错误+") + file.errorString(), QMessageBox::Yes | QMessageBox::No,
@@ -300,12 +301,12 @@ void DFU_windows::sendMessage_fail_hand(int status)
     const auto verdict = static_cast<InputReport::Verdict>(status);
     const bool succeeded = verdict == InputReport::Verdict::Succeeded;
     const bool isVerdict = succeeded || verdict == InputReport::Verdict::Failed;
-    // A microphone may repeat its verdict.  Each would open another box on top of the first.
+    // A microphone may repeat its verdict. Each would open another box on top of the first.
     if (isVerdict && showingVerdict)
         return;
     progressView->hide();
     if (!isVerdict) {
-        // The box is shown without the window, too.  Nothing is written, and the run goes on.
+        // The box is shown without the window, too. Nothing is written, and the run goes on.
         inform(this, tr("提示"), QString::number(status), QMessageBox::Yes);
         return;
     }
@@ -370,8 +371,8 @@ void DFU_windows::updatedsp_click()
     qDebug().noquote() << "file_name-----------------" << fileName;
     if (fileName.isEmpty())
         return;
-    // Four characters that begin eight before the end: "V1.0" of "...V1.0.bin".  Of a shorter
-    // name the first four: "a.bi" of "a.bin".
+    // The four characters that begin eight before the end: "V1.0" of "...V1.0.bin". A shorter
+    // name gives its first four: "a.bi" of "a.bin".
     dspVersionLabel->setText(fileName.right(dspVersionFromEnd).left(dspVersionLength));
     QFile file(fileName);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -409,8 +410,8 @@ void DFU_windows::dsp_kt0206_finish(int result)
 
 void DFU_windows::loadTranslation(int language)
 {
-    // Quirk: the names are crossed over.  "zh" has the English texts; "en" has none, so the
-    // Chinese ones show.  Nobody is known to depend on it.
+    // Quirk: the names are swapped. "zh" has the English texts; "en" has none, so the
+    // Chinese ones show. Nobody is known to depend on it.
     if (translator.load(language == English ? QStringLiteral(":/tb210_lang/tb210_zh.qm")
                                             : QStringLiteral(":/tb210_lang/tb210_en.qm")))
         QApplication::installTranslator(&translator);

@@ -25,11 +25,11 @@ class tb210_progress_view;
 ///
 /// Its constructor does the whole start of an upgrade, shown or not: it opens the
 /// microphone, cuts the firmware file and hands the packets to the operator's
-/// transfer loop.  Without a microphone, or without records, it ends the process.
-/// Its slots show the progress and end the process when the verdict is there.  Main
+/// transfer loop. Without a microphone, or without records, it ends the process.
+/// Its slots show the progress and end the process when the verdict is there. Main
 /// thread; it lives until the process ends.
 ///
-/// The texts are written in Chinese and translated; the window starts in English.  The
+/// The texts are written in Chinese and translated; the window starts in English. The
 /// section for the DSP firmware is built and connected, but nothing shows it.
 class DFU_windows : public QMainWindow
 {
@@ -95,9 +95,9 @@ private:
     QLabel *stateLabel = nullptr;
     tb210_progress_view *progressView = nullptr;
     DevOperator *devOperator = nullptr;
-    /// The operator lives in it.  Never stopped.
-    QThread *workerThread = nullptr;
-    /// Exists only if a microphone was opened at the start.  Never stopped.
+    /// The operator lives in it. Never stopped.
+    QThread *operatorThread = nullptr;
+    /// Exists only if a microphone was opened at the start. Never stopped.
     DFU_thread *upgradeThread = nullptr;
     /// Null until the first DSP upgrade.
     dfu_0206_view *dspRunner = nullptr;
@@ -120,8 +120,8 @@ private:
     bool showingVerdict = false;
 };
 
-/// The MCU version shown last.  Main thread.
+/// The MCU version shown last. Main thread.
 extern QString versionText;
 
-/// 1 after English was chosen, 0 after Chinese; nothing reads it.  Main thread.
+/// 1 after English was chosen, 0 after Chinese; nothing reads it. Main thread.
 extern std::uint8_t englishSelected;

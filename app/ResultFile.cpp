@@ -24,7 +24,7 @@ void ResultFile::prepare()
 bool ResultFile::write(const QString &text)
 {
     bind();
-    qDebug() << "file_ssss:" << resultFile.fileName();
+    qDebug() << outputLine::resultFile << resultFile.fileName();
     if (!resultFile.open(QIODevice::ReadWrite | QIODevice::Append | QIODevice::Text))
         return false;
     resultStream.setDevice(&resultFile);

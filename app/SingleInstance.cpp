@@ -17,9 +17,10 @@ SingleInstance::SingleInstance()
 
 bool SingleInstance::acquire()
 {
-    // Creating is atomic.  If another updater creates it first, the second look finds it.
-    constexpr int looks = 2;
-    for (int look = 0; look < looks; ++look) {
+    // Creating is atomic. If another updater created it first, the second pass sees that and
+    // stops.
+    constexpr int passes = 2;
+    for (int pass = 0; pass < passes; ++pass) {
         if (isHeld())
             return false;
         if (segment.create(segmentSize, QSharedMemory::ReadWrite))

@@ -20,7 +20,7 @@ int main(int argc, char *argv[])
     const QStringList arguments = QApplication::arguments();
     qDebug() << arguments;
     const bool visible = arguments.size() > DFU_windows::headlessArguments;
-    // The only window of a hidden updater is a box.  Closing it must not end the process.
+    // The only window of a hidden updater is a box. Closing it must not end the process.
     QApplication::setQuitOnLastWindowClosed(visible);
     setNobodyWatching(QApplication::platformName() == QLatin1String("offscreen"));
     auto *const window = new DFU_windows(arguments.value(1), arguments.size(), nullptr);

@@ -2,7 +2,7 @@
 
 #include <QTextEdit>
 
-/// A text edit that sends a signal when a file is dropped on it.  It inserts the text of the
+/// A text edit that sends a signal when a file is dropped on it. It inserts the text of the
 /// drop like any other text edit.
 class myEdit_view : public QTextEdit
 {

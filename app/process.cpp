@@ -3,7 +3,6 @@
 #include "app/SingleInstance.h"
 #include "device/Output.h"
 
-#include <QByteArray>
 #include <QLoggingCategory>
 
 namespace {
@@ -32,8 +31,8 @@ void setInstanceToRelease(SingleInstance *instance)
 
 void endProcess(int code)
 {
-    // First of all, because a slow reader may take seconds, and no other updater may start
-    // as long as this one has the microphone open.
+    // Finish the output before releasing the segment: this may take seconds, and no other
+    // updater may start meanwhile.
     Output::finish();
     if (heldInstance != nullptr)
         heldInstance->release();

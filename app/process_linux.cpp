@@ -8,7 +8,7 @@
 
 namespace {
 
-/// Opens standard descriptors that are closed.  Otherwise the microphone's node could become
+/// Opens standard descriptors that are closed. Otherwise the microphone's node could become
 /// standard error and get the debug output.
 void fillStandardDescriptors()
 {
@@ -27,7 +27,7 @@ void prepareProcess()
     // A reader that closes its end must not stop an upgrade midway.
     std::signal(SIGPIPE, SIG_IGN);
     installDebugOutput();
-    // The toolkit tries these in turn.  The last one needs no display.
+    // The toolkit tries these in turn. The last one needs no display.
     if (qgetenv("QT_QPA_PLATFORM").isEmpty()) {
         const bool wayland = !qgetenv("WAYLAND_DISPLAY").isEmpty();
         const bool x11 = !qgetenv("DISPLAY").isEmpty();

@@ -25,10 +25,10 @@ QLabel *pictureLabel(QWidget *parent, const QRect &place, const QString &picture
     return label;
 }
 
-/// A white text on the bar, which is the only dark place without the pictures.  Its shadow
+/// A white text on the bar, which is the only dark place without the pictures. Its shadow
 /// makes it readable on orange.
 ///
-/// The label must be as wide as the bar.  When its text changes, the bar repaints only what
+/// The label must be as wide as the bar. When its text changes, the bar repaints only what
 /// the label covers, but takes itself for fully painted: its ends would be out of date.
 QLabel *textLabel(QWidget *parent, const QString &fontSize)
 {

@@ -6,7 +6,7 @@ class QLabel;
 class QProgressBar;
 
 /// The overlay that covers the whole window while an upgrade runs: neither the mouse
-/// nor the keyboard reaches what is below.  Its pictures are not part of the updater's
+/// nor the keyboard reaches what is below. Its pictures are not part of the updater's
 /// resources, so their labels are empty.
 class tb210_progress_view : public QWidget
 {

@@ -1,5 +1,7 @@
 #include "upgrade/CFirmwareUpgradeProtocol.h"
 
+#include "device/outputLines.h"
+
 #include <QDebug>
 
 #include <algorithm>
@@ -40,7 +42,7 @@ const SupportedModel *CFirmwareUpgradeProtocol::supportedModels()
 {
     for (std::size_t i = 0; i + 1 < models.size(); ++i)
         models[i].next = &models[i + 1];
-    qDebug() << "kkkhhhhxxxxx" << models.front().vid << models.front().pid;
+    qDebug() << outputLine::searching << models.front().vid << models.front().pid;
     return models.data();
 }
 
