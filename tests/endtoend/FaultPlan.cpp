@@ -14,7 +14,7 @@ constexpr int recordHeadSize = 3;
 constexpr int mostOfRecord = 8;
 constexpr int leastPackets = 3;
 constexpr int mostPackets = 400;
-/// Of a microphone for which a packet or a batch may take 0.2 s.
+/// Limit for microphones that take up to 0.2 s for a packet or batch.
 constexpr int mostSlowPackets = 50;
 
 struct Place
@@ -22,7 +22,7 @@ struct Place
     const char *image;
     const char *devices;
 };
-/// The first ones have what the image's name selects.
+/// In the places before firstAbsent, a device that the image's name selects is plugged in.
 constexpr std::array<Place, 9> places = {{{"TB210.bin", "000B"},
                                           {"TB210.bin", "0010,000B"},
                                           {"TB210.bin", "046D:000B,000B"},
@@ -33,10 +33,10 @@ constexpr std::array<Place, 9> places = {{{"TB210.bin", "000B"},
                                           {"TB210.bin", "none"},
                                           {"TQ736_R5.bin", "000B,0011"}}};
 constexpr std::size_t firstAbsent = 7;
-/// This one takes 10 s more than the others.
+/// A run in this place takes 10 s longer than in the others.
 constexpr Place slowPlace = {"TQ736_R5_otg.bin", "0011"};
 
-/// A setting of the simulator, which every nth seed draws: one of the words, or a number.
+/// A setting of the simulator. One seed in `everyNth` sets it, to one of the words or to a number.
 struct Knob
 {
     const char *name = "";
@@ -46,7 +46,8 @@ struct Knob
     const char *words = "";
 };
 constexpr std::array<Knob, 25> knobs = {{
-    // An answer that is heard costs 7 s, so most microphones keep it to themselves.
+    // When the updater receives the answer to the entry packet, it waits 7 s. So most microphones
+    // do not answer it.
     {"silent", 1, 0, 0, "entry entry entry entry entry entry entry all all data"},
     {"answer-delay", 1, 0, 0, "0 2 2 2 70 250"},
     {"enter-time", 1, 0, 60},
@@ -79,7 +80,7 @@ constexpr std::array<const char *, 5> eventNames = {
     "a second updater is started", "the updater is killed", "the result file is removed",
     "the result file becomes a folder", "the result file's disk is full"};
 
-/// With a modulo, because the distributions of C++ differ from library to library.
+/// Draws numbers by a modulo, because the distributions of C++ differ between libraries.
 class Dice
 {
 public:
@@ -122,7 +123,7 @@ FaultPlan::FaultPlan(quint64 seed)
     packets = dice.between(leastPackets, most);
     for (int left = packets - 1; left > 0;) {
         const int some = dice.between(1, std::min(left, mostOfRecord));
-        // A third fill their last packet, or lack a byte.
+        // In a third of the records, the last packet is full or a byte short.
         const int lacking = dice.between(0, dice.oneIn(3) ? 1 : payloadSize - 1);
         recordSizes += std::max(some * payloadSize - lacking, recordHeadSize);
         left -= some;

@@ -4,21 +4,21 @@
 #include <QList>
 #include <QString>
 
-/// What one seed draws: an image, a microphone with its faults, and what else happens. All of
-/// it comes from the seed alone and is the same on every machine.
+/// What one seed draws: an image, a microphone with its faults, and other events. It depends
+/// only on the seed, and so is the same on every machine.
 struct FaultPlan
 {
     enum class Event
     {
         SecondUpdater,
-        /// And started anew, but for one that velmo-flash has started.
+        /// The updater is killed and, unless velmo-flash started it, restarted.
         UpdaterKilled,
         ResultRemoved,
-        /// A folder stands in its place.
+        /// A folder takes its place.
         ResultUnwritable,
         DiskFull
     };
-    /// It happens when the updater has written so many reports.
+    /// The event happens when the updater has written this number of reports.
     struct Incident
     {
         int writes;
@@ -27,22 +27,23 @@ struct FaultPlan
 
     explicit FaultPlan(quint64 seed);
 
-    /// One line.
+    /// The plan as one line of text.
     QString describe() const;
-    /// The image's packets, cut by the sizes that were drawn, not by those in the image.
+    /// The image's packets. The drawn sizes decide where they are cut, not those in the image.
     QList<QByteArray> packetsOf(const QByteArray &image) const;
 
     bool byLauncher;
     QString imageName;
-    /// The microphone is found in its upgrade mode, so the entry packet is not sent.
+    /// The microphone is already in upgrade mode, so the entry packet is not sent.
     bool upgrading;
-    /// What the image's name selects is not plugged in.
+    /// No device that the image's name selects is plugged in.
     bool absent;
+    /// The value of VELMO_SIM.
     QByteArray simulator;
-    /// With the entry packet.
+    /// Number of packets, including the entry packet.
     int packets;
-    /// Of the data records.
+    /// Sizes of the data records.
     QList<int> recordSizes;
-    /// In their order.
+    /// Events, in order.
     QList<Incident> incidents;
 };

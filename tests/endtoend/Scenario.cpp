@@ -8,8 +8,8 @@ const char *const plain = "TB210.bin";
 const char *const r5 = "TQ736_R5.bin";
 const char *const r5Otg = "TQ736_R5_otg.bin";
 
-/// A microphone that bears the pauses of a machine under load.  Its verdict must not overtake
-/// the progress of the last packets, which another thread reports.
+/// A microphone that tolerates pauses on a busy machine. Its verdict comes late, because another
+/// thread reports the progress of the last packets, which the verdict must not overtake.
 QByteArray patient(const char *settings)
 {
     return QByteArray("quiet=3000;verdict-delay=300;") + settings;
@@ -20,15 +20,15 @@ QByteArray heard(const char *settings)
     return patient(Scenario::answering) + settings;
 }
 
-/// A microphone that does not answer the entry packet is not given the long pause
-/// for its restart, so most runs need not wait for it.
+/// A microphone that does not answer the entry packet. The updater then makes no long pause for
+/// its restart, so the run is short.
 QByteArray quick(const char *settings)
 {
     return patient("silent=entry;enter-time=20;") + settings;
 }
 
-/// One that judges before the image is whole.  Its answers take their time, so that the progress
-/// does not get to its end before the verdict does.
+/// A microphone that judges before the image is complete. It answers slowly, so that the verdict
+/// comes before the progress reaches its end.
 QByteArray hasty(const char *settings)
 {
     return QByteArray("silent=entry;enter-time=20;answer-delay=100;") + settings;
@@ -43,7 +43,7 @@ QList<Scenario> scenarios()
     constexpr int some = Scenario::belowHundred;
     constexpr int all = scenarioPackets;
     QList<Scenario> list = {
-        // With the answer to the entry packet, and so the whole pause behind it.
+        // The microphone answers the entry packet, so the updater waits the full 7 s.
         {"success", plain, heard("")},
         {"success after leaving the bus", plain, heard("vanish=yes")},
         {"success under another product id", plain, heard("return-as=0065")},
@@ -58,13 +58,13 @@ QList<Scenario> scenarios()
         {"plain, among foreign devices", plain, quick("devices=046D:000B,000B")},
         {"R5, the right one of two", r5, quick("devices=000B,0010")},
         {"R5 otg, 0011 listed first", r5Otg, quick("devices=0011,0065")},
-        // Nobody seals this upgrade: its verdict is the quiet, once and not four times.
+        // No entry packet is sent, so there is no seal, and the microphone judges after `quiet`.
         {"R5 otg, 0065 listed first", r5Otg, "quiet=8000;devices=0065,0011", "success 1", 100,
          all - 1},
         {"R5 otg, 0065 alone", r5Otg, "quiet=8000;devices=0065", "success 1", 100, all - 1},
         {"R5 otg, no answer to the data", r5Otg, "quiet=8000;devices=0065;silent=data", "success 1",
          100, all - 1},
-        // Its verdict is its only report.
+        // The verdict is the only report that the microphone sends.
         {"R5 otg, a verdict of 32 bytes", r5Otg,
          "quiet=8000;devices=0065;silent=data;short-reads=1", "success 1", 100, all - 1},
 
@@ -79,19 +79,19 @@ QList<Scenario> scenarios()
          some, anyNumber, Violations::DependOnTiming},
         {"failure flag midway", plain, hasty("verdict=failure-flag;verdict-at=20"), "success -1",
          some, anyNumber, Violations::DependOnTiming},
-        // The packet that is missing is noticed by the quiet behind the last one.
+        // The microphone notices the lost packet when no more packets come.
         {"writes that fail", plain, hasty("quiet=1500;fail-writes=10"), "success -1", 100, all - 1},
-        // Longer than the HID library waits for a write on Windows.
+        // On Windows, the HID library waits for a write for less than this.
         {"a write held up for 1.5 s", plain, quick("slow-writes=10;slow-time=1500")},
         {"silent microphone", plain, patient("silent=all;enter-time=20"), "100%"},
         {"unplugged midway", plain, quick("unplug-at=55"), "100%", 100, 56,
          Violations::DependOnTiming},
-        // What comes back is an idle microphone, and it refuses the rest.
+        // The microphone is idle when it comes back, so it refuses the rest.
         {"unplugged and replugged midway", plain, quick("unplug-at=40;replug-after=300"), "100%",
          100, 41, Violations::Some},
         {"unplugged and replugged midway, on another path", plain,
          quick("unplug-at=40;replug-after=300;replug-path=new"), "100%", 100, 41, Violations::Some},
-        // What comes back takes the rest, and gets as far as its verdict.
+        // The microphone takes the rest when it comes back, and reaches its verdict.
         {"unplugged and replugged in upgrade mode, under another product id", plain,
          hasty("unplug-at=10;replug-after=50;replug-as=0010;replug-state=upgrading;"
                "verdict=success6;verdict-at=15"),

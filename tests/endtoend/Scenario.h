@@ -7,41 +7,42 @@
 /// each, and the entry packet.
 constexpr int scenarioPackets = 61;
 
-/// One run of the real program against a simulated microphone, and what must come
-/// of it.  Written once; whatever connects the microphone runs the same list.
+/// One run of the real program against a simulated microphone, and its expected result. All
+/// transports run the same list.
 struct Scenario
 {
-    /// Whether the microphone refused something as out of order.  By the time that
-    /// the updater learns of a verdict or an unplugging, it may have sent more.
+    /// Whether the microphone refused reports as out of order. This may depend on timing: the
+    /// updater may send more packets before it learns of a verdict or an unplugging.
     enum class Violations
     {
         None,
         Some,
         DependOnTiming
     };
-    /// Of highestPercent: there is no percentage at all; there are some, and which is the
-    /// last depends on timing, but the transfer did not come to its end.
+    /// Special values of highestPercent. noPercent: the result file has no percentage.
+    /// belowHundred: the last one depends on timing but is below 100.
     static constexpr int noPercent = -1;
     static constexpr int belowHundred = -2;
-    /// Of simulator: the answer to the entry packet is meant to be heard.  The updater begins to
-    /// listen for it when the packet is out, and stops 200 ms later.  A microphone that leaves the
-    /// bus for its restart does so long after that, and shortly before the updater expects it back.
+    /// Settings for scenarios in which the updater must receive the answer to the entry packet.
+    /// The updater listens for it for 200 ms after it has sent the packet. If the microphone
+    /// leaves the bus for its restart, it leaves long after that, and shortly before the updater
+    /// expects it back.
     static constexpr const char *answering = "answer-delay=70;enter-time=3000;";
 
     const char *name;
-    /// Name of the image; it decides which microphone is meant.
+    /// Name of the image. It decides which microphone the updater selects.
     const char *firmware;
     /// The microphones on the bus and their faults.
     QByteArray simulator;
-    /// The result file's last line; "" is an empty file.  With "100%" the microphone never
-    /// gives a verdict, and the program never ends.
+    /// The result file's last line, or "" for an empty file. With "100%", the microphone never
+    /// gives a verdict and the program never ends.
     QByteArray outcome = "success 1";
     /// The highest percentage before the outcome, or one of the values above.
     int highestPercent = 100;
-    /// Packets that the microphone took; -1 where it depends on timing.
+    /// Number of packets that the microphone took, or -1 if it depends on timing.
     int packetsTaken = scenarioPackets;
     Violations violations = Violations::None;
-    /// How the image is broken (velmo-mkfirmware --broken); null: it is not.
+    /// How the image is broken (velmo-mkfirmware --broken), or null for an intact one.
     const char *broken = nullptr;
 };
 

@@ -4,7 +4,7 @@
 
 namespace {
 
-/// The program of this machine, on the drop-in library.
+/// The Linux program with the drop-in library.
 Transport dropIn()
 {
     const QStringList updater{QStringLiteral(VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU")};
@@ -15,7 +15,7 @@ Transport dropIn()
     return transport;
 }
 
-/// The same program on the real HID library, with a program around it.
+/// The Linux program with the real HID library, in a host program.
 Transport umockdev()
 {
     Transport transport = dropIn();
@@ -29,7 +29,7 @@ Transport wine()
 {
     const QString program = qEnvironmentVariable("VELMO_WINDOWS_PROGRAM");
     const QDir users(qEnvironmentVariable("WINEPREFIX") + QStringLiteral("/drive_c/users"));
-    // Wine names the user's folder after the user; the other one is everybody's.
+    // Wine names one folder after the user. The other folder is common to all users.
     QStringList user = users.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
     user.removeAll(QStringLiteral("Public"));
     if (program.isEmpty() || user.isEmpty())
@@ -38,16 +38,16 @@ Transport wine()
         {QStringLiteral("wine"),
          QStringLiteral(VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe"),
          program},
-        // On the bus of the run that is under way.
+        // The second updater uses the bus of the current run.
         {QStringLiteral("wine"), program},
         {},
         users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt"),
         "\r\n",
-        // Wine lists devices in the order of their ids, not of their arrival, and its HID class
-        // driver passes on no short report.
+        // Wine lists devices in the order of their ids, not of their arrival. Its HID class driver
+        // does not pass on short reports.
         {"devices=0065,0011", "short-reads"}};
-    // Wine's server is found through TMPDIR; and Windows programs have no offscreen platform
-    // that they would fall back on.
+    // Programs find wine's server through TMPDIR. Windows programs have no offscreen platform to
+    // fall back on.
     transport.environment.insert(QStringLiteral("TMPDIR"), QDir::tempPath());
     transport.environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
     return transport;

@@ -9,24 +9,24 @@
 /// How the simulated microphone is connected to the program of a run.
 struct Transport
 {
-    /// The one that VELMO_TRANSPORT names, for all runs of a test program: "drop-in", which
-    /// is the default, "umockdev" or "wine".  All runs on wine share one prefix, so they come
-    /// one after the other; there VELMO_WINDOWS_PROGRAM is the path of Velmo_KVX2_DFU.exe,
-    /// and scripts/wine.sh makes the prefix.
+    /// The transport that VELMO_TRANSPORT names, for all runs of a test program: "drop-in" (the
+    /// default), "umockdev" or "wine". On wine, scripts/wine.sh makes the prefix and
+    /// VELMO_WINDOWS_PROGRAM is the path of Velmo_KVX2_DFU.exe. All runs on wine share one prefix,
+    /// so only one runs at a time.
     static const Transport &chosen();
 
     /// The updater, or a host program that connects the microphone and starts the updater,
-    /// followed by its arguments.  It gets VELMO_SIM and VELMO_SIM_TRACE, ends with the
+    /// followed by its arguments. It gets VELMO_SIM and VELMO_SIM_TRACE, ends with the
     /// updater's exit code, and ends the updater when it is killed.
     QStringList command;
-    /// The same for another updater beside the one of a run.
+    /// The same for a second updater during a run.
     QStringList secondCommand;
-    /// What a run's environment has besides.
+    /// Environment variables that a run needs in addition.
     QProcessEnvironment environment;
-    /// Seen from the run's home.
+    /// The result file's path, relative to the run's home.
     QString resultFile;
-    /// The result file's line end there.
+    /// The line end in the result file.
     QByteArray lineEnd;
-    /// Scenarios with one of these among their settings cannot be had there.
+    /// Settings that this transport does not offer. Scenarios with one of them are skipped.
     QList<QByteArray> refused;
 };

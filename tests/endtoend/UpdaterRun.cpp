@@ -25,7 +25,8 @@ UpdaterRun::UpdaterRun()
     QDir(home.path()).mkdir(QStringLiteral("tmp"));
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
-    // What an earlier run may have left outside its home: a folder in its place, or a file.
+    // The result file may be outside the home, and an earlier run may have left a file or a
+    // folder there.
     QDir().rmdir(resultFile());
     if (QFile::exists(resultFile()) && !QFile::remove(resultFile()))
         qFatal("%s: cannot be removed", qPrintable(resultFile()));
@@ -34,9 +35,9 @@ UpdaterRun::UpdaterRun()
 UpdaterRun::~UpdaterRun()
 {
     kill();
-    // What a killed updater leaves behind would stay until the machine restarts.
+    // The shared memory of a killed updater would stay until the machine restarts.
     for (const QString &file : QDir(path("tmp")).entryList({QStringLiteral("qipc_*")})) {
-        // As the toolkit makes it.
+        // The toolkit makes the key in the same way.
         const key_t key = ftok(QFile::encodeName(path("tmp/") + file).constData(), 'Q');
         shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
     }
@@ -48,8 +49,8 @@ QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options
                                        options + QStringList{home.filePath(name)});
     if (code != 0)
         qWarning("velmo-mkfirmware ended with %d", code);
-    // The path decides which microphone is meant, and the home's own has random
-    // letters in it.
+    // The path decides which microphone is selected. The home's path has random letters, so it is
+    // left out.
     return QLatin1String("./") + name;
 }
 
@@ -101,7 +102,7 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
 void UpdaterRun::startLauncher(const QStringList &arguments, const QByteArray &simulator)
 {
     QStringList command = Transport::chosen().command;
-    // It stands beside the updater.
+    // velmo-flash is in the same folder as the updater.
     const QFileInfo updater(command.last());
     command.last() = updater.path() + QLatin1Char('/') +
                      updater.fileName().replace(updater.baseName(), QLatin1String("velmo-flash"));
@@ -152,10 +153,10 @@ QByteArray UpdaterRun::contentOf(const QString &path)
 
 QByteArray UpdaterRun::result() const
 {
-    constexpr char lineEnd = '\0'; // in no result
+    constexpr char lineEnd = '\0'; // no result contains it
     return contentOf(resultFile())
         .replace(Transport::chosen().lineEnd, QByteArray(1, lineEnd))
-        // An end that is none there is left as what no test expects.
+        // Wrong line ends become visible text, so comparisons fail.
         .replace('\n', "<LF>")
         .replace('\r', "<CR>")
         .replace(lineEnd, "\n");

@@ -18,15 +18,15 @@ namespace {
 // Far above what a run takes, for machines under load.
 constexpr int endTimeoutMs = 120000;
 constexpr int pollMs = 10;
-/// After its last packet a microphone has said all that it is going to say: above four times
-/// the longest quiet, and its longest delays.
+/// So long after its last packet, a microphone sends no more verdict: above four times the
+/// longest `quiet` and the longest delays.
 constexpr int settleMs = 2500;
 constexpr int openingPackets = 3;
 constexpr int batchSize = 5;
 constexpr int wholePercent = 100;
 constexpr int traceLinesShown = 25;
 
-/// One line a step, as docs/protocol.md counts them.
+/// The percentages, one for each step that docs/protocol.md counts.
 QList<int> progressOf(int packets)
 {
     QList<int> steps;
@@ -42,17 +42,17 @@ QList<int> progressOf(int packets)
 
 } // namespace
 
-/// Runs as seeds draw them (FaultPlan). No result is expected; in all of them
+/// Runs that seeds draw (FaultPlan). No particular result is expected. In every run,
 ///  a. the updater ends, or the microphone's trace says why it waits;
 ///  b. it ends with code 0, unless it is killed;
-///  c. the result file keeps its grammar, its order and what is in it;
-///  d. the outcome is the microphone's, and no success if the microphone could see a loss;
-///  e. nothing is written but the schedule's packets, in their order, all of them;
+///  c. the result file keeps its grammar and order, and only grows;
+///  d. the outcome is the microphone's, and not a success if the microphone could see a loss;
+///  e. the schedule's packets are written, all of them, in order, and nothing else;
 ///  f. nothing is left behind, and no sanitizer complains;
 ///  g. what velmo-flash says agrees with all that.
 ///
-/// VELMO_SEED is the first seed (1), VELMO_RUNS the number of seeds (24); VELMO_SHARD="0/4" is
-/// every fourth of them.
+/// VELMO_SEED is the first seed (default 1) and VELMO_RUNS the number of seeds (default 24).
+/// VELMO_SHARD="0/4" selects every fourth of them.
 class FaultsTest : public QObject
 {
     Q_OBJECT
@@ -109,7 +109,8 @@ private:
     enum class Ending
     {
         Exited,
-        /// It waited for a verdict that the microphone did not give, and was ended.
+        /// The updater waited for a verdict that the microphone did not give, and the test ended
+        /// it.
         Stayed,
         Killed,
         Hung
@@ -137,7 +138,7 @@ private:
     {
         if (traceFile.isOpen() || traceFile.open(QIODevice::ReadOnly))
             trace += traceFile.readAll();
-        // velmo-flash keeps the updater's output at the end.
+        // velmo-flash writes the updater's output to its log when it ends.
         output =
             plan->byLauncher ? UpdaterRun::contentOf(run->path("log.txt")) : run->debugOutput();
     }
@@ -155,7 +156,7 @@ private:
             while (incidents < plan->incidents.size() &&
                    trace.count(" write ") >= plan->incidents.at(incidents).writes)
                 happen(plan->incidents.at(incidents++).event);
-            // It is emptied before this line, and only grows after it.
+            // The updater empties the result file before it prints this, and then only appends.
             if (!disturbed && output.contains("kkkhhhhxxxxx ")) {
                 const QByteArray grown = run->result();
                 require(grown.startsWith(result), "c: the result file was rewritten");
@@ -208,7 +209,7 @@ private:
                run->process.state() != QProcess::NotRunning)
             run->process.waitForFinished(pollMs);
         if (run->process.state() == QProcess::NotRunning) {
-            // The first one has ended, so it may have been this one's turn.
+            // The first updater has ended, so the second one may have run.
             disturbed = killed = true;
             second.kill();
             second.waitForFinished(endTimeoutMs);
@@ -247,7 +248,7 @@ private:
         const bool success =
             run->outcome() == "success 1" || (plan->byLauncher && run->exitCode() == Done);
         if (!disturbed) {
-            // The first steps may come before the window listens.
+            // The first steps may come before the window listens for them.
             const QList<int> steps = progressOf(plan->packets);
             int skipped = 0;
             while (skipped <= openingPackets &&
@@ -265,7 +266,7 @@ private:
         }
         require(!success || verdicts(false).contains(Success),
                 "d: a success that nobody has reported");
-        // Without an entry packet the microphone has no seal to see a loss by.
+        // Without an entry packet the microphone has no seal, and cannot see a loss.
         bool sealed = false;
         QList<QByteArray> taken;
         for (const QByteArray &line : trace.split('\n')) {
@@ -287,7 +288,7 @@ private:
     void checkPackets()
     {
         QList<QByteArray> schedule = packets.mid(plan->upgrading ? 1 : 0);
-        // Three packets are all tail, so packet 0 goes out twice.
+        // If there are only three packets, all belong to the tail, so packet 0 is sent twice.
         if (plan->packets == openingPackets && !plan->upgrading)
             schedule.prepend(packets.first());
         QList<QByteArray> handedOut;
@@ -313,8 +314,8 @@ private:
             if (next == 0)
                 return;
         }
-        // All that is handed out gets to the bus, but for the last one when the updater ends,
-        // unless the microphone was away.
+        // Every packet handed out reaches the bus while the microphone is plugged in. The last one
+        // may be missing when the updater ends.
         require(trace.contains(" departure ") ||
                     written >= handedOut.size() - (ending == Ending::Stayed ? 0 : 1),
                 "e: not all was written");
@@ -336,7 +337,7 @@ private:
             return;
         const QDir folder(run->path("tmp"));
         QStringList left = folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries);
-        // The toolkit's own, a killed host's devices, a killed updater's segment.
+        // The toolkit's folder, the devices of a killed host, the segment of a killed updater.
         QStringList spared = {QStringLiteral("runtime-*"), QStringLiteral("*umockdev*")};
         if (killed || (plan->byLauncher && run->exitCode() == NoVerdict))
             spared += QStringLiteral("qipc_sharedmem*");
@@ -375,13 +376,13 @@ private:
         const QByteArray inFile = run->exitCode() == Done     ? "success 1"
                                   : run->exitCode() == Failed ? "success -1"
                                                               : run->outcome();
-        // What happens to the file may happen when velmo-flash has read it.
+        // The event may come after velmo-flash has read the file.
         const bool differs = said.contains(QLatin1String("result file says"));
         require(differs ? inFile != run->outcome() : disturbed || inFile == run->outcome(),
                 "g: about the result file: " + said.toUtf8());
     }
 
-    /// Of velmo-flash.
+    /// Exit codes of velmo-flash.
     enum Code
     {
         Done = 0,
@@ -402,8 +403,8 @@ private:
         return QByteArray::fromHex(traceLine.mid(traceLine.indexOf(" data=") + 6));
     }
 
-    /// What the microphone has reported. `reachable`: and what has not gone with it or been the
-    /// oldest of too many reports.
+    /// The verdicts that the microphone sent. `reachable`: only those not lost by unplugging or
+    /// queue overflow.
     QList<Verdict> verdicts(bool reachable) const
     {
         static const QRegularExpression form(
@@ -426,14 +427,14 @@ private:
     QString image;
     QList<QByteArray> packets;
     QList<QByteArray> faults;
-    /// How many have happened.
+    /// Number of events that have happened.
     int incidents = 0;
     QFile traceFile;
-    /// Of the updater that was started last, as is the output.
+    /// The trace and output of the latest updater.
     QByteArray trace;
     QByteArray output;
     Ending ending = Ending::Exited;
-    /// Something else has had the result file; and has ended the updater.
+    /// Whether an event changed the result file, and whether one killed the updater.
     bool disturbed = false;
     bool killed = false;
 };

@@ -7,13 +7,13 @@
 #include <algorithm>
 #include <array>
 
-/// Who may run while another one does.
+/// Only one updater runs at a time.
 class InstancesTest : public QObject
 {
     Q_OBJECT
 
 private:
-    /// One that flashes a microphone without a verdict, and stays.
+    /// Starts an updater that never gets a verdict and keeps running.
     static void startLasting(UpdaterRun *run)
     {
         run->start({run->makePlainImage()}, UpdaterRun::silentMicrophone);
@@ -37,7 +37,7 @@ private slots:
         QCOMPARE(second.readAllStandardOutput() + second.readAllStandardError(), QByteArray());
         QCOMPARE(run.result(), result);
         QCOMPARE(run.process.state(), QProcess::Running);
-        // Neither to the first one's microphone, which it shares on wine, nor to another.
+        // The second updater wrote to no microphone. On wine it shares the first one's bus.
         QCOMPARE(run.traceLines(" write "), writes);
         QVERIFY(!QFile::exists(run.path("second-trace.txt")));
     }
@@ -56,10 +56,11 @@ private slots:
     {
         if (Transport::chosen().command.size() > 1)
             // NOLINTNEXTLINE(clang-diagnostic-gnu-zero-variadic-macro-arguments)
-            QSKIP("starts all of them on buses of their own, which only the drop-in has");
+            QSKIP("only with the drop-in does each updater have its own bus");
         UpdaterRun run;
         startLasting(&run);
-        run.kill(); // what it leaves behind must not let two of them run, or none
+        // What it leaves behind must not prevent that exactly one runs.
+        run.kill();
         QVERIFY(QFile::remove(run.path("data/CorvoUpgrade/Firmware_bin.txt")));
 
         std::array<QProcess, 30> starters;

@@ -4,8 +4,8 @@
 #include <QRegularExpression>
 #include <QTest>
 
-/// What a launching application gives the updater, and what it gets.  On Linux; output that
-/// nobody reads is tested on wine, too.
+/// What a launching application gives the updater, and what it gets. These tests run on Linux.
+/// Output that nobody reads is tested on wine, too.
 class LaunchTest : public QObject
 {
     Q_OBJECT
@@ -14,7 +14,8 @@ private slots:
     void the_output_tells_what_happens()
     {
         UpdaterRun run;
-        // 13 packets; it goes after packet 5 and comes back for the last of them.
+        // The image has 13 packets. The microphone leaves after packet 5 and is back before the
+        // last ones.
         run.start({run.makePlainImage()}, "silent=entry;enter-time=20;unplug-at=5;replug-after=50");
         QVERIFY(run.waitForResultEnd("100%\n"));
         const QByteArray printed = "Device Found\n"
@@ -53,10 +54,10 @@ private slots:
 
     void output_that_nobody_reads_does_not_stop_the_upgrade()
     {
-        // The last one has a reader that has left.
+        // The reader of the last one has ended.
         for (const char *output : {"1>&3", "2>&3", "1>&3 2>&3", "2>&1 | true"}) {
             UpdaterRun run;
-            // A pipe that is full from the start.  The debug lines are more than the updater
+            // A pipe that is full from the start. The debug lines are more than the updater
             // keeps for a slow reader.
             run.startInShell(QByteArray("mkfifo full && exec 3<>full && "
                                         "head -c 65536 /dev/zero >&3 && exec \"$0\" \"$@\" ") +
@@ -73,7 +74,8 @@ private slots:
         run.startInShell("exec \"$0\" \"$@\" 0<&- 1>&- 2>&-", {run.makePlainImage()},
                          UpdaterRun::silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n"));
-        // The next thing opened would have been the debug output: a microphone, perhaps.
+        // If they stayed closed, the next opened file, perhaps a microphone, would get the debug
+        // output.
         const QString descriptor = QString("/proc/%1/fd/").arg(run.process.processId());
         for (const char *number : {"0", "1", "2"})
             QCOMPARE(QFile::symLinkTarget(descriptor + number), QString("/dev/null"));

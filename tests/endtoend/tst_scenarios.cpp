@@ -10,8 +10,8 @@
 
 namespace {
 
-/// One line a step: each index of the walk, at which the packets before its batch of five
-/// count, and each of the three packets behind the last batch.
+/// The expected percentages: one for each index of the loop, then one for each packet of the
+/// tail.
 QList<int> wholeProgress()
 {
     constexpr int first = 3;
@@ -26,9 +26,9 @@ QList<int> wholeProgress()
     return progress;
 }
 
-/// On a machine under load the answer to the entry packet may come after the 200 ms for which the
-/// updater listens.  Then the data goes out while the microphone restarts, and the run does not
-/// show what the scenario is about.
+/// On a busy machine, the answer to the entry packet may come after the 200 ms for which the
+/// updater listens. Then the updater sends the data while the microphone restarts, and the run
+/// does not test the scenario.
 bool missedTheAnswer(const UpdaterRun &run)
 {
     constexpr double restartPauseMs = 7000;
@@ -41,10 +41,10 @@ bool missedTheAnswer(const UpdaterRun &run)
     return time(1) - time(0) < restartPauseMs;
 }
 
-/// So many runs are surely not all disturbed.
+/// Attempts. It is very unlikely that load disturbs all of them.
 constexpr int attempts = 3;
 
-/// Of a microphone of ours, or of another maker, that went (1) or came (0).
+/// Whether the updater got a removal (1) or arrival (0) notice for any device.
 bool wasTold(const UpdaterRun &run, int removal)
 {
     const QString notice = QStringLiteral("testddddddd .+ %1 \\d+ \\d+ ").arg(removal);
@@ -53,9 +53,8 @@ bool wasTold(const UpdaterRun &run, int removal)
 
 } // namespace
 
-/// The real program, headless, as a launching application starts it: the whole list
-/// of scenarios, or every nth of it (VELMO_SHARD="0/4"), so that they run side by
-/// side.
+/// Runs the real program headless, as a launching application starts it. VELMO_SHARD="0/4"
+/// selects every fourth scenario, so that shards can run side by side.
 class ScenariosTest : public QObject
 {
     Q_OBJECT
@@ -111,8 +110,8 @@ private slots:
         const QRegularExpression whole("^(\\d+%\n)*" + lastLine + "\\z");
         QVERIFY2(QString(run.result()).contains(whole), run.result().constData());
         QVERIFY(std::is_sorted(percentages.begin(), percentages.end()));
-        // The first steps, of 0 %, may come before the window listens, and a microphone that is
-        // in its upgrade mode has one less.
+        // The first steps, of 0 %, may come before the window listens for them. A microphone that
+        // is found in upgrade mode has one step less.
         if (highest == 100) {
             const QList<int> steps = wholeProgress();
             QVERIFY(percentages.size() >= steps.size() - steps.count(0));
@@ -120,21 +119,21 @@ private slots:
         }
         if (scenario.packetsTaken >= 0)
             QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
-        // The updater opened what came back, and that was idle.
+        // The updater opened the microphone that came back, and the microphone was idle.
         const bool some = scenario.violations == Scenario::Violations::Some;
         QCOMPARE(!run.traceLines("data before the entry packet").isEmpty(), some);
         if (scenario.violations == Scenario::Violations::None)
             QCOMPARE(run.traceLines("violation"), QStringList());
-        // What the settings ask for has happened, and the updater was told of it: without a
-        // notice the result is the same.
+        // The updater was told of each removal and arrival that the settings ask for. The result
+        // alone does not show this.
         const auto asksFor = [&](const char *word) { return scenario.simulator.contains(word); };
         for (const char *leaving : {"vanish", "return-as", "unplug", "extra"})
             QVERIFY2(!asksFor(leaving) || wasTold(run, 1), leaving);
         for (const char *coming : {"vanish", "return-as", "replug", "extra"})
             QVERIFY2(!asksFor(coming) || wasTold(run, 0), coming);
-        // What a sanitizer has to say does not show in the exit code of a killed run.
+        // A killed run's exit code does not show what a sanitizer has found.
         QVERIFY2(!run.debugOutput().contains("Sanitizer"), run.debugOutput().constData());
-        // Every refused image is explained; no other run says so.
+        // The updater explains each refused image, and refuses no other.
         QCOMPARE(run.debugOutput().contains("firmware refused: record "),
                  scenario.broken != nullptr);
     }

@@ -11,7 +11,7 @@ namespace {
 constexpr int endTimeoutMs = UpdaterRun::endTimeoutMs;
 const char *const mainWindow = "Velmo_KVX2 DFU";
 
-/// What an X tool prints.
+/// The output of an X tool.
 QString ask(const char *tool, const QByteArray &arguments)
 {
     QProcess process;
@@ -26,13 +26,13 @@ void press(const char *keys)
     ask("xdotool", keys);
 }
 
-/// The window that has the keyboard; empty without one.
+/// The name of the window that has the keyboard, or nothing.
 QString activeWindow()
 {
     return ask("xdotool", "getactivewindow getwindowname");
 }
 
-/// The windows with a name that matches, one a line.
+/// The visible windows with a matching name, one on each line.
 QString windows(const char *name)
 {
     return ask("xdotool", QByteArray("search --onlyvisible --name ") + name);
@@ -40,7 +40,7 @@ QString windows(const char *name)
 
 } // namespace
 
-/// The real program on a screen, with a window manager and real key presses.
+/// Runs the real program on a screen, with a window manager and real key presses.
 class VisibleTest : public QObject
 {
     Q_OBJECT
@@ -50,7 +50,7 @@ private:
     QProcess server;
     QProcess windowManager;
 
-    /// With 201 packets, and with its window on the screen.
+    /// Starts the updater with 201 packets, and waits until its window is on the screen.
     static void startVisible(UpdaterRun *run, const QByteArray &simulator)
     {
         run->display = qEnvironmentVariable("DISPLAY");
@@ -68,14 +68,14 @@ private:
 private slots:
     void initTestCase()
     {
-        // Without -noreset it starts anew, and drops its clients, when the first leaves.
+        // Without -noreset the server restarts, and drops its clients, when the first one leaves.
         server.start(
             "Xvfb", QString("-displayfd 1 -noreset -nolisten tcp -screen 0 800x600x24").split(' '));
         QVERIFY2(server.waitForStarted(), "Xvfb is needed; scripts/test installs it");
         QTRY_VERIFY_WITH_TIMEOUT(server.canReadLine(), endTimeoutMs);
         qputenv("DISPLAY", ':' + server.readLine().trimmed());
 
-        // In a home without settings, so that its own keys are in force.
+        // The window manager gets a home without settings, so that its default keys work.
         windowManager.start(
             "env", {"-u", "XDG_CONFIG_HOME", "HOME=" + home.path(), "openbox", "--sm-disable"});
         QTRY_VERIFY_WITH_TIMEOUT(
@@ -120,7 +120,8 @@ private slots:
         startVisible(&run, "verdict=" + verdict);
         QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString("Tips"), endTimeoutMs);
         QCOMPARE(run.process.state(), QProcess::Running);
-        QVERIFY(!run.result().contains("success")); // that comes when the box is closed
+        // The outcome is written when the box is closed.
+        QVERIFY(!run.result().contains("success"));
         const auto heard = [&run] { return run.debugOutput().count("qqqq"); };
         const int before = verdict.contains("repeat") ? heard() : -repeats;
         QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeats, endTimeoutMs);
@@ -147,11 +148,11 @@ private slots:
 
     void no_window_is_shown()
     {
-        // A box would keep the program from its end.
+        // A message box would stop the program from exiting.
         const std::initializer_list<std::array<const char *, 3>> ends = {
             {"file:///TB210.bin", UpdaterRun::quickMicrophone, "success 1"},
             {"./TB210.bin", "silent=entry;enter-time=20;verdict=failure2", "success -1"},
-            // Although a window is asked for.
+            // No window appears even with a second argument.
             {"./TB210.bin any", "devices=none", "success -1"},
         };
         for (const auto &[arguments, simulator, outcome] : ends) {
@@ -165,8 +166,8 @@ private slots:
         run.display = qEnvironmentVariable("DISPLAY");
         run.start({run.makePlainImage()}, UpdaterRun::silentMicrophone);
         QVERIFY(run.waitForResultEnd("100%\n"));
-        // A window would have been made before the first percentage, although the window manager
-        // may not have shown it yet.  One without the blank in its name is the toolkit's own.
+        // A window is made before the first percentage, although the window manager may not have
+        // shown it yet. The toolkit has a window of its own, with no blank in its name.
         QCOMPARE(ask("xdotool", "search --name ^Velmo_KVX2[^_]DFU$"), QString());
     }
 
@@ -187,7 +188,7 @@ private slots:
         QVERIFY(std::is_sorted(first.begin(), first.end()));
         QCOMPARE(run.packetsTaken(), packets);
 
-        // Then they act again, and a second transfer counts from the begin.
+        // Now keys work again, and a second transfer counts from 0.
         press(confirm);
         QTRY_COMPARE_WITH_TIMEOUT(run.packetsTaken(), 2 * packets, endTimeoutMs);
         QVERIFY(run.waitForResultEnd("\n100%\n"));

@@ -12,7 +12,7 @@ using Packets = std::vector<Packet>;
 
 namespace {
 
-/// A flash of an image with ten packets, and what comes of it.
+/// The upgrade with an image of ten packets, and its expected events.
 struct Flash
 {
     const char *settings = nullptr;
@@ -20,12 +20,12 @@ struct Flash
     /// with the product id, answers (a) and verdicts (v) with code and flag, and refused packets
     /// (!) with the last word of the reason.
     const char *events = nullptr;
-    /// What is done to the packets: 0 the entry; 1-4, 5-6 and 7 the records of 200, 65 and 64
-    /// bytes; 8 one of 64 bytes; 9 one of 11 bytes.
+    /// Changes the packets. 0 is the entry packet. 1-4, 5-6 and 7 are the records of 200, 65 and
+    /// 64 bytes, 8 is another record of 64 bytes, and 9 a record of 11 bytes.
     void (*change)(Packets &packets) = [](Packets & /*packets*/) {};
 };
 
-/// The entry packet goes out at 1 ms, the others one a millisecond from 601 ms on.
+/// The entry packet is sent at 1 ms, the others from 601 ms on, one each millisecond.
 QString eventsOf(const Flash &flash)
 {
     using Kind = Microphone::Event::Kind;
@@ -73,7 +73,7 @@ const std::initializer_list<Flash> flashes = {
      " entry-accepted@1 restarting@401 upgrading@501 a3.0@611 verdict-given@614 v5.0@614"},
     {"silent=data", " a1.0@3 restarting@401 upgrading@501 verdict-given@614 v5.0@614"},
     {"silent=all", " entry-accepted@1 restarting@401 upgrading@501 verdict-given@614"},
-    // It does not answer what it has judged.
+    // The verdict replaces the answer to the last packet.
     {"answer-delay=20", " a1.0@21 restarting@401 upgrading@501 verdict-given@614 v5.0@614"},
     {"enter-time=50", " a1.0@3 restarting@51 upgrading@51 a3.0@611 verdict-given@614 v5.0@614"},
     {"enter-time=700", " !restarting@608 !restarting@609 upgrading@701"},
@@ -88,9 +88,9 @@ const std::initializer_list<Flash> flashes = {
     {"verdict=none", " upgrading@501 a3.0@611"},
     {"verdict=failure2;verdict-at=4", " upgrading@501 verdict-given@609 v2.0@609 !verdict@609"},
     {"verdict-repeat=4000", " v5.0@614 v5.0@4614 v5.0@8614"},
-    // It is looked at every three seconds, and what it would have said before is not made up.
+    // advance() runs every 3 s; missed repeats are not sent later.
     {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},
-    // Nothing is left of the upgrade that was under way, nor of its seal.
+    // Unplugging forgets the current upgrade and its seal.
     {"unplug-at=5", " !absent@608 !absent@609"},
     {"unplug-at=5;replug-after=2;replug-as=10",
      " upgrading@501 -000B@605 unplugged@605 !absent@606 idle@607 +0010@607 !packet@607 "
@@ -108,8 +108,8 @@ const std::initializer_list<Flash> flashes = {
      [](Packets &all) {
          all.insert(all.begin(), {all[0], all[1], all[2]});
      }},
-    // What is wrong with an image is seen at once or, when its end is missing, after four times
-    // the quiet.
+    // The microphone notices a damaged image at once, and an image without its end after four
+    // times `quiet`.
     {"", " upgrading@501 verdict-given@609 v2.0@609",
      [](Packets &all) { all.erase(all.begin() + 3); }},
     {"", " a3.0@610 verdict-given@2613 v2.0@2613", [](Packets &all) { all.pop_back(); }},
@@ -117,7 +117,7 @@ const std::initializer_list<Flash> flashes = {
     {"", " a3.0@611 verdict-given@614 v2.0@614", [](Packets &all) { all[7].swap(all[8]); }},
     {"", " a3.0@611 verdict-given@614 v2.0@614", [](Packets &all) { all[2][9] ^= 0x10; }},
     {"", " a3.0@611 verdict-given@611 v2.0@611", [](Packets &all) { all[6][60] = 1; }},
-    // Without a seal only the framing counts: a record that is missing does not show.
+    // Without a seal only the framing counts, so a missing record is not noticed.
     {"", " a3.0@611 verdict-given@1114 v5.0@1114", [](Packets &all) { all[0][4] = 0; }},
     {"", " a3.0@610 verdict-given@1113 v5.0@1113",
      [](Packets &all) {
@@ -137,7 +137,7 @@ const std::initializer_list<Flash> flashes = {
      }},
 };
 
-/// By the setting that the line names.
+/// Wrong settings, by the name in the error line.
 const std::map<std::string, std::vector<const char *>> noSettings = {
     {"vanish", {"vanish"}},
     {"anwser-delay", {"anwser-delay=1", " quiet=1 ;; anwser-delay=1"}},
@@ -152,8 +152,7 @@ const std::map<std::string, std::vector<const char *>> noSettings = {
 
 } // namespace
 
-/// The simulated microphone as a state machine, on a clock of the test's own, and what sets
-/// it up.
+/// The simulated microphone as a state machine on a test clock, and its settings.
 class MicrophoneTest : public QObject
 {
     Q_OBJECT
