@@ -1,6 +1,7 @@
 /// velmo-mkfirmware: writes firmware images for the simulated microphone.
 
 #include "simulator/model/ImagePlan.h"
+#include "simulator/model/exitCodes.h"
 
 #include <QCommandLineParser>
 #include <QCoreApplication>
@@ -10,7 +11,6 @@
 
 namespace {
 
-constexpr int exitUsage = 64; // as sysexits.h has it
 constexpr int exitInputOutput = 1;
 
 [[noreturn]] void fail(int code, const QString &why)
@@ -19,22 +19,23 @@ constexpr int exitInputOutput = 1;
     std::exit(code);
 }
 
-/// The plan checks what the number means.
+/// ImagePlan checks whether the image can have this number.
 std::uint32_t numberOf(const QString &digits, std::uint32_t largest)
 {
     bool ok = false;
     const uint number = digits.toUInt(&ok);
     if (!ok || number > largest)
-        fail(exitUsage, QString("'%1' is no number from 0 to %2").arg(digits).arg(largest));
+        fail(sim::exitUsage, QString("'%1' is not a number from 0 to %2").arg(digits).arg(largest));
     return number;
 }
 
 std::array<std::uint8_t, sim::versionSize> versionOf(const QString &version)
 {
-    constexpr uint largestPart = 127; // a part is a signed byte to those who show it
+    constexpr uint largestPart = 127; // programs that show it read a signed byte
     const QStringList parts = version.split('.');
     if (parts.size() != int{sim::versionSize})
-        fail(exitUsage, QString("'%1' is not three numbers with points between them").arg(version));
+        fail(sim::exitUsage,
+             QString("'%1' is not three numbers with points between them").arg(version));
     std::array<std::uint8_t, sim::versionSize> bytes{};
     for (std::size_t i = 0; i < bytes.size(); ++i)
         bytes[i] = static_cast<std::uint8_t>(numberOf(parts[static_cast<int>(i)], largestPart));
@@ -65,7 +66,7 @@ int main(int argc, char **argv)
                                      "N.N.N");
     const QCommandLineOption records("records", "Number of data records (20).", "N", "20");
     const QCommandLineOption size("size", "Bytes of each data record (256).", "BYTES", "256");
-    const QCommandLineOption sizes("sizes", "Instead: the size of each, in order.",
+    const QCommandLineOption sizes("sizes", "Sizes of all records; replaces --records and --size.",
                                    "BYTES,BYTES,...");
     const QCommandLineOption broken(
         "broken", QString("Break the image: %1.").arg(breakages.join(", ")), "KIND");
@@ -76,11 +77,11 @@ int main(int argc, char **argv)
     options.addOptions({version, records, size, sizes, broken});
     options.addPositionalArgument("OUT", "The file to write.");
     if (!options.parse(QCoreApplication::arguments()))
-        fail(exitUsage, options.errorText());
+        fail(sim::exitUsage, options.errorText());
     if (options.isSet("help"))
         options.showHelp(0);
     if (options.positionalArguments().size() != 1)
-        fail(exitUsage, "one OUT is needed (see --help)");
+        fail(sim::exitUsage, "one OUT is needed (see --help)");
 
     sim::ImagePlan plan;
     if (options.isSet(version))
@@ -94,7 +95,7 @@ int main(int argc, char **argv)
     plan.breakage = options.value(broken).toStdString();
     const std::string fault = plan.fault();
     if (!fault.empty())
-        fail(exitUsage, QString::fromStdString(fault));
+        fail(sim::exitUsage, QString::fromStdString(fault));
 
     write(options.positionalArguments().constFirst(), plan.makeImage());
     return 0;

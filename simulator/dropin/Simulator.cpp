@@ -1,6 +1,7 @@
 #include "simulator/dropin/Simulator.h"
 
 #include "simulator/dropin/hid_device_.h"
+#include "simulator/model/queuedReports.h"
 
 #include <QCoreApplication>
 
@@ -12,7 +13,7 @@ namespace sim {
 
 Simulator &Simulator::instance()
 {
-    // Never destroyed: threads may be inside when the process ends.
+    // Never destroyed, because threads may still use it when the process ends.
     static auto *const simulator = new Simulator; // NOLINT(cppcoreguidelines-owning-memory)
     return *simulator;
 }
@@ -100,7 +101,7 @@ void Simulator::sent(std::size_t index, const Bus::Report &report)
         if (handle->closed || handle->lost || handle->device != index)
             continue;
         handle->queue.push_back(report);
-        if (handle->queue.size() > inputQueueSize) {
+        if (handle->queue.size() > velmo_queued_reports) {
             const Bus::Report &oldest = handle->queue.front();
             bus.log().line("dropped", "handle=" + std::to_string(handle->number) +
                                           " data=" + Trace::hex(oldest.data(), oldest.size()));
@@ -115,7 +116,7 @@ void Simulator::notify(std::size_t index, bool removal)
     if (receiver == nullptr || noticesOff || loopEnded)
         return;
     const auto tell = [this, device = listing(index), removal] { deliver(device, removal); };
-#ifndef __clang_analyzer__ // which takes the toolkit's way with such functions for a leak
+#ifndef __clang_analyzer__ // clang's analyzer reports a false leak here.
     QMetaObject::invokeMethod(receiver.get(), tell, Qt::QueuedConnection);
 #endif
 }
@@ -144,7 +145,7 @@ void Simulator::registerNotices(NoticeCallback callback, void *context)
     loopEnded = false;
     if (receiver == nullptr) {
         receiver = std::make_unique<QObject>();
-        // The event loop is about to end, so nothing is posted to it any more.
+        // The event loop is about to end, so no more notices are posted to it.
         qAddPostRoutine([] {
             Simulator &simulator = instance();
             const std::lock_guard<std::mutex> ending(simulator.mutex);
@@ -206,7 +207,7 @@ void Simulator::close(hid_device_ *handle)
     changed.notify_all();
 }
 
-/// Null for a handle that is closed or unknown.  Such a handle is not dereferenced.
+/// Null for a handle that is closed or unknown. Such a handle is not dereferenced.
 hid_device_ *Simulator::find(const hid_device_ *handle) const
 {
     const auto known = std::find_if(handles.rbegin(), handles.rend(),
@@ -229,7 +230,7 @@ int Simulator::write(hid_device_ *handle, const std::uint8_t *data, std::size_t 
     const hid_device_ *const known = find(handle);
     if (known == nullptr)
         return -1;
-    // The device may be back on the bus, but this handle stays lost.
+    // Even if the device is back on the bus, this handle stays lost.
     const auto index = known->lost ? std::nullopt : std::optional(known->device);
     std::optional<bool> taken;
     bus.write(index, {data, data + length}, [this, &taken](bool answer) {

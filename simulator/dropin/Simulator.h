@@ -21,20 +21,17 @@ namespace sim {
 
 /// The simulated bus behind the HID library's functions, one in a process.
 ///
-/// Every function may be called from any thread.  A thread of its own runs the devices.
+/// Every function may be called from any thread. A thread of its own runs the devices.
 /// It and this object live until the process ends, because they may be in use until then.
 class Simulator : private IBusListener
 {
 public:
-    /// Input reports that a handle keeps for its reader, as many as hidraw does.
-    static constexpr std::size_t inputQueueSize = 64;
-
     static Simulator &instance();
     /// @name For tests
     /// @{
 
     /// Starts over with these settings, in the grammar of VELMO_SIM: handles are
-    /// closed, records emptied, the registration for notices is forgotten.  Returns what
+    /// closed, records emptied, the registration for notices is forgotten. Returns what
     /// is wrong with the settings, and changes nothing then; empty when they are right.
     std::string configure(const std::string &settingsText);
     /// As in Bus.
@@ -64,12 +61,12 @@ public:
     void close(hid_device_ *handle);
     /// The device of the handle; nothing for a handle that is closed or unknown.
     std::optional<Listing> describe(const hid_device_ *handle) const;
-    /// Waits until the device has the report.  Returns `length`, or -1.
+    /// Waits until the device has the report. Returns `length`, or -1.
     int write(hid_device_ *handle, const std::uint8_t *data, std::size_t length);
     /// The report's size, 0 after `timeoutMs` (negative: none), or -1.
     int read(hid_device_ *handle, std::uint8_t *data, std::size_t length, int timeoutMs);
     /// Like the HID library's registration: a second callback replaces the first one, and
-    /// after an unregistration there are no notices any more.  Notices come through the event
+    /// after an unregistration there are no notices any more. Notices come through the event
     /// loop of the thread that registered first.
     void registerNotices(NoticeCallback callback, void *context);
     /// @}

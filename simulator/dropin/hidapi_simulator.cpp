@@ -1,5 +1,5 @@
-/// The functions of the HID library that this system calls, over the simulator.  They fail for
-/// a handle that is closed, null or unknown, and do not dereference it.
+/// The HID library over the simulator, with the functions that the updater and velmo-flash call.
+/// They fail for a handle that is closed, null or unknown, and do not dereference it.
 
 #include "simulator/dropin/Simulator.h"
 #include "simulator/model/DeviceNames.h"

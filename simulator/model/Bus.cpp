@@ -1,6 +1,7 @@
 #include "simulator/model/Bus.h"
 
 #include "simulator/model/earliest.h"
+#include "simulator/model/exitCodes.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -11,7 +12,7 @@ namespace sim {
 
 namespace {
 
-/// The size of a report that is cut.
+/// The size of a short report.
 constexpr std::size_t shortReportSize = inputReportSize / 2;
 
 } // namespace
@@ -20,7 +21,7 @@ Bus::Bus(IBusListener *busListener, std::string devicePathPrefix)
     : listener(busListener)
     , pathPrefix(std::move(devicePathPrefix))
 {
-    std::string fault = "VELMO_SIM_TRACE: the file cannot be opened for writing";
+    std::string fault = std::string(Trace::variable) + ": the file cannot be opened for writing";
     if (trace.open()) {
         const char *const text = std::getenv("VELMO_SIM");
         fault = configure(text != nullptr ? text : "");
@@ -29,7 +30,7 @@ Bus::Bus(IBusListener *busListener, std::string devicePathPrefix)
         fault.insert(0, "VELMO_SIM: ");
     }
     std::fprintf(stderr, "%s\n", fault.c_str());
-    // Threads of the program may be running; nothing here needs destructors.
+    // Other threads of the program may be running, so no destructors run.
     std::_Exit(exitBadSettings);
 }
 
@@ -82,7 +83,7 @@ void Bus::write(std::optional<std::size_t> index, Report report, Done done)
         lose(report, done);
         return;
     }
-    // wine does not tell when a program opens a device, so its first write counts.
+    // wine does not tell when a program opens a device, so its first write counts as that.
     opened(*index);
     const Time duration = settings.slowWrites.count(call) ? settings.slowTime : settings.packetTime;
     transfers.push_back({*index, std::move(report), std::move(done), call, now() + duration});
@@ -112,7 +113,7 @@ void Bus::arrive(const Transfer &transfer)
     taken.push_back(report);
     if (settings.extra && index == configuredIndex && microphone.lastPacket() == settings.extraAt)
         extraDue = now();
-    // Before its consequences, because the device may leave the bus at once.
+    // Called before the consequences, because the device may leave the bus at once.
     done(true);
     advance(index);
 }
@@ -142,7 +143,7 @@ void Bus::inject(const InputReport &report)
 
 std::optional<Bus::Clock::time_point> Bus::runDue()
 {
-    // What was due before a report arrives happens first, even if this is called late.
+    // Events that were due before a report arrives come first, even if this is called late.
     runExtraDevice();
     for (std::size_t i = 0; i < deviceList.size(); ++i)
         advance(i);
@@ -226,7 +227,7 @@ void Bus::advance(std::size_t index)
 void Bus::addExtraDevice(const DeviceId &id)
 {
     Device extra{nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())};
-    // It is not on the bus yet, and nobody is told of that.
+    // The device is not on the bus yet. Its events are thrown away.
     extra.microphone.unplug(now());
     extra.microphone.advance(now());
     deviceList.push_back(std::move(extra));

@@ -16,11 +16,11 @@
 
 namespace sim {
 
-/// The simulated bus with its devices, on the real clock.  Each way of connecting the devices
+/// The simulated bus with its devices, on the real clock. Each way of connecting the devices
 /// to a program uses this class, so the devices behave the same everywhere.
 ///
-/// It has no threads and no lock.  One thread at a time uses it, and calls runDue() when
-/// that says so.
+/// It has no threads and no lock. Only one thread at a time may use it. Call runDue() at the times
+/// that it returns.
 class Bus
 {
 public:
@@ -31,43 +31,39 @@ public:
     };
     using Clock = std::chrono::steady_clock;
     using Report = std::vector<std::uint8_t>;
-    /// Called once: whether the device took the report.
+    /// Called once. `taken`: whether the device took the report.
     using Done = std::function<void(bool taken)>;
 
-    /// A configuration error in sysexits.h.
-    static constexpr int exitBadSettings = 78;
-
-    /// With the devices that VELMO_SIM asks for.  A mistake in VELMO_SIM or VELMO_SIM_TRACE
-    /// ends the process with one line on standard error and `exitBadSettings`.  The listener
+    /// Creates the devices that VELMO_SIM names. A mistake in VELMO_SIM or VELMO_SIM_TRACE
+    /// ends the process with one line on standard error and `exitBadSettings`. The listener
     /// lives longer than the bus and is not told of the devices that are there from the start.
     /// A device's path is the prefix and a number from 0 on.
     Bus(IBusListener *busListener, std::string devicePathPrefix);
 
-    /// Starts over with these settings, in the grammar of VELMO_SIM.  Returns what is wrong
-    /// with them, and changes nothing then; empty when they are right.
+    /// Starts over with these settings, in the grammar of VELMO_SIM. If they are wrong, returns
+    /// why and changes nothing. Returns an empty text otherwise.
     std::string configure(const std::string &settingsText);
     Trace &log() { return trace; }
 
-    /// In the order of the settings, then the extra device; a device keeps its index.
+    /// The devices in the order of the settings, then the extra device. A device keeps its index.
     const std::vector<Device> &devices() const { return deviceList; }
-    /// The device's index; nothing when no device on the bus has this path.
+    /// The device's index, or nothing if no device on the bus has this path.
     std::optional<std::size_t> find(const std::string &path) const;
 
-    /// A program opens the device.  The settings' microphone is the one opened first.
+    /// A program opens the device. The settings' microphone is the one opened first.
     void opened(std::size_t index);
-    /// A program writes a report.  It takes some time to the device.  Reports arrive in
-    /// order; when the device leaves the bus before, they never arrive.  Without an index the
-    /// device has left already.
+    /// A program writes a report. Reports take some time and arrive in order. Reports still on
+    /// their way when the device leaves are lost. No index: the device has already left.
     void write(std::optional<std::size_t> index, Report report, Done done);
-    /// These three act on the microphone that was opened first or, before any is opened, on
-    /// the first one of the list.  Without a microphone they do nothing.
+    /// The next three functions act on the microphone that was opened first. Before any is opened,
+    /// they act on the first of the list. Without a microphone they do nothing.
     void unplug();
-    /// Under another product id if one is given.
+    /// Changes the product id if one is given.
     void plug(std::optional<std::uint16_t> productId, bool upgrading);
     void inject(const InputReport &report);
 
-    /// Does what is due.  Returns when to call it again, if ever; that may be at once, and any
-    /// of the functions above may make it earlier.
+    /// Does what is due. Returns when to call it again, if ever. That may be at once, and a call of
+    /// any function above may make it earlier.
     std::optional<Clock::time_point> runDue();
 
     const std::vector<Microphone::Refusal> &violations() const { return refusals; }
@@ -81,7 +77,7 @@ private:
         std::size_t index;
         Report report;
         Done done;
-        /// Which write it is, the first one being 1.
+        /// The number of this write, from 1 on.
         std::uint32_t call;
         Time due;
     };
@@ -111,7 +107,7 @@ private:
     int pathsGiven = 0;
     /// When the extra device, the last of the list, comes or goes next.
     std::optional<Time> extraDue;
-    /// In order: a slow one holds up those behind it.
+    /// In order. A slow one delays those behind it.
     std::deque<Transfer> transfers;
     std::uint32_t writes = 0;
     std::uint32_t reportsSent = 0;

@@ -6,7 +6,7 @@
 
 namespace sim {
 
-/// Connects the devices of a bus to a program.  The functions of Bus call it, on the thread
+/// Connects the devices of a bus to a program. The functions of Bus call it, on the thread
 /// that called them.
 class IBusListener
 {

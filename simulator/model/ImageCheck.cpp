@@ -24,14 +24,9 @@ bool ImageCheck::looksSealed(const Payload &payload)
     return looksLikeEntry(payload) && payload[sealMarkOffset] == sealMark;
 }
 
-void ImageCheck::clear()
-{
-    *this = ImageCheck();
-}
-
 void ImageCheck::begin(const Payload &entry)
 {
-    clear();
+    *this = ImageCheck();
     if (looksSealed(entry))
         seal = Seal{littleEndian(&entry[sealCountOffset], sealCountSize),
                     littleEndian(&entry[sealSumOffset], sealSumSize)};

@@ -6,36 +6,34 @@
 
 namespace sim {
 
-/// Puts the image's records together again from the packets and judges them.
+/// Assembles the image's records from the packets and judges them.
 ///
 /// With a seal (the entry packet of an image that velmo-mkfirmware made) the
-/// judgement is exact: the number of records and the checksum of their bytes.  Without a
+/// judgement is exact: the number of records and the checksum of their bytes. Without a
 /// seal only the framing counts.
 class ImageCheck
 {
 public:
     enum class Result
     {
-        Incomplete, ///< more packets are needed, or without a seal may come
-        Complete,   ///< all records that the seal tells of are there and right
+        Incomplete, ///< more packets are needed or, without a seal, may come
+        Complete,   ///< all records that the seal counts are there and right
         Damaged,    ///< cannot become right any more
     };
 
     /// Whether this payload has the form of an entry packet: a record of 11 bytes,
     /// the rest zero.
     static bool looksLikeEntry(const Payload &payload);
-    /// The same with the seal's mark in it.
+    /// Whether it also has the seal's mark.
     static bool looksSealed(const Payload &payload);
 
-    /// Forgets everything, the seal too.
-    void clear();
     /// Starts an image with this entry packet and keeps the seal that is in it.
     void begin(const Payload &entry);
     void take(const Payload &payload);
 
     Result result() const { return judgement; }
     bool isSealed() const { return seal.has_value(); }
-    /// Between two records, or at the beginning.
+    /// Whether the next packet begins a record.
     bool atRecordBoundary() const { return missing == 0; }
     /// Whether the image is right if no more packets come.
     bool isWhole() const;
@@ -49,7 +47,7 @@ private:
 
     std::optional<Seal> seal;
     std::uint32_t sum = emptyChecksum;
-    /// Bytes that the record under way still needs.
+    /// Bytes that the current record still needs.
     std::size_t missing = 0;
     std::uint32_t wholeRecords = 0;
     Result judgement = Result::Incomplete;

@@ -13,7 +13,7 @@ using Image = std::vector<std::uint8_t>;
 
 constexpr unsigned bitsPerByte = 8;
 constexpr std::size_t lengthFieldSize = 2;
-/// Byte 0 of every record.  Only a real microphone knows what it means.
+/// Byte 0 of every record. Only a real microphone knows what it means.
 constexpr std::uint8_t recordType = 0x01;
 /// A first record that holds a version is at least this long.
 constexpr std::size_t minimumVersionRecordSize = versionOffset + versionSize;
@@ -33,7 +33,7 @@ void putHead(std::uint8_t *record, std::size_t size)
 /// Fills everything behind the records' heads.
 void fillRecords(std::uint8_t *data, const std::vector<std::size_t> &sizes)
 {
-    std::mt19937 random; // NOLINT: the same contents each time are what is wanted
+    std::mt19937 random; // NOLINT: the contents must be the same each time
     std::uint8_t *record = data;
     for (const std::size_t size : sizes) {
         putHead(record, size);
@@ -46,7 +46,7 @@ void fillRecords(std::uint8_t *data, const std::vector<std::size_t> &sizes)
     }
 }
 
-/// By name; each is given the image and the last record's size.
+/// The ways to break an image, by name. Each gets the image and the last record's size.
 using Breakage = void (*)(Image &image, std::size_t lastSize);
 const std::map<std::string, Breakage> &breakagesByName()
 {
@@ -98,7 +98,7 @@ std::string ImagePlan::fault() const
         return "the first record needs " + std::to_string(minimumVersionRecordSize) +
                " bytes to hold a version";
     if (!breakage.empty() && breakagesByName().count(breakage) == 0)
-        return "there is no way to break an image called " + breakage;
+        return "unknown --broken kind: " + breakage;
     return {};
 }
 

@@ -10,7 +10,7 @@
 
 namespace sim {
 
-/// Describes a firmware image and makes it.  The same plan makes the same bytes.
+/// Describes a firmware image and makes it. The same plan makes the same bytes.
 struct ImagePlan
 {
     std::optional<std::array<std::uint8_t, versionSize>> version;
@@ -23,7 +23,7 @@ struct ImagePlan
 
     /// What is wrong with the plan; empty for nothing.
     std::string fault() const;
-    /// The image's bytes, sealed and then broken as asked.  The plan has no fault.
+    /// The image's bytes, sealed and then broken as asked. The plan has no fault.
     std::vector<std::uint8_t> makeImage() const;
 };
 

@@ -19,7 +19,7 @@ InputReport statusReport(std::uint8_t code, std::uint8_t flag)
     return report;
 }
 
-/// Of the kinds that a microphone sends besides the upgrade: of 256 in a row each is another.
+/// A report unrelated to the upgrade. 256 in a row are all different.
 InputReport unrelatedReport(std::uint8_t number)
 {
     constexpr unsigned kinds = 64;
@@ -88,15 +88,15 @@ Microphone::Refusal Microphone::judge(const std::uint8_t *report, std::size_t le
     case State::VerdictGiven:
         return Refusal::AfterVerdict;
     case State::Upgrading:
-    case State::Unplugged: // not on the bus, answered above
+    case State::Unplugged: // answered above, as not on the bus
         break;
     }
     return Refusal::None;
 }
 
-/// A data packet may look like an entry packet by chance.  A repeated entry packet equals the
-/// one that began this upgrade; if none did, it has the seal's mark and stands where a record
-/// begins.
+/// A data packet may look like an entry packet by chance. So a repeated entry packet must equal
+/// the one that began this upgrade. If there was none, it must have the seal's mark and come where
+/// a record begins.
 bool Microphone::isRepeatedEntry(const Payload &payload) const
 {
     if (entry)
@@ -168,7 +168,8 @@ void Microphone::unplug(Time now)
     if (onBus)
         depart(now);
     timers = {};
-    forgetUpgrade();
+    check = ImageCheck();
+    entry.reset();
     enter(State::Unplugged, now);
 }
 
@@ -196,7 +197,7 @@ std::vector<Microphone::Event> Microphone::advance(Time now)
         auto *const due = std::find(timers.begin(), timers.end(), next);
         due->reset();
         fire(static_cast<Timer>(due - timers.begin()), *next);
-        // A bus that takes longer than the interval must not fall behind for ever.
+        // A bus that takes longer than the interval must not fall behind forever.
         if (timer(Repeat) && *timer(Repeat) <= now)
             timer(Repeat) = now + *settings.verdictRepeat;
         if (timer(Chatter) && *timer(Chatter) <= now)
@@ -308,52 +309,26 @@ void Microphone::arrive(std::uint16_t productId, Time at)
     events.push_back({Event::Kind::Arrival, at, {}, product, {}});
 }
 
-void Microphone::forgetUpgrade()
-{
-    check.clear();
-    entry.reset();
-}
+// Both tables are in the order of their enumeration.
 
 const char *Microphone::describe(Refusal refusal)
 {
-    switch (refusal) {
-    case Refusal::None:
-        return "none";
-    case Refusal::WrongLength:
-        return "length is not 65";
-    case Refusal::WrongReportId:
-        return "first byte is not 4B";
-    case Refusal::NotUpgrading:
-        return "data before the entry packet";
-    case Refusal::Restarting:
-        return "report while restarting";
-    case Refusal::Absent:
-        return "report while absent";
-    case Refusal::AfterVerdict:
-        return "report after the verdict";
-    case Refusal::Foreign:
-        return "report to a foreign device";
-    }
-    return "";
+    constexpr std::array texts = {"none",
+                                  "length is not 65",
+                                  "first byte is not 4B",
+                                  "data before the entry packet",
+                                  "report while restarting",
+                                  "report while absent",
+                                  "report after the verdict",
+                                  "report to a foreign device"};
+    return texts.at(static_cast<std::size_t>(refusal));
 }
 
 const char *Microphone::describe(State state)
 {
-    switch (state) {
-    case State::Idle:
-        return "idle";
-    case State::EntryAccepted:
-        return "entry-accepted";
-    case State::Restarting:
-        return "restarting";
-    case State::Upgrading:
-        return "upgrading";
-    case State::VerdictGiven:
-        return "verdict-given";
-    case State::Unplugged:
-        return "unplugged";
-    }
-    return "";
+    constexpr std::array texts = {"idle",      "entry-accepted", "restarting",
+                                  "upgrading", "verdict-given",  "unplugged"};
+    return texts.at(static_cast<std::size_t>(state));
 }
 
 } // namespace sim

@@ -14,8 +14,8 @@ namespace sim {
 
 /// One microphone, or another HID device that does nothing.
 ///
-/// It has no threads and no clock.  Each call passes the time, which never goes back;
-/// nextDeadline() says when advance() must be called again.  One thread at a time.
+/// It has no threads and no clock. Each call passes the time, which never goes back.
+/// nextDeadline() says when advance() must be called again. Only one thread at a time may use it.
 class Microphone
 {
 public:
@@ -29,7 +29,7 @@ public:
         Unplugged,
     };
 
-    /// Why a report was not taken.  All of these are faults of the host.
+    /// Why a report was not taken. Each is a fault of the host.
     enum class Refusal
     {
         None,
@@ -54,13 +54,13 @@ public:
             StateChange
         };
         Kind kind;
-        /// When it was due; advance() may have been called later.
+        /// When it was due. advance() may have been called later.
         Time at;
-        /// Of Confirmation, Verdict and Chatter.
+        /// For Confirmation, Verdict and Chatter.
         InputReport report;
-        /// Of Departure and Arrival.
+        /// For Departure and Arrival.
         std::uint16_t productId;
-        /// Of StateChange.
+        /// For StateChange.
         State state;
     };
 
@@ -71,29 +71,29 @@ public:
     Microphone(std::uint16_t vendorId, std::uint16_t productId,
                const MicrophoneSettings &behaviour);
 
-    /// An output report arrives.  Call advance() afterwards, because its consequences may
-    /// be due at once.
+    /// An output report arrives. Call advance() afterwards, because its consequences may be due at
+    /// once.
     Refusal receive(const std::uint8_t *report, std::size_t length, Time now);
     /// A host opens it; the first time starts the clock of `unplugAfter`.
     void opened(Time now);
-    /// Pulls it out, or plugs it in under this product id.  Nothing happens when it is out,
-    /// or in, already.
+    /// Unplugs it, or plugs it in under this product id. Does nothing if it is already unplugged or
+    /// plugged in.
     void unplug(Time now);
     void plug(std::uint16_t productId, bool upgrading, Time now);
 
-    /// When something is due next, if anything is.
+    /// When the next event is due, if there is one.
     std::optional<Time> nextDeadline() const;
-    /// What has happened up to now, in order.
+    /// The events since the last call, in order.
     std::vector<Event> advance(Time now);
 
     State state() const { return currentState; }
     bool isOnBus() const { return onBus; }
     bool isForeign() const { return vendor != microphoneVendor; }
     std::uint16_t vendorId() const { return vendor; }
-    /// The last one, while it is off the bus.
+    /// While unplugged: the last id.
     std::uint16_t productId() const { return product; }
-    /// The number of the packet taken last.  The entry packet is 0, data packets count from
-    /// 1; a repeated entry packet is counted on.
+    /// The number of the packet taken last. The entry packet is 0, data packets count from 1. A
+    /// repeated entry packet counts as the next number.
     std::optional<std::uint32_t> lastPacket() const { return packet; }
 
     /// One line of text, without line end.
@@ -127,7 +127,6 @@ private:
     void enter(State next, Time at);
     void depart(Time at);
     void arrive(std::uint16_t productId, Time at);
-    void forgetUpgrade();
     std::optional<Time> &timer(Timer which) { return timers[which]; }
 
     std::uint16_t vendor;
@@ -138,8 +137,7 @@ private:
     bool wasOpened = false;
     std::array<std::optional<Time>, timerCount> timers;
     ImageCheck check;
-    /// The entry packet of the upgrade under way; none when it was found in
-    /// upgrade mode.
+    /// The entry packet of the current upgrade. None if the microphone was found in upgrade mode.
     std::optional<Payload> entry;
     std::optional<std::uint32_t> packet;
     std::uint8_t pendingCode = 0;

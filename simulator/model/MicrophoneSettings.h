@@ -10,13 +10,13 @@ namespace sim {
 using Time = std::chrono::microseconds;
 
 /// The restart begins this long after the answer to the entry packet, and not before this
-/// part of the time from the entry packet to upgrade mode.  So a host can read the answer,
+/// part of the time from the entry packet to upgrade mode. So a host can read the answer,
 /// also under load, before the microphone leaves the bus.
 constexpr Time restartPause = std::chrono::milliseconds(100);
 constexpr int restartPartNumerator = 4;
 constexpr int restartPartDenominator = 5;
 
-/// Which answers the microphone withholds.  `All` includes the verdict.
+/// Which answers the microphone withholds. `All` includes the verdict.
 enum class Silence
 {
     None,

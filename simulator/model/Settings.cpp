@@ -43,7 +43,7 @@ bool parseNumber(std::string_view text, int base, std::uint32_t largest, std::ui
     return error == std::errc() && end == text.data() + text.size() && number <= largest;
 }
 
-// parse() reads a value of each type.  It returns false when the text is no such value.
+// parse() reads a value of each type. It returns false if the text is not such a value.
 
 bool parse(std::string_view text, std::uint32_t &number)
 {
@@ -102,7 +102,7 @@ bool parse(std::string_view text, Settings::Calls &calls)
     return true;
 }
 
-/// The values that were given, by name, until they are fetched.
+/// The given values by name. A value is removed when it is fetched.
 class Values
 {
 public:
@@ -125,7 +125,7 @@ public:
     {
         const auto given = values.extract(name);
         if (given && !parse(given.mapped(), value))
-            blame(name, "the value is not allowed");
+            blame(name, "invalid value");
     }
 
     template <typename Value>
@@ -136,10 +136,10 @@ public:
         if (word != words.end())
             value = word->second;
         else if (given)
-            blame(name, "the value is not allowed");
+            blame(name, "invalid value");
     }
 
-    /// What is wrong.  A name that was not fetched is unknown.
+    /// The first fault, or nothing. A name that was not fetched is unknown.
     std::string fault()
     {
         if (!values.empty())
@@ -200,11 +200,11 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("short-reads", settings.shortReads);
     values.fetch("fail-reads", settings.failingReads);
     std::string fault = values.fault();
-    // Without an interval the simulator would do nothing else.
+    // At an interval of 0, the simulator would do nothing else.
     if (fault.empty() && microphone.verdictRepeat == Time(0))
-        fault = "verdict-repeat: from 1 on";
+        fault = "verdict-repeat: must be at least 1";
     if (fault.empty() && microphone.chatter == Time(0))
-        fault = "chatter: from 1 on";
+        fault = "chatter: must be at least 1";
     if (!fault.empty())
         return fault;
     if (microphone.returnAs)

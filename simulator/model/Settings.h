@@ -18,7 +18,7 @@ struct DeviceId
     std::uint16_t product = plainProduct;
 };
 
-/// Everything that VELMO_SIM says.  README.md has the grammar and the defaults.
+/// Everything that VELMO_SIM says. README.md has the grammar and the defaults.
 struct Settings
 {
     /// Calls of a kind, counted from 1.

@@ -8,7 +8,7 @@ namespace sim {
 
 bool Trace::open()
 {
-    const char *const name = std::getenv("VELMO_SIM_TRACE");
+    const char *const name = std::getenv(variable);
     if (name == nullptr || *name == '\0')
         return true;
     file.open(name, std::ios::app | std::ios::binary);

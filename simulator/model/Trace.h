@@ -8,13 +8,15 @@
 
 namespace sim {
 
-/// The log of everything that happens, one line an event (README.md has the format).  Its
-/// owner makes sure that one thread at a time uses it.
+/// The log of all events, one line for each (README.md has the format). Only one thread at a time
+/// may use it.
 class Trace
 {
 public:
-    /// Lines go to the end of the file that VELMO_SIM_TRACE names, if it names one.  False
-    /// when that file cannot be opened.
+    static constexpr const char *variable = "VELMO_SIM_TRACE";
+
+    /// Opens the file that VELMO_SIM_TRACE names, if any. Lines are appended to it. False if the
+    /// file cannot be opened.
     bool open();
     /// Writes "TIME EVENT" and, if there are any, " DETAILS".
     void line(const char *event, const std::string &details = {});

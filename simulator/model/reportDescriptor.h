@@ -11,7 +11,7 @@ namespace sim {
 // Formatted with one item a line.
 // clang-format off
 /// The HID report descriptor of every simulated device: one numbered report of bytes in
-/// each direction.  Counts leave the report identifier out, as in all such descriptors.
+/// each direction. Counts leave the report identifier out, as in all such descriptors.
 constexpr std::array<std::uint8_t, 29> reportDescriptor = {
     0x06, deviceUsagePage & 0xFF, deviceUsagePage >> 8, // Usage Page
     0x09, deviceUsage,                                  // Usage

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What crosses the USB link, as the microphone sees it.  Nothing here is shared with the
+/// What crosses the USB link, as the microphone sees it. Nothing here is shared with the
 /// updater, so that both sides cannot share a mistake.
 namespace sim {
 
@@ -21,7 +21,7 @@ constexpr std::uint8_t inputReportId = 0x4B;
 using Payload = std::array<std::uint8_t, payloadSize>;
 using InputReport = std::array<std::uint8_t, inputReportSize>;
 
-/// Status report of the upgrade: class, code and flag.  Other reports: group and kind.
+/// Status report of the upgrade: class, code and flag. Other reports: group and kind.
 constexpr std::size_t classOffset = 4;
 constexpr std::uint8_t statusClass = 0x0B;
 constexpr std::size_t groupOffset = 5;
@@ -57,7 +57,7 @@ static_assert(sealSumOffset + sealSumSize == entryRecordSize);
 
 /// The checksum of no bytes.
 constexpr std::uint32_t emptyChecksum = 2166136261;
-/// FNV-1a.  `before` is the checksum of the bytes before these.
+/// FNV-1a. `before` is the checksum of the bytes before these.
 constexpr std::uint32_t checksum(const std::uint8_t *bytes, std::size_t size,
                                  std::uint32_t before = emptyChecksum)
 {

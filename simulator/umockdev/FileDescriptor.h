@@ -10,9 +10,7 @@ class FileDescriptor
 public:
     FileDescriptor() = default;
     ~FileDescriptor() { reset(); }
-    FileDescriptor(const FileDescriptor &) = delete;
-    FileDescriptor &operator=(const FileDescriptor &) = delete;
-    FileDescriptor(FileDescriptor &&) = delete;
+    /// This also prevents copies and moves by construction.
     FileDescriptor &operator=(FileDescriptor &&) = delete;
 
     int get() const { return descriptor; }

@@ -2,6 +2,7 @@
 
 #include "simulator/model/DeviceNames.h"
 #include "simulator/model/Trace.h"
+#include "simulator/model/queuedReports.h"
 #include "simulator/model/reportDescriptor.h"
 
 #include <fcntl.h>
@@ -76,14 +77,14 @@ void HidrawNode::makeTerminal()
     int masterSide = 0;
     int slaveSide = 0;
     if (openpty(&masterSide, &slaveSide, nullptr, nullptr, nullptr) != 0)
-        fail("no pseudo-terminal to be had");
+        fail("cannot open a pseudo-terminal");
     master.reset(masterSide);
     slave.reset(slaveSide);
     termios mode{};
     tcgetattr(slave.get(), &mode);
     cfmakeraw(&mode);
     tcsetattr(slave.get(), TCSANOW, &mode);
-    // The program must not inherit these; it opens the node.
+    // The program opens the node instead of inheriting these.
     fcntl(master.get(), F_SETFD, FD_CLOEXEC);
     fcntl(slave.get(), F_SETFD, FD_CLOEXEC);
 
@@ -112,7 +113,7 @@ void HidrawNode::makeDevices()
     const std::string ids = Trace::ids(self.id.vendor, self.id.product);
     const std::string nodeName = self.path.substr(nodeNamePrefix);
     UMockdevTestbed *const bed = testbed.get();
-    // Of all these calls: attributes, a null, properties, a null.
+    // Each call takes attributes, null, properties, null.
     const std::string usbName = "1-" + std::to_string(firstPort + self.port);
     usbDevice = taken(umockdev_testbed_add_device(
         bed, "usb", usbName.c_str(), nullptr, "idVendor", Trace::hex(self.id.vendor).c_str(),
@@ -138,7 +139,7 @@ void HidrawNode::makeDevices()
     const std::string folder = testbed.root() + hidDevice + "/hidraw/" + nodeName;
     std::filesystem::create_directories(folder);
     std::filesystem::create_symlink("../../../" + hidName, folder + "/device");
-    // The terminal's own device number, because umockdev does not replace fstat().  With that
+    // The terminal's own device number, because umockdev does not replace fstat(). With that
     // number the HID library finds the names in /sys of an open node.
     const std::string major = std::to_string(terminalMajor);
     const std::string minor = std::to_string(terminalNumber());
@@ -163,7 +164,7 @@ void HidrawNode::unplug()
     for (const auto &reader : waiting)
         complete(reader.get(), -1, EIO);
     umockdev_testbed_detach_ioctl(testbed.get(), self.path.c_str(), nullptr);
-    // In a real /sys the device has disappeared when its removal is announced.  Its folder
+    // In a real /sys the device has disappeared when its removal is announced. Its folder
     // stays until then, because umockdev makes the event from it.
     std::error_code ignored;
     std::filesystem::remove(
@@ -193,7 +194,7 @@ std::optional<Bus::Report> HidrawNode::send(const Bus::Report &report)
         readers.pop_front();
         return std::nullopt;
     }
-    if (reports.size() > queueSize) {
+    if (reports.size() > velmo_queued_reports) {
         const Bus::Report oldest = reports.front();
         reports.pop_front();
         return oldest;

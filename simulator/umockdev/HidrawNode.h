@@ -19,20 +19,17 @@ namespace sim {
 /// One HID device on the test bed, from its plugging in to its removal: its node in
 /// /dev, the USB device, interface, HID and hidraw devices in /sys, and their events.
 ///
-/// umockdev does not replace poll(), but a host that waits for a report must wake up.  So the
-/// node is a link to a pseudo-terminal.  Each report that waits puts one byte into the
-/// terminal; closing the terminal's other side hangs up, as a removal does.  The reports and
+/// umockdev does not replace poll(), but a host that waits for a report must wake up. So the
+/// node is a link to a pseudo-terminal. Each report that waits puts one byte into the
+/// terminal; closing the terminal's other side hangs up, as a removal does. The reports and
 /// everything else go through umockdev's own socket.
 ///
 /// It lives until the test bed is gone, longer than its device, because programs keep nodes
-/// open that do not exist any more.  The thread that made it calls its functions; the
+/// open that do not exist any more. The thread that made it calls its functions; the
 /// handlers run on the test bed's thread.
 class HidrawNode
 {
 public:
-    /// Input reports that wait for a reader, as many as the drop-in library keeps.
-    static constexpr std::size_t queueSize = 64;
-
     struct Identity
     {
         DeviceId id;
@@ -53,16 +50,16 @@ public:
     };
     using Inbox = std::function<void(Request)>;
 
-    /// Plugs it in.  Requests go to `requestInbox`, on the test bed's thread.  Throws
+    /// Plugs it in. Requests go to `requestInbox`, on the test bed's thread. Throws
     /// std::system_error when the system is out of terminals.
     HidrawNode(const Testbed &bed, Identity newIdentity, Inbox requestInbox);
 
-    /// Drops the reports that wait.  A program that opens the node gets later ones only.
+    /// Drops the reports that wait. A program that opens the node gets later ones only.
     void forgetReports();
-    /// Queues an input report.  When the queue is full, the oldest report is dropped and
+    /// Queues an input report. When the queue is full, the oldest report is dropped and
     /// returned.
     std::optional<Bus::Report> send(const Bus::Report &report);
-    /// Takes the device off the bus.  Reads that wait fail.
+    /// Takes the device off the bus. Reads that wait fail.
     void unplug();
 
 private:

@@ -31,7 +31,7 @@ constexpr int exitNotStarted = 127;
 constexpr int exitBySignal = 128;
 
 /// Restarts this program with umockdev's library, which shows it and its children the test
-/// bed's files instead of the system's.  Returns if the library is loaded already.
+/// bed's files instead of the system's. Returns if the library is loaded already.
 void preload(char **arguments)
 {
     const char *const variable = std::getenv(preloadVariable);
@@ -44,7 +44,7 @@ void preload(char **arguments)
     execv("/proc/self/exe", arguments);
 }
 
-/// Finds the program in PATH.  The system kills it when this thread ends.
+/// Finds the program in PATH. The system kills it when this thread ends.
 pid_t start(char *const *arguments)
 {
     const pid_t parent = getpid();

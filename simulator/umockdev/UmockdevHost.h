@@ -16,15 +16,15 @@ namespace sim {
 
 /// The simulated bus behind a test bed's hidraw nodes, around one program.
 ///
-/// One thread owns the bus.  The test bed's own thread passes the program's requests to it
+/// One thread owns the bus. The test bed's own thread passes the program's requests to it
 /// through the inbox.
 class UmockdevHost : private IBusListener
 {
 public:
-    /// Plugs the settings' devices in.  Throws std::runtime_error with a sentence.
+    /// Plugs the settings' devices in. Throws std::runtime_error with a sentence.
     UmockdevHost();
     /// Starts the program and serves it until it ends; its exit code, or 128 and the number
-    /// of the signal that ended it.  The thread that calls this lives as long as the process.
+    /// of the signal that ended it. The thread that calls this lives as long as the process.
     int run(char *const *arguments);
 
 private:

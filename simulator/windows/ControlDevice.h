@@ -8,7 +8,7 @@
 
 namespace sim {
 
-/// The driver's control device (control_codes.h), open.  Results are Windows' error codes,
+/// The driver's control device (control_codes.h), open. Results are Windows' error codes,
 /// 0 for none.
 class ControlDevice
 {
@@ -16,7 +16,7 @@ public:
     DWORD open();
     /// Makes a request and waits until the driver is done with it.
     DWORD call(std::uint32_t code, const void *in, std::size_t inSize);
-    /// Starts a request.  When the driver is done with it, the event of `overlapped` is set.
+    /// Starts a request. When the driver is done with it, the event of `overlapped` is set.
     /// Until then the driver may use everything that is passed here.
     DWORD begin(std::uint32_t code, const void *in, std::size_t inSize, void *out,
                 std::size_t outSize, OVERLAPPED *overlapped);

@@ -3,8 +3,8 @@
 #include "simulator/model/DeviceNames.h"
 #include "simulator/model/reportDescriptor.h"
 #include "simulator/model/runProgram.h"
-#include "simulator/windows/Installer.h"
 #include "simulator/windows/check.h"
+#include "simulator/windows/installDriver.h"
 
 #include <algorithm>
 #include <chrono>
@@ -19,15 +19,14 @@ namespace sim {
 namespace {
 
 /// How long an earlier run may take to release the driver.
-constexpr std::chrono::milliseconds claimPatience{10000};
-/// Until the system has made a device of what was plugged in (20 to 50 ms).
+constexpr std::chrono::milliseconds reservePatience{10000};
+/// How long the system may take to recognise a device (usually 20 to 50 ms).
 constexpr std::chrono::milliseconds plugPatience{10000};
 constexpr DWORD pauseMs = 2;
 /// Wine's name for the root of Linux' files.
 constexpr const wchar_t *linuxDrive = L"Z:";
-constexpr const char *traceVariable = "VELMO_SIM_TRACE";
 
-/// Copies a text into a field of velmo_text_room zeros.  A long text is cut, so that one zero
+/// Copies a text into a field of velmo_text_room zeros. A long text is cut, so that one zero
 /// stays at the end.
 template <typename Text>
 void put(const Text &text, std::uint16_t *room)
@@ -56,7 +55,7 @@ void waitForInterface(const Microphone &microphone, const std::string &instance)
     throw std::runtime_error("wine does not recognise the device that was plugged in");
 }
 
-/// For a wait.  Rounded up, so that something is due when the time is over.
+/// The time for a wait. It is rounded up, so that something is due when it is over.
 DWORD timeout(const std::optional<Bus::Clock::time_point> &until)
 {
     if (!until)
@@ -75,14 +74,14 @@ const wchar_t *commandLineOfProgram()
     return line.data();
 }
 
-/// Starts the program with our own streams.  The system kills it when this process ends.
+/// Starts the program with this process's streams. The system kills it when this process ends.
 HANDLE start(const std::wstring &program, std::wstring commandLine)
 {
     HANDLE job = CreateJobObjectW(nullptr, nullptr);
     JOBOBJECT_EXTENDED_LIMIT_INFORMATION limits{};
     limits.BasicLimitInformation.LimitFlags = JOB_OBJECT_LIMIT_KILL_ON_JOB_CLOSE;
     check(SetInformationJobObject(job, JobObjectExtendedLimitInformation, &limits, sizeof limits),
-          "there is no job for the program");
+          "cannot create a job");
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
@@ -108,9 +107,9 @@ HANDLE start(const std::wstring &program, std::wstring commandLine)
 int runProgram(char **arguments)
 {
     // Both paths may be written as on Linux.
-    const std::string trace = std::getenv(traceVariable) ? std::getenv(traceVariable) : "";
+    const std::string trace = std::getenv(Trace::variable) ? std::getenv(Trace::variable) : "";
     if (!trace.empty() && trace.front() == '/')
-        _putenv_s(traceVariable, (narrow(linuxDrive) + trace).c_str());
+        _putenv_s(Trace::variable, (narrow(linuxDrive) + trace).c_str());
     const wchar_t *const commandLine = commandLineOfProgram();
     std::wstring program(MAX_PATH, L'\0');
     const int length = MultiByteToWideChar(CP_ACP, 0, arguments[1], -1, program.data(), MAX_PATH);
@@ -120,9 +119,9 @@ int runProgram(char **arguments)
         program.insert(0, linuxDrive);
     // A program without a console would write its debug output to a debugger.
     SetEnvironmentVariableW(L"QT_FORCE_STDERR_LOGGING", L"1");
-    // The first process that asks for the desktop starts wine's desktop process, which
-    // inherits its output and keeps it open.  That must not be the program: somebody may wait
-    // for the end of its output.
+    // The first process that asks for the desktop starts wine's desktop process, which inherits
+    // its output and keeps it open. That must not be the program, because another process may wait
+    // for the end of the program's output.
     GetDesktopWindow();
     return WineHost().run(program, commandLine);
 }
@@ -141,10 +140,10 @@ void WineHost::unplugAll()
 
 void WineHost::plugIn()
 {
-    Installer::install();
+    installDriver();
     check(control.open(), "the driver cannot be reached");
-    const auto end = Bus::Clock::now() + claimPatience;
-    while (control.call(VELMO_IOCTL_CLAIM, nullptr, 0) != ERROR_SUCCESS) {
+    const auto end = Bus::Clock::now() + reservePatience;
+    while (control.call(VELMO_IOCTL_RESERVE, nullptr, 0) != ERROR_SUCCESS) {
         if (Bus::Clock::now() > end)
             throw std::runtime_error("another program runs on the simulated bus");
         Sleep(pauseMs);
@@ -180,13 +179,13 @@ int WineHost::run(const std::wstring &program, const wchar_t *commandLine)
             GetExitCodeProcess(process, &code);
             return static_cast<int>(code);
         }
-        check(source != WAIT_FAILED, "the devices cannot be waited for");
+        check(source != WAIT_FAILED, "cannot wait for the devices");
         if (source >= sources.size())
             continue;
         const std::size_t index = indices[source];
         Bus::Report report = finishTake(index);
         if (report.empty())
-            throw std::runtime_error("the driver gives no more reports");
+            throw std::runtime_error("the driver stopped delivering reports");
         // The driver gives the next report when this one has been answered.
         beginTake(index);
         bus.write(index, std::move(report), [this, index](bool taken) {
@@ -202,7 +201,7 @@ void WineHost::beginTake(std::size_t index)
     Port &port = ports[index];
     check(control.begin(VELMO_IOCTL_TAKE, &port.slot, sizeof port.slot, &port.report,
                         sizeof port.report, &port.arrival),
-          "the driver takes no reports");
+          "the driver does not accept the request for reports");
     port.isTaking = true;
 }
 
@@ -218,7 +217,7 @@ Bus::Report WineHost::finishTake(std::size_t index)
 void WineHost::departed(std::size_t index)
 {
     check(unplug(index), "a device could not be unplugged");
-    // The program may have written it while the device was leaving.
+    // The program may have written a report while the device was leaving.
     Bus::Report report = finishTake(index);
     if (!report.empty())
         bus.write(std::nullopt, std::move(report), [](bool) {});
@@ -265,7 +264,7 @@ void WineHost::sent(std::size_t index, const Bus::Report &report)
     request.slot = static_cast<std::uint32_t>(index);
     request.size = static_cast<std::uint32_t>(report.size());
     std::copy(report.begin(), report.end(), request.data);
-    // This fails for a device that has just left.  Its report is lost, too.
+    // This fails for a device that has just left. Its report is lost, too.
     control.call(VELMO_IOCTL_GIVE, &request, sizeof request);
 }
 

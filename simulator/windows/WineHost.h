@@ -11,14 +11,14 @@
 
 namespace sim {
 
-/// The simulated bus behind the bus driver, around one Windows program under wine.  One
+/// The simulated bus behind the bus driver, around one Windows program under wine. One
 /// thread.
 class WineHost : private IBusListener
 {
 public:
     WineHost();
     /// Plugs the settings' devices in, starts the program and serves it until it ends; its exit
-    /// code.  Throws std::runtime_error with a sentence.
+    /// code. Throws std::runtime_error with a sentence.
     int run(const std::wstring &program, const wchar_t *commandLine);
 
 private:
@@ -26,7 +26,7 @@ private:
     struct Port
     {
         velmo_slot slot{};
-        /// The program's next report, when the event of `arrival` is set.  The driver uses
+        /// The program's next report, when the event of `arrival` is set. The driver uses
         /// both while isTaking, which is as long as a device is plugged in.
         velmo_report report{};
         OVERLAPPED arrival{};
@@ -37,7 +37,7 @@ private:
     void arrived(std::size_t index) override;
     void sent(std::size_t index, const Bus::Report &report) override;
 
-    /// Claims the bus and plugs the devices in.
+    /// Reserves the bus and plugs the devices in.
     void plugIn();
     void unplugAll();
     /// Windows' error code.

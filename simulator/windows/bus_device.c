@@ -22,7 +22,7 @@ void bus_changed(void)
     IoInvalidateDeviceRelations(velmo.lower, BusRelations);
 }
 
-/* Lists the children that are on the bus.  The system keeps a reference to each. */
+/* Lists the children that are on the bus. The system keeps a reference to each. */
 static NTSTATUS list_children(IRP *irp)
 {
     DEVICE_RELATIONS *const list =

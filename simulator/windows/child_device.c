@@ -1,7 +1,7 @@
 #include "simulator/windows/driver.h"
 
 /* The HID minidriver that the system has for any device with this compatible id: it adds
-   nothing and passes every request on to the bus.  So it needs no driver of its own. */
+   nothing and passes every request on to the bus. So it needs no driver of its own. */
 static const WCHAR compatible_id[] = L"WINEBUS\\WINE_COMP_HID";
 
 /* The HID class driver makes the interface's name from it, with "HID" for the first part:
@@ -27,7 +27,7 @@ static void put_hex(WCHAR *text, USHORT value)
     }
 }
 
-/* A copy that the system keeps.  Two zeros end it, because some ids are lists. */
+/* A copy that the system keeps. Two zeros end it, because some ids are lists. */
 static WCHAR *copy_text(const WCHAR *text, ULONG size)
 {
     WCHAR *const copy = ExAllocatePool(PagedPool, (size + 2) * sizeof *copy);

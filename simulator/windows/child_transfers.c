@@ -55,7 +55,7 @@ NTSTATUS child_read(struct child_device *child, IRP *irp)
     }
     if (child->queue_size > 0) {
         const ULONG_PTR size = copy_report(irp, &child->queue[child->queue_start]);
-        child->queue_start = (child->queue_start + 1) % queued_reports;
+        child->queue_start = (child->queue_start + 1) % velmo_queued_reports;
         --child->queue_size;
         KeReleaseSpinLock(&velmo.lock, irql);
         return complete(irp, STATUS_SUCCESS, size);
@@ -94,7 +94,7 @@ NTSTATUS child_take(ULONG slot, IRP *irp)
         KeReleaseSpinLock(&velmo.lock, irql);
         return complete(irp, status, 0);
     }
-    /* It has no cancel routine.  It ends when the device leaves the bus, which happens at the
+    /* It has no cancel routine. It ends when the device leaves the bus, which happens at the
        latest when the owner's file is closed. */
     IoMarkIrpPending(irp);
     child->take = irp;
@@ -143,11 +143,11 @@ NTSTATUS child_give(const struct velmo_report *report)
     }
     IRP *const read = pop(&child->reads);
     if (read == NULL) {
-        if (child->queue_size == queued_reports) {
-            child->queue_start = (child->queue_start + 1) % queued_reports;
+        if (child->queue_size == velmo_queued_reports) {
+            child->queue_start = (child->queue_start + 1) % velmo_queued_reports;
             --child->queue_size;
         }
-        child->queue[(child->queue_start + child->queue_size++) % queued_reports] = *report;
+        child->queue[(child->queue_start + child->queue_size++) % velmo_queued_reports] = *report;
     }
     KeReleaseSpinLock(&velmo.lock, irql);
     if (read != NULL)

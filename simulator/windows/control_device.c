@@ -23,7 +23,7 @@ NTSTATUS control_create(DRIVER_OBJECT *driver)
 }
 
 /* A request of its own, because wine does not report that a driver refuses to be opened. */
-static NTSTATUS claim(IRP *irp)
+static NTSTATUS reserve(IRP *irp)
 {
     FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
     KIRQL irql = PASSIVE_LEVEL;
@@ -64,8 +64,8 @@ NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp)
     const void *const buffer = irp->AssociatedIrp.SystemBuffer;
 
     switch (request->Parameters.DeviceIoControl.IoControlCode) {
-    case VELMO_IOCTL_CLAIM:
-        return claim(irp);
+    case VELMO_IOCTL_RESERVE:
+        return reserve(irp);
     case VELMO_IOCTL_PLUG:
         return complete(irp, child_plug(device->DriverObject, buffer), 0);
     case VELMO_IOCTL_UNPLUG:

@@ -13,6 +13,7 @@
  * Requests come in on any thread, several at once.
  */
 
+#include "simulator/model/queuedReports.h"
 #include "simulator/windows/control_codes.h"
 
 #include <ntddk.h>
@@ -30,12 +31,7 @@ struct device_head
     enum device_kind kind;
 };
 
-enum
-{
-    queued_reports = 64,
-};
-
-/* A device on the bus.  velmo.lock guards everything except `head` and `identity`, which do
+/* A device on the bus. velmo.lock guards everything except `head` and `identity`, which do
    not change. */
 struct child_device
 {
@@ -48,8 +44,8 @@ struct child_device
     IRP *taken_write; /* waits for its answer */
     IRP *take;        /* waits for a write */
     IRP *unplug;      /* waits for the system to release the device */
-    /* Input reports that no read has come for yet; the oldest is lost first. */
-    struct velmo_report queue[queued_reports];
+    /* Input reports that no read has come for yet. */
+    struct velmo_report queue[velmo_queued_reports];
     ULONG queue_start;
     ULONG queue_size;
 };
@@ -80,14 +76,14 @@ NTSTATUS control_request(DEVICE_OBJECT *device, IRP *irp);
 /* Has the system look at the bus's children again. */
 void bus_changed(void);
 
-/* child_device.c.  child_at() is called under the lock; null for a slot without a device
+/* child_device.c. child_at() is called under the lock; null for a slot without a device
    or with one that is gone. */
 struct child_device *child_at(ULONG slot);
 NTSTATUS child_plug(DRIVER_OBJECT *driver, const struct velmo_plug *identity);
 /* Takes over the request, if there is one. */
 NTSTATUS child_unplug(ULONG slot, IRP *irp);
 
-/* child_transfers.c.  The first three take over the request. */
+/* child_transfers.c. The first three take over the request. */
 NTSTATUS child_read(struct child_device *child, IRP *irp);
 NTSTATUS child_write(struct child_device *child, IRP *irp);
 NTSTATUS child_take(ULONG slot, IRP *irp);

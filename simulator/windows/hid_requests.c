@@ -1,6 +1,6 @@
 #include "simulator/windows/driver.h"
 
-/* What the HID class driver and the driver below it exchange.  The compiler's headers lack some
+/* What the HID class driver and the driver below it exchange. The compiler's headers lack some
    of these constants and structures, and others are wrong there. */
 #define HID_CODE(function, method) ((UINT32_C(0x0B) << 16) | (UINT32_C(function) << 2) | (method))
 #define HID_NEITHER(function) HID_CODE(function, METHOD_NEITHER)
@@ -100,7 +100,7 @@ NTSTATUS child_hid_request(DEVICE_OBJECT *device, IRP *irp)
     const IO_STACK_LOCATION *const request = IoGetCurrentIrpStackLocation(irp);
     const ULONG room = request->Parameters.DeviceIoControl.OutputBufferLength;
 
-    /* Only transfers fail once the device is gone.  The class driver may be in the middle
+    /* Only transfers fail once the device is gone. The class driver may be in the middle
        of its start, and wine's keeps a pointer to what it has deleted when that fails. */
     switch ((enum hid_request)request->Parameters.DeviceIoControl.IoControlCode) {
     case hid_get_device_descriptor: {

@@ -1,4 +1,4 @@
-#include "simulator/windows/Installer.h"
+#include "simulator/windows/installDriver.h"
 
 #include "simulator/windows/ControlDevice.h"
 #include "simulator/windows/check.h"
@@ -28,7 +28,7 @@ std::wstring besideThisProgram(const wchar_t *name)
 
 } // namespace
 
-void Installer::install()
+void installDriver()
 {
     if (ControlDevice().open() == ERROR_SUCCESS)
         return;
