@@ -21,7 +21,7 @@ namespace sim {
 
 /// The simulated bus behind the HID library's functions, one in a process.
 ///
-/// Every function may be called from any thread. A thread of its own runs the devices.
+/// Every function may be called from any thread. A separate thread runs the devices.
 /// It and this object live until the process ends, because they may be in use until then.
 class Simulator : private IBusListener
 {
@@ -54,12 +54,12 @@ public:
     using NoticeCallback = void (*)(unsigned short vendorId, unsigned short productId,
                                     const char *path, int removal, void *context);
 
-    /// What is on the bus; an id of 0 stands for all.
+    /// The devices on the bus. An id of 0 matches all.
     std::vector<Listing> enumerate(std::uint16_t vendor, std::uint16_t product);
     /// Null when there is no such device.
     hid_device_ *open(const std::string &path);
     void close(hid_device_ *handle);
-    /// The device of the handle; nothing for a handle that is closed or unknown.
+    /// The device of the handle, or nothing if the handle is closed or unknown.
     std::optional<Listing> describe(const hid_device_ *handle) const;
     /// Waits until the device has the report. Returns `length`, or -1.
     int write(hid_device_ *handle, const std::uint8_t *data, std::size_t length);

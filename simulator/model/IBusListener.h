@@ -17,7 +17,7 @@ public:
     virtual void departed(std::size_t index) = 0;
     /// It is back, possibly with another product id and another path.
     virtual void arrived(std::size_t index) = 0;
-    /// It sends an input report; an empty one is a read that fails.
+    /// The device sends an input report. An empty report makes the read fail.
     virtual void sent(std::size_t index, const std::vector<std::uint8_t> &report) = 0;
 };
 

@@ -52,7 +52,7 @@ struct MicrophoneSettings
     std::optional<std::uint32_t> verdictAt;
     /// From the moment when the verdict is certain to its report.
     Time verdictDelay = std::chrono::milliseconds(5);
-    /// Between two reports of the verdict; without it there is only one.
+    /// The time between two reports of the verdict. Without it there is only one report.
     std::optional<Time> verdictRepeat;
     /// From its first data packet to its verdict it sends reports that have nothing to do with
     /// the upgrade, at this interval.

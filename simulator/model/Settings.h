@@ -26,7 +26,7 @@ struct Settings
 
     /// In the order of the enumeration.
     std::vector<DeviceId> devices = {DeviceId()};
-    /// Of the microphone that is opened first.
+    /// Settings of the microphone that is opened first.
     MicrophoneSettings microphone;
     /// How long a write takes, except the slow ones.
     Time packetTime = std::chrono::milliseconds(1);

@@ -42,7 +42,7 @@ std::string taken(gchar *text)
     return text != nullptr ? text : "";
 }
 
-/// The program's memory that an ioctl's argument points to; null when it has none.
+/// The program's memory that an ioctl's argument points to, or null.
 guint8 *argument(UMockdevIoctlClient *client, std::size_t size)
 {
     UMockdevIoctlData *const data =

@@ -35,7 +35,7 @@ public:
         DeviceId id;
         /// "/dev/hidrawN", N its number.
         std::string path;
-        /// The USB port, which decides the order of the enumeration; from 0 on.
+        /// The USB port, from 0 on. It decides the order of the enumeration.
         std::size_t port;
         /// How many devices were plugged in before.
         unsigned instance;
@@ -45,7 +45,7 @@ public:
     struct Request
     {
         HidrawNode *node;
-        /// A write that waits to be completed; null when the node was opened.
+        /// The write that waits to be completed, or null if the node was opened.
         std::shared_ptr<UMockdevIoctlClient> writer;
     };
     using Inbox = std::function<void(Request)>;

@@ -43,7 +43,7 @@ private:
 
     /// All nodes since the start, because a program may have any of them open.
     std::vector<std::unique_ptr<HidrawNode>> nodes;
-    /// By the device's index; null while it is off the bus.
+    /// The devices' nodes, by index. Null while a device is off the bus.
     std::vector<HidrawNode *> current;
     /// Destroyed before the nodes, because its thread calls them.
     Testbed testbed;

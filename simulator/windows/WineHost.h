@@ -44,7 +44,7 @@ private:
     DWORD unplug(std::size_t index);
     /// Asks for the program's next report.
     void beginTake(std::size_t index);
-    /// The report that has come; empty when there is none.
+    /// The report that has come, or an empty one.
     Bus::Report finishTake(std::size_t index);
 
     ControlDevice control;

@@ -22,7 +22,7 @@ NTSTATUS control_create(DRIVER_OBJECT *driver)
     return status;
 }
 
-/* A request of its own, because wine does not report that a driver refuses to be opened. */
+/* A separate request, because wine ignores that a driver refuses an open. */
 static NTSTATUS reserve(IRP *irp)
 {
     FILE_OBJECT *const file = IoGetCurrentIrpStackLocation(irp)->FileObject;
