@@ -1,5 +1,6 @@
-/// What the updater is compared with: as many widgets and the same writes, reads and pauses, on one
-/// thread and without debug output, result file, hot-plugging and checks.
+/// What the updater is compared with: as many widgets and the same writes, reads and pauses, with
+/// the reads on a thread of their own, but without debug output, result file, hot-plugging and
+/// checks.
 
 #include "device/deviceSelection.h"
 #include "device/hidapi/hidapi_additions.h"
@@ -16,6 +17,7 @@
 #include <QPushButton>
 #include <QTextEdit>
 
+#include <atomic>
 #include <chrono>
 #include <cstdlib>
 #include <thread>
@@ -55,9 +57,10 @@ public:
 
     void run()
     {
+        std::thread([this] { readForever(); }).detach();
         send(0, 1);
         if (waitForReport(transferSchedule::confirmationWindowMs))
-            waitForReport(transferSchedule::restartPauseMs);
+            std::this_thread::sleep_for(Milliseconds(transferSchedule::restartPauseMs));
         int next = transferSchedule::openingPackets;
         send(1, next);
         waitForReport(transferSchedule::confirmationWindowMs);
@@ -68,12 +71,8 @@ public:
         }
         send(next, packets.size());
         // The operator goes on looking for packets.
-        std::thread([] {
-            for (;;)
-                std::this_thread::sleep_for(operatorPause);
-        }).detach();
-        while (report.verdict() == InputReport::Verdict::None)
-            readReport(readTimeoutMs);
+        while (!isOver)
+            std::this_thread::sleep_for(operatorPause);
     }
 
 private:
@@ -82,20 +81,24 @@ private:
         for (int i = begin; i < end; ++i)
             hid_write(device, reinterpret_cast<const unsigned char *>(packets.at(i).constData()),
                       FirmwareFile::packetSize);
+        isWaiting = true;
     }
 
-    bool readReport(int timeoutMs)
+    void readForever()
     {
-        std::this_thread::sleep_until(lastRead + readPause);
-        const bool got = hid_read_timeout(device, report.data(), InputReport::size, timeoutMs) > 0;
-        lastRead = Clock::now();
-        return got;
+        InputReport report;
+        while (!isOver) {
+            if (hid_read_timeout(device, report.data(), InputReport::size, readTimeoutMs) > 0)
+                isWaiting = false;
+            isOver = report.verdict() != InputReport::Verdict::None;
+            std::this_thread::sleep_for(readPause);
+        }
     }
 
-    bool waitForReport(int timeoutMs)
+    bool waitForReport(int timeoutMs) const
     {
         for (const auto end = Clock::now() + Milliseconds(timeoutMs); Clock::now() < end;) {
-            if (readReport(readTimeoutMs))
+            if (!isWaiting)
                 return true;
         }
         return false;
@@ -103,8 +106,8 @@ private:
 
     QList<QByteArray> packets;
     hid_device *device = nullptr;
-    InputReport report;
-    Clock::time_point lastRead = Clock::now();
+    std::atomic<bool> isWaiting = false;
+    std::atomic<bool> isOver = false;
 };
 
 } // namespace

@@ -16,7 +16,7 @@ namespace {
 
 constexpr int recordSize = 64;
 constexpr int mebibyte = 1024 * 1024;
-constexpr int rounds = 7;
+constexpr int rounds = 21;
 
 QByteArray imageOf(int bytes)
 {
