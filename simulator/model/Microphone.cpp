@@ -197,11 +197,12 @@ std::vector<Microphone::Event> Microphone::advance(Time now)
         auto *const due = std::find(timers.begin(), timers.end(), next);
         due->reset();
         fire(static_cast<Timer>(due - timers.begin()), *next);
-        // A bus that takes longer than the interval must not fall behind forever.
-        if (timer(Repeat) && *timer(Repeat) <= now)
-            timer(Repeat) = now + *settings.verdictRepeat;
-        if (timer(Chatter) && *timer(Chatter) <= now)
-            timer(Chatter) = now + *settings.chatter;
+        // A bus that takes longer than an interval must not fall behind forever.
+        for (const auto &[which, interval] :
+             {std::pair(Repeat, settings.verdictRepeat), std::pair(Chatter, settings.chatter)}) {
+            if (timer(which) && *timer(which) <= now)
+                timer(which) = now + *interval;
+        }
     }
     return std::exchange(events, {});
 }

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <map>
+#include <optional>
 #include <string_view>
 #include <utility>
 
@@ -128,6 +129,14 @@ public:
             blame(name, "invalid value");
     }
 
+    /// At an interval of 0 the simulator would do nothing else.
+    void fetchInterval(const char *name, std::optional<Time> &value)
+    {
+        fetch(name, value);
+        if (value == Time(0))
+            blame(name, "must be at least 1");
+    }
+
     template <typename Value>
     void fetch(const char *name, Value &value, const std::map<std::string_view, Value> &words)
     {
@@ -182,8 +191,8 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
                   {"none", VerdictKind::None}});
     values.fetch("verdict-at", microphone.verdictAt);
     values.fetch("verdict-delay", microphone.verdictDelay);
-    values.fetch("verdict-repeat", microphone.verdictRepeat);
-    values.fetch("chatter", microphone.chatter);
+    values.fetchInterval("verdict-repeat", microphone.verdictRepeat);
+    values.fetchInterval("chatter", microphone.chatter);
     values.fetch("quiet", microphone.quiet);
     values.fetch("unplug-at", microphone.unplugAt);
     values.fetch("unplug-after", microphone.unplugAfter);
@@ -199,13 +208,7 @@ std::variant<Settings, std::string> Settings::parse(const std::string &text)
     values.fetch("slow-time", settings.slowTime);
     values.fetch("short-reads", settings.shortReads);
     values.fetch("fail-reads", settings.failingReads);
-    std::string fault = values.fault();
-    // At an interval of 0, the simulator would do nothing else.
-    if (fault.empty() && microphone.verdictRepeat == Time(0))
-        fault = "verdict-repeat: must be at least 1";
-    if (fault.empty() && microphone.chatter == Time(0))
-        fault = "chatter: must be at least 1";
-    if (!fault.empty())
+    if (std::string fault = values.fault(); !fault.empty())
         return fault;
     if (microphone.returnAs)
         microphone.vanish = true;
