@@ -1,5 +1,7 @@
 #include "device/deviceSelection.h"
 
+#include <utility>
+
 std::atomic<bool> g_selPlain{false};
 std::atomic<bool> g_selR5{false};
 std::atomic<bool> g_selR5Otg{false};
@@ -28,17 +30,14 @@ QVector<std::uint16_t> productIdsOf(Microphone microphone)
 
 QString pathRuleOf(std::uint16_t productId)
 {
-    switch (productId) {
-    case plainProductId:
-        return QStringLiteral("without \"R5\"");
-    case r5ProductId:
-        return QStringLiteral("with \"R5\" but not \"otg\"");
-    case r5OtgProductId:
-    case r5OtgAltProductId:
-        return QStringLiteral("with \"R5\" and \"otg\"");
-    default:
-        return {};
+    using Rule = std::pair<Microphone, const char *>;
+    for (const auto &[microphone, text] : {Rule{Microphone::Plain, "without \"R5\""},
+                                           Rule{Microphone::R5, "with \"R5\" but not \"otg\""},
+                                           Rule{Microphone::R5Otg, "with \"R5\" and \"otg\""}}) {
+        if (productIdsOf(microphone).contains(productId))
+            return QString::fromLatin1(text);
     }
+    return {};
 }
 
 void selectMicrophoneFor(const QString &firmwarePath)
