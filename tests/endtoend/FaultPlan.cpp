@@ -16,6 +16,9 @@ constexpr int leastPackets = 3;
 constexpr int mostPackets = 400;
 /// Limit for microphones that take up to 0.2 s for a packet or batch.
 constexpr int mostSlowPackets = 50;
+constexpr int manyPacketsEvery = 6;
+constexpr int fullPacketEvery = 3;
+constexpr int launcherEvery = 3;
 
 struct Place
 {
@@ -35,6 +38,7 @@ constexpr std::array<Place, 9> places = {{{"TB210.bin", "000B"},
 constexpr std::size_t firstAbsent = 7;
 /// A run in this place takes 10 s longer than in the others.
 constexpr Place slowPlace = {"TQ736_R5_otg.bin", "0011"};
+constexpr int slowPlaceEvery = 32;
 
 /// A setting of the simulator. One seed in `everyNth` sets it, to one of the words or to a number.
 struct Knob
@@ -103,11 +107,12 @@ private:
 FaultPlan::FaultPlan(quint64 seed)
 {
     Dice dice(seed);
-    byLauncher = dice.oneIn(3);
+    byLauncher = dice.oneIn(launcherEvery);
     const auto index = static_cast<std::size_t>(dice.between(0, places.size() - 1));
-    const Place place = dice.oneIn(32) ? slowPlace : places.at(index);
+    const bool takesLonger = dice.oneIn(slowPlaceEvery);
+    const Place place = takesLonger ? slowPlace : places.at(index);
     imageName = QString::fromLatin1(place.image);
-    absent = index >= firstAbsent && place.devices != slowPlace.devices;
+    absent = index >= firstAbsent && !takesLonger;
     simulator = QByteArray("devices=") + place.devices;
     upgrading = simulator.endsWith("0065");
     for (const Knob &knob : knobs) {
@@ -119,12 +124,12 @@ FaultPlan::FaultPlan(quint64 seed)
                          (word.isEmpty() ? QByteArray::number(number) : word);
     }
     const bool slow = simulator.contains("unplug") || simulator.contains("silent=all");
-    const int most = dice.oneIn(6) && !slow ? mostPackets : mostSlowPackets;
+    const int most = dice.oneIn(manyPacketsEvery) && !slow ? mostPackets : mostSlowPackets;
     packets = dice.between(leastPackets, most);
     for (int left = packets - 1; left > 0;) {
         const int some = dice.between(1, std::min(left, mostOfRecord));
-        // In a third of the records, the last packet is full or a byte short.
-        const int lacking = dice.between(0, dice.oneIn(3) ? 1 : payloadSize - 1);
+        // Often the last packet is full or a byte short.
+        const int lacking = dice.between(0, dice.oneIn(fullPacketEvery) ? 1 : payloadSize - 1);
         recordSizes += std::max(some * payloadSize - lacking, recordHeadSize);
         left -= some;
     }
