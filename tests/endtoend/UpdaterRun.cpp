@@ -172,6 +172,22 @@ QList<int> UpdaterRun::percentages() const
     return percentages;
 }
 
+QList<int> UpdaterRun::progressOf(int packets)
+{
+    constexpr int opening = 3;
+    constexpr int batch = 5;
+    QList<int> steps;
+    int sent = 0;
+    const auto add = [&] { steps += sent * 100 / packets; };
+    for (int i = 0; i < packets; ++i) {
+        sent = i < opening ? 0 : i - (i - opening) % batch;
+        add();
+    }
+    for (++sent; sent <= packets; ++sent)
+        add();
+    return steps;
+}
+
 QStringList UpdaterRun::traceLines(const QString &text) const
 {
     return QString::fromUtf8(contentOf(path("trace.txt"))).split(QLatin1Char('\n')).filter(text);

@@ -22,23 +22,8 @@ constexpr int pollMs = 10;
 /// longest `quiet` and the longest delays.
 constexpr int settleMs = 2500;
 constexpr int openingPackets = 3;
-constexpr int batchSize = 5;
 constexpr int wholePercent = 100;
 constexpr int traceLinesShown = 25;
-
-/// The percentages, one for each step that docs/protocol.md counts.
-QList<int> progressOf(int packets)
-{
-    QList<int> steps;
-    int sent = 0;
-    for (int i = 0; i < packets; ++i) {
-        sent = i < openingPackets ? 0 : i - (i - openingPackets) % batchSize;
-        steps += sent * wholePercent / packets;
-    }
-    while (sent < packets)
-        steps += ++sent * wholePercent / packets;
-    return steps;
-}
 
 } // namespace
 
@@ -249,7 +234,7 @@ private:
             run->outcome() == "success 1" || (plan->byLauncher && run->exitCode() == Done);
         if (!disturbed) {
             // The first steps may come before the window listens for them.
-            const QList<int> steps = progressOf(plan->packets);
+            const QList<int> steps = UpdaterRun::progressOf(plan->packets);
             int skipped = 0;
             while (skipped <= openingPackets &&
                    steps.mid(skipped, percentages.size()) != percentages)

@@ -10,22 +10,6 @@
 
 namespace {
 
-/// The expected percentages: one for each index of the loop, then one for each packet of the
-/// tail.
-QList<int> wholeProgress()
-{
-    constexpr int first = 3;
-    constexpr int batch = 5;
-    constexpr int tail = 3;
-    QList<int> progress;
-    const auto add = [&progress](int sent) { progress += sent * 100 / scenarioPackets; };
-    for (int i = 0; i < scenarioPackets; ++i)
-        add(i < first ? 0 : i - (i - first) % batch);
-    for (int sent = scenarioPackets - tail + 1; sent <= scenarioPackets; ++sent)
-        add(sent);
-    return progress;
-}
-
 /// On a busy machine, the answer to the entry packet may come after the 200 ms for which the
 /// updater listens. Then the updater sends the data while the microphone restarts, and the run
 /// does not test the scenario.
@@ -113,7 +97,7 @@ private slots:
         // The first steps, of 0 %, may come before the window listens for them. A microphone that
         // is found in upgrade mode has one step less.
         if (highest == 100) {
-            const QList<int> steps = wholeProgress();
+            const QList<int> steps = UpdaterRun::progressOf(scenarioPackets);
             QVERIFY(percentages.size() >= steps.size() - steps.count(0));
             QCOMPARE(percentages, steps.mid(steps.size() - percentages.size()));
         }

@@ -15,14 +15,12 @@
 
 namespace {
 
-// Far more than a run needs, for machines under load.
-constexpr int endTimeoutMs = 90000;
 /// The pause before another Ctrl-C.
 constexpr int oneMoreMs = 1000;
 
 const char *const plain = "TB210.bin";
-const char *const quick = "silent=entry;enter-time=20";
-const char *const mute = "silent=all;enter-time=20";
+const char *const quick = UpdaterRun::quickMicrophone;
+const char *const mute = UpdaterRun::silentMicrophone;
 
 struct Ending
 {
@@ -92,12 +90,6 @@ const std::vector<Ending> endings = {
     {"log into a device", 6, "/dev/null: it is not a file", "--log /dev/null"},
 };
 
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
 void write(const QString &path, const QByteArray &content)
 {
     QFile file(path);
@@ -123,7 +115,7 @@ QList<QJsonObject> objectsOf(UpdaterRun *run)
                                "bytes event microphone packets records seconds_least seconds_most "
                                "sha256 version"};
     QList<QJsonObject> objects;
-    run->waitForExit(endTimeoutMs);
+    run->waitForExit();
     for (const QByteArray &line : run->standardOutput().split('\n')) {
         objects += QJsonDocument::fromJson(line).object();
         if (!line.isEmpty() && !forms.contains(objects.last().keys().join(' ')))
@@ -216,17 +208,17 @@ private slots:
             while (run.process.state() != QProcess::NotRunning && ::kill(group, SIGINT) == 0)
                 run.waitForExit(oneMoreMs);
         });
-        QVERIFY(run.waitForResultEnd("100%\n", endTimeoutMs));
+        QVERIFY(run.waitForResultEnd("100%\n"));
         const QByteArray result = run.result();
         QProcess second;
         second.setProcessEnvironment(run.process.processEnvironment());
         second.setWorkingDirectory(run.process.workingDirectory());
         // If this one started an updater by mistake, it would soon end again.
         second.start(VELMO_FLASH, arguments + QStringList{"--timeout", "1"});
-        QVERIFY(second.waitForFinished(endTimeoutMs));
+        QVERIFY(second.waitForFinished(UpdaterRun::endTimeoutMs));
         QCOMPARE(second.exitCode(), 4);
         QVERIFY(second.readAllStandardError().startsWith("Another updater is running"));
-        QCOMPARE(contentOf(run.path("log")), QByteArray());
+        QCOMPARE(UpdaterRun::contentOf(run.path("log")), QByteArray());
         QCOMPARE(run.result(), result);
         QCOMPARE(run.process.state(), QProcess::Running);
 
@@ -234,9 +226,9 @@ private slots:
         QCOMPARE(::kill(group, SIGINT), 0);
         QTRY_VERIFY_WITH_TIMEOUT(run.debugOutput().contains("Press Ctrl-C again") ||
                                      run.process.state() == QProcess::NotRunning,
-                                 endTimeoutMs);
+                                 UpdaterRun::endTimeoutMs);
         second.start(VELMO_FLASH, arguments);
-        QVERIFY(second.waitForFinished(endTimeoutMs));
+        QVERIFY(second.waitForFinished(UpdaterRun::endTimeoutMs));
         QCOMPARE(second.exitCode(), 4);
         QCOMPARE(::kill(group, SIGINT), 0);
         // The question is not part of standard output.
@@ -246,14 +238,14 @@ private slots:
                      "ended on request. The updater sent the whole image"),
                  run.standardOutput());
         // The second one has not written here.
-        const QByteArray log = contentOf(run.path("log"));
+        const QByteArray log = UpdaterRun::contentOf(run.path("log"));
         QVERIFY(log.startsWith("velmo-flash: starting ") && log.count("velmo-flash: ") == 1);
         QVERIFY(log.contains("\ncreateUI----\n"));
 
         // The updater has ended, so the next one can run, also without the data folder.
         QVERIFY(QDir(run.path("data")).removeRecursively());
         flash(&run, arguments, quick);
-        QVERIFY(run.waitForExit(endTimeoutMs));
+        QVERIFY(run.waitForExit());
         QCOMPARE(run.process.exitCode(), 0);
         const QByteArray lines = run.standardOutput();
         QVERIFY2(lines.startsWith("0% after 0 s, looking for the microphone\n") &&
@@ -267,11 +259,11 @@ private slots:
         UpdaterRun run;
         const QString image =
             run.makeFirmware(plain, {"--version", "1.2.3", "--sizes", "100,64,65"});
-        const QByteArray sum =
-            QCryptographicHash::hash(contentOf(run.path(plain)), QCryptographicHash::Sha256)
-                .toHex();
+        const QByteArray sum = QCryptographicHash::hash(UpdaterRun::contentOf(run.path(plain)),
+                                                        QCryptographicHash::Sha256)
+                                   .toHex();
         flash(&run, {"--inspect", image}, {});
-        QVERIFY(run.waitForExit(endTimeoutMs));
+        QVERIFY(run.waitForExit());
         const QByteArray table = run.standardOutput().simplified();
         QVERIFY2(table.startsWith("Version: V1.2.3 Size: 240 bytes SHA-256: " + sum +
                                   " Record Offset Length Packets 0 0 11 1 1 11 100 2 2 111 64 1 "
@@ -304,9 +296,9 @@ private slots:
     {
         QProcess program;
         program.start(VELMO_FLASH, {"--help"});
-        QVERIFY(program.waitForFinished(endTimeoutMs));
+        QVERIFY(program.waitForFinished(UpdaterRun::endTimeoutMs));
         const QString help = program.readAllStandardOutput();
-        const QString manual = contentOf(VELMO_FLASH_MANUAL);
+        const QString manual = UpdaterRun::contentOf(VELMO_FLASH_MANUAL);
         auto entry = QRegularExpression("\n  (?:-h, )?-*([a-z0-9-]+)").globalMatch(help);
         int entries = 0;
         for (; entry.hasNext(); ++entries) {
