@@ -97,8 +97,9 @@ DFU_windows::DFU_windows(QString path, int argumentCount, QWidget *parent)
     , argCount(argumentCount)
 {
     selectMicrophoneFor(firmwarePath);
-    // Quirk: neither file is part of the resources, so both calls fail silently and the
-    // default icon and font stay. The styles name the font nevertheless.
+    // Quirk: neither file is part of the resources, so the default icon and font stay. The styles
+    // name the font nevertheless. For a missing icon the toolkit would load all its picture
+    // plugins.
     const QString icon = QStringLiteral(":/image/images/logo.ico");
     if (QFile::exists(icon))
         QApplication::setWindowIcon(QIcon(icon));
