@@ -39,7 +39,11 @@ UpdaterRun::~UpdaterRun()
     for (const QString &file : QDir(path("tmp")).entryList({QStringLiteral("qipc_*")})) {
         // The toolkit makes the key in the same way.
         const key_t key = ftok(QFile::encodeName(path("tmp/") + file).constData(), 'Q');
-        shmctl(shmget(key, 0, 0), IPC_RMID, nullptr);
+        const int id = shmget(key, 0, 0);
+        shmid_ds state{};
+        // Another home's updater may have the same key, and it is running.
+        if (shmctl(id, IPC_STAT, &state) == 0 && state.shm_nattch == 0)
+            shmctl(id, IPC_RMID, nullptr);
     }
 }
 
