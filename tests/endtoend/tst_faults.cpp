@@ -357,7 +357,8 @@ private:
                     means(NoMicrophone, plan->absent, "no-microphone", "Nothing was sent") ||
                     means(NoVerdict, isOver() && verdicts(true).isEmpty(), "no-verdict",
                           "did not report the result") ||
-                    means(UpdaterFailed, killed, "updater-failed", "or was killed"),
+                    // On wine a killed process may have exit code 0.
+                    means(UpdaterFailed, killed, "updater-failed", "The updater "),
                 "g: code " + QByteArray::number(run->exitCode()) + ", " +
                     QJsonDocument(last).toJson());
         const QByteArray inFile = run->exitCode() == Done     ? "success 1"
