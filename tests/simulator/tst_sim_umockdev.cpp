@@ -1,4 +1,3 @@
-#include <QDir>
 #include <QFile>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -11,37 +10,23 @@ class tst_sim_umockdev : public QObject
 {
     Q_OBJECT
 
-private:
-    QTemporaryDir folder;
-
 private slots:
-    void initTestCase() { qputenv("TMPDIR", folder.path().toLocal8Bit()); }
-
-    void endsAsItsProgramDoes()
-    {
-        const QString host = VELMO_SIM_HOST;
-        QCOMPARE(QProcess::execute(host, {"sh", "-c", "exit 7"}), 7);
-        QCOMPARE(QProcess::execute(host, {"sh", "-c", "kill -TERM $$"}), 128 + SIGTERM);
-        QVERIFY(QDir(folder.path()).isEmpty());
-    }
-
-    void takesItsProgramAlong()
+    void itsProgramAndItEndTogether()
     {
         constexpr int endTimeoutMs = 30000;
+        const QTemporaryDir folder;
+        qputenv("TMPDIR", folder.path().toLocal8Bit());
+        QCOMPARE(QProcess::execute(VELMO_SIM_HOST, {"sh", "-c", "exit 7"}), 7);
         for (const int signal : {SIGTERM, SIGKILL}) {
             QProcess host;
             host.start(VELMO_SIM_HOST, {"sh", "-c", "echo $$; exec sleep 3600"});
             QTRY_VERIFY_WITH_TIMEOUT(host.canReadLine(), endTimeoutMs);
-            const auto program = host.readLine().trimmed().toInt();
-            QVERIFY(program > 0 && ::kill(program, 0) == 0);
+            // A process that is dead has none, even if nobody has asked for its exit code.
+            const QString link = QString("/proc/%1/exe").arg(host.readLine().trimmed().toInt());
+            QVERIFY(!QFile::symLinkTarget(link).isEmpty());
             ::kill(static_cast<pid_t>(host.processId()), signal);
             QVERIFY(host.waitForFinished(endTimeoutMs));
-            // Dead, though perhaps nobody has asked for its exit code.
-            const auto isGone = [program] {
-                QFile status(QString("/proc/%1/stat").arg(program));
-                return !status.open(QIODevice::ReadOnly) || status.readAll().contains(") Z");
-            };
-            QTRY_VERIFY_WITH_TIMEOUT(isGone(), endTimeoutMs);
+            QTRY_VERIFY_WITH_TIMEOUT(QFile::symLinkTarget(link).isEmpty(), endTimeoutMs);
         }
     }
 };
