@@ -4,6 +4,9 @@
 #include <QRegularExpression>
 #include <QTest>
 
+#include <algorithm>
+#include <array>
+
 /// What a launching application gives the updater, and what it gets. These tests run on Linux.
 /// Output that nobody reads is tested on wine, too.
 class LaunchTest : public QObject
@@ -85,14 +88,35 @@ private slots:
     {
         for (const char *display : {"unset DISPLAY", "export DISPLAY=", "export DISPLAY=:65000"}) {
             UpdaterRun run;
-            run.makePlainImage();
-            const QByteArray commands = QByteArray(display) + "; exec \"$0\" \"$@\"";
-            run.startInShell(commands, {"./TB210.bin"}, UpdaterRun::quickMicrophone);
-            QVERIFY2(run.exitCode() == 0 && run.outcome() == "success 1", display);
-
-            run.startInShell(commands, {"missing.bin"}, UpdaterRun::quickMicrophone);
+            run.startInShell(QByteArray(display) + "; exec \"$0\" \"$@\"", {"missing.bin"}, "");
             QVERIFY2(run.exitCode() == 0 && run.result().isEmpty(), display);
             QVERIFY2(run.debugOutput().contains("Title: 打开错误+"), display);
+        }
+    }
+
+    void of_many_started_at_once_one_runs()
+    {
+        UpdaterRun run;
+        run.start({run.makePlainImage()}, UpdaterRun::silentMicrophone);
+        QVERIFY(run.waitForResultEnd("100%\n"));
+        // What it leaves behind must not prevent that exactly one runs.
+        run.kill();
+        QVERIFY(QFile::remove(run.resultFile()));
+
+        std::array<QProcess, 30> starters;
+        for (QProcess &starter : starters)
+            run.startSecond(&starter, {"./TB210.bin"}, UpdaterRun::silentMicrophone);
+        const auto running = [&starters] {
+            return std::count_if(starters.begin(), starters.end(), [](const QProcess &starter) {
+                return starter.state() != QProcess::NotRunning;
+            });
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(running() <= 1 && run.result().endsWith("100%\n"),
+                                 UpdaterRun::endTimeoutMs);
+        QCOMPARE(static_cast<int>(running()), 1);
+        for (QProcess &starter : starters) {
+            starter.kill();
+            starter.waitForFinished();
         }
     }
 };
