@@ -49,10 +49,8 @@ UpdaterRun::~UpdaterRun()
 
 QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)
 {
-    const int code = QProcess::execute(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-mkfirmware"),
-                                       options + QStringList{home.filePath(name)});
-    if (code != 0)
-        qWarning("velmo-mkfirmware ended with %d", code);
+    QProcess::execute(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-mkfirmware"),
+                      options + QStringList{home.filePath(name)});
     // The path decides which microphone is selected. The home's path has random letters, so it is
     // left out.
     return QLatin1String("./") + name;
@@ -77,10 +75,6 @@ void UpdaterRun::launch(QProcess *updater, const QStringList &command, const QBy
     set("XDG_DATA_HOME", path("data"));
     set("TMPDIR", path("tmp"));
     environment.insert(Transport::chosen().environment);
-    if (!display.isEmpty()) {
-        set("DISPLAY", display);
-        set("QT_QPA_PLATFORM", QStringLiteral("xcb"));
-    }
     set("VELMO_SIM", QString::fromLatin1(simulator));
     set("VELMO_SIM_TRACE", path(trace));
     updater->setProcessEnvironment(environment);
@@ -105,12 +99,11 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
 
 void UpdaterRun::startLauncher(const QStringList &arguments, const QByteArray &simulator)
 {
-    QStringList command = Transport::chosen().command;
     // velmo-flash is in the same folder as the updater.
-    const QFileInfo updater(command.last());
-    command.last() = updater.path() + QLatin1Char('/') +
-                     updater.fileName().replace(updater.baseName(), QLatin1String("velmo-flash"));
-    launch(&process, command + arguments, simulator, "trace.txt");
+    const QFileInfo updater(Transport::chosen().command.last());
+    otherProgram = updater.path() + QLatin1Char('/') +
+                   updater.fileName().replace(updater.baseName(), QLatin1String("velmo-flash"));
+    start(arguments, simulator);
 }
 
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,

@@ -68,8 +68,6 @@ public:
     QProcess process;
     /// The program to start instead of the updater, with the same arguments. Empty: the updater.
     QString otherProgram;
-    /// The X display to show windows on. Empty: the program runs without a display.
-    QString display;
 
 private:
     void launch(QProcess *updater, const QStringList &command, const QByteArray &simulator,
