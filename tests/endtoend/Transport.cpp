@@ -4,52 +4,39 @@
 
 namespace {
 
-/// The Linux program with the drop-in library.
-Transport dropIn()
+/// The Linux program, either in a host program and with the real HID library, or with the drop-in
+/// library.
+Transport onLinux(bool inHost)
 {
-    const QStringList updater{QStringLiteral(VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU")};
-    Transport transport{updater, updater, {}, QStringLiteral("data/CorvoUpgrade/Firmware_bin.txt"),
-                        "\n",    {}};
-    transport.environment.insert(QStringLiteral("LD_LIBRARY_PATH"),
-                                 QStringLiteral(VELMO_BINARY_DIR "/simulator"));
-    return transport;
-}
-
-/// The Linux program with the real HID library, in a host program.
-Transport umockdev()
-{
-    Transport transport = dropIn();
-    transport.environment.clear();
-    transport.command.prepend(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-sim-umockdev"));
-    transport.secondCommand = transport.command;
+    QStringList updater{VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU"};
+    if (inHost)
+        updater.prepend(VELMO_BINARY_DIR "/bin/velmo-sim-umockdev");
+    Transport transport{updater, updater, {}, "data/CorvoUpgrade/Firmware_bin.txt", "\n"};
+    if (!inHost)
+        transport.environment.insert("LD_LIBRARY_PATH", VELMO_BINARY_DIR "/simulator");
     return transport;
 }
 
 Transport wine()
 {
     const QString program = qEnvironmentVariable("VELMO_WINDOWS_PROGRAM");
-    const QDir users(qEnvironmentVariable("WINEPREFIX") + QStringLiteral("/drive_c/users"));
+    const QDir users(qEnvironmentVariable("WINEPREFIX") + "/drive_c/users");
     // Wine names one folder after the user. The other folder is common to all users.
     QStringList user = users.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    user.removeAll(QStringLiteral("Public"));
+    user.removeAll("Public");
     if (program.isEmpty() || user.isEmpty())
         qFatal("scripts/test-windows runs the tests over wine");
     Transport transport{
-        {QStringLiteral("wine"),
-         QStringLiteral(VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe"),
-         program},
+        {"wine", VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe", program},
         // The second updater uses the bus of the current run.
-        {QStringLiteral("wine"), program},
+        {"wine", program},
         {},
         users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt"),
-        "\r\n",
-        // Wine lists devices in the order of their ids, not of their arrival. Its HID class driver
-        // does not pass on short reports.
-        {"devices=0065,0011", "short-reads"}};
+        "\r\n"};
     // Programs find wine's server through TMPDIR. Windows programs have no offscreen platform to
     // fall back on.
-    transport.environment.insert(QStringLiteral("TMPDIR"), QDir::tempPath());
-    transport.environment.insert(QStringLiteral("DISPLAY"), qEnvironmentVariable("DISPLAY"));
+    transport.environment.insert("TMPDIR", QDir::tempPath());
+    transport.environment.insert("DISPLAY", qEnvironmentVariable("DISPLAY"));
     return transport;
 }
 
@@ -59,13 +46,11 @@ const Transport &Transport::chosen()
 {
     static const Transport transport = [] {
         const QByteArray name = qgetenv("VELMO_TRANSPORT");
-        if (name.isEmpty() || name == "drop-in")
-            return dropIn();
-        if (name == "umockdev")
-            return umockdev();
         if (name == "wine")
             return wine();
-        qFatal("VELMO_TRANSPORT: there is no transport '%s'", name.constData());
+        if (!QByteArrayList{"", "drop-in", "umockdev"}.contains(name))
+            qFatal("VELMO_TRANSPORT: there is no transport '%s'", name.constData());
+        return onLinux(name == "umockdev");
     }();
     return transport;
 }

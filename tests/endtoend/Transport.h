@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
 #include <QProcessEnvironment>
 #include <QString>
 #include <QStringList>
@@ -27,6 +26,4 @@ struct Transport
     QString resultFile;
     /// The line end in the result file.
     QByteArray lineEnd;
-    /// Settings that this transport does not offer. Scenarios with one of them are skipped.
-    QList<QByteArray> refused;
 };

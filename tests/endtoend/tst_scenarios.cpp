@@ -1,5 +1,3 @@
-#include "tests/endtoend/Scenario.h"
-#include "tests/endtoend/Transport.h"
 #include "tests/endtoend/UpdaterRun.h"
 
 #include <QRegularExpression>
@@ -9,6 +7,103 @@
 #include <memory>
 
 namespace {
+
+/// The packets of the image that the scenarios are made for: 30 data records of two packets
+/// each, and the entry packet.
+constexpr int scenarioPackets = 61;
+
+/// Settings for scenarios in which the updater must receive the answer to the entry packet.
+/// The updater listens for it for 200 ms after it has sent the packet. If the microphone
+/// leaves the bus for its restart, it leaves long after that, and shortly before the updater
+/// expects it back.
+const char *const answering = "answer-delay=70;enter-time=3000;";
+
+/// One run of the real program against a simulated microphone, and its expected result. All
+/// transports run the same list.
+struct Scenario
+{
+    /// Special values of the numbers below. belowHundred: the last percentage depends on timing
+    /// but is below 100.
+    static constexpr int none = -1;
+    static constexpr int belowHundred = -2;
+    static constexpr int anyNumber = -3;
+
+    const char *name;
+    /// Name of the image. It decides which microphone the updater selects.
+    const char *firmware;
+    /// The microphones on the bus and their faults.
+    QByteArray simulator;
+    /// The result file's last line, or "" for an empty file. With "100%", the microphone never
+    /// gives a verdict and the program never ends.
+    QByteArray outcome = "success 1";
+    /// The highest percentage before the outcome.
+    int highestPercent = 100;
+    /// Number of packets that the microphone took.
+    int packetsTaken = scenarioPackets;
+    /// Whether the microphone may refuse reports as out of order: the updater may send more
+    /// packets before it learns of a verdict or an unplugging.
+    bool mayViolate = false;
+    /// How the image is broken (velmo-mkfirmware --broken), or null for an intact one.
+    const char *broken = nullptr;
+};
+
+QList<Scenario> scenarios()
+{
+    const char *const plain = "TB210.bin";
+    const char *const r5Otg = "TQ736_R5_otg.bin";
+    // A microphone that tolerates pauses on a busy machine. Its verdict comes late, because
+    // another thread reports the progress of the last packets, which the verdict must not
+    // overtake.
+    const QByteArray patient = "quiet=3000;verdict-delay=300;";
+    const QByteArray heard = patient + answering;
+    // A microphone that does not answer the entry packet. The updater then makes no long pause
+    // for its restart, so the run is short.
+    const QByteArray quick = patient + "silent=entry;enter-time=20;";
+    // A microphone that judges before the image is complete. It answers slowly, so that the
+    // verdict comes before the progress reaches its end.
+    const QByteArray hasty = "silent=entry;enter-time=20;answer-delay=100;";
+    constexpr int none = Scenario::none;
+    constexpr int some = Scenario::belowHundred;
+    constexpr int anyNumber = Scenario::anyNumber;
+    constexpr int all = scenarioPackets;
+    QList<Scenario> list = {
+        // The microphone answers the entry packet, so the updater waits the full 7 s.
+        {"success", plain, heard},
+        {"success on another path after leaving the bus", plain,
+         heard + "vanish=yes;replug-path=new"},
+
+        {"a second microphone comes and goes", plain,
+         quick + "extra=0010;extra-at=5;extra-stay=20"},
+
+        {"R5 otg, 0011 listed first", r5Otg, quick + "devices=0011,0065"},
+        // No entry packet is sent, so there is no seal, and the microphone judges after `quiet`.
+        {"R5 otg, 0065 alone", r5Otg, "quiet=8000;devices=0065", "success 1", 100, all - 1},
+
+        {"the microphone of another image", "TQ736_R5.bin", "devices=046D:0010,000B,0011,0065",
+         "success -1", none, 0},
+
+        {"failure verdict midway", plain, hasty + "verdict=failure2;verdict-at=20", "success -1",
+         some, anyNumber, true},
+        // The microphone notices the lost packet when no more packets come.
+        {"writes that fail", plain, hasty + "quiet=1500;fail-writes=10", "success -1", 100,
+         all - 1},
+        // On Windows, the HID library waits for a write for less than this.
+        {"a write held up for 1.5 s", plain, quick + "slow-writes=10;slow-time=1500"},
+        {"silent microphone", plain, patient + "silent=all;enter-time=20", "100%"},
+        {"unplugged midway", plain, quick + "unplug-at=55", "100%", 100, 56, true},
+        // The microphone is idle when it comes back, so it refuses the rest.
+        {"unplugged and replugged midway, on another path", plain,
+         quick + "unplug-at=40;replug-after=300;replug-path=new", "100%", 100, 41, true},
+        // The microphone takes the rest when it comes back, and reaches its verdict.
+        {"unplugged and replugged in upgrade mode, under another product id", plain,
+         hasty + "unplug-at=10;replug-after=50;replug-as=0010;replug-state=upgrading;"
+                 "verdict=success6;verdict-at=15",
+         "success 1", some, anyNumber, true},
+    };
+    for (const char *kind : {"empty", "record-past-end", "header-only"})
+        list += {kind, plain, "", "", none, 0, false, kind};
+    return list;
+}
 
 /// On a busy machine, the answer to the entry packet may come after the 200 ms for which the
 /// updater listens. Then the updater sends the data while the microphone restarts, and the run
@@ -46,11 +141,10 @@ class ScenariosTest : public QObject
 private slots:
     void headless_run_data()
     {
-        const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
-        const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
+        const QStringList shard = qEnvironmentVariable("VELMO_SHARD", "0/1").split('/');
         QTest::addColumn<int>("index");
         const QList<Scenario> all = scenarios();
-        for (int i = shard.first().toInt(); i < all.size(); i += of)
+        for (int i = shard.first().toInt(); i < all.size(); i += shard.last().toInt())
             QTest::newRow(all.at(i).name) << i;
     }
 
@@ -58,20 +152,15 @@ private slots:
     {
         QFETCH(int, index);
         const Scenario scenario = scenarios().at(index);
-        for (const QByteArray &refused : Transport::chosen().refused) {
-            if (scenario.simulator.contains(refused))
-                return QTest::qSkip("not offered by this transport", __FILE__, __LINE__);
-        }
         QStringList image = {"--version", "1.2.3", "--records", "30", "--size", "100"};
         if (scenario.broken != nullptr)
             image += {"--broken", scenario.broken};
-        const bool mustHear = scenario.simulator.contains(Scenario::answering);
+        const bool mustHear = scenario.simulator.contains(answering);
         std::unique_ptr<UpdaterRun> runner;
         int attempt = 0;
         do {
             runner = std::make_unique<UpdaterRun>();
-            runner->start({runner->makeFirmware(QString::fromLatin1(scenario.firmware), image)},
-                          scenario.simulator);
+            runner->start({runner->makeFirmware(scenario.firmware, image)}, scenario.simulator);
         } while (++attempt < attempts && mustHear && missedTheAnswer(*runner));
         UpdaterRun &run = *runner;
 
@@ -86,7 +175,7 @@ private slots:
         }
 
         const QList<int> percentages = run.percentages();
-        const int highest = percentages.isEmpty() ? Scenario::noPercent : percentages.last();
+        const int highest = percentages.isEmpty() ? Scenario::none : percentages.last();
         if (scenario.highestPercent == Scenario::belowHundred)
             QVERIFY(highest >= 0 && highest < 100);
         else
@@ -101,16 +190,16 @@ private slots:
             QVERIFY(percentages.size() >= steps.size() - steps.count(0));
             QCOMPARE(percentages, steps.mid(steps.size() - percentages.size()));
         }
-        if (scenario.packetsTaken >= 0)
+        if (scenario.packetsTaken != Scenario::anyNumber)
             QCOMPARE(run.packetsTaken(), scenario.packetsTaken);
-        // The updater opened the microphone that came back, and the microphone was idle.
-        const bool some = scenario.violations == Scenario::Violations::Some;
-        QCOMPARE(!run.traceLines("data before the entry packet").isEmpty(), some);
-        if (scenario.violations == Scenario::Violations::None)
+        if (!scenario.mayViolate)
             QCOMPARE(run.traceLines("violation"), QStringList());
+        const auto asksFor = [&](const char *word) { return scenario.simulator.contains(word); };
+        // The updater opened the microphone that came back, and the microphone was idle.
+        QCOMPARE(!run.traceLines("data before the entry packet").isEmpty(),
+                 asksFor("replug-after") && !asksFor("replug-state"));
         // The updater was told of each removal and arrival that the settings ask for. The result
         // alone does not show this.
-        const auto asksFor = [&](const char *word) { return scenario.simulator.contains(word); };
         for (const char *leaving : {"vanish", "return-as", "unplug", "extra"})
             QVERIFY2(!asksFor(leaving) || wasTold(run, 1), leaving);
         for (const char *coming : {"vanish", "return-as", "replug", "extra"})
