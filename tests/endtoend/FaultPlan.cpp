@@ -1,7 +1,5 @@
 #include "tests/endtoend/FaultPlan.h"
 
-#include <QStringList>
-
 #include <algorithm>
 #include <array>
 #include <random>
@@ -80,9 +78,6 @@ constexpr std::array<Knob, 25> knobs = {{
 }};
 constexpr int mostIncidents = 2;
 constexpr int latestIncident = 60;
-constexpr std::array<const char *, 5> eventNames = {
-    "a second updater is started", "the updater is killed", "the result file is removed",
-    "the result file becomes a folder", "the result file's disk is full"};
 
 /// Draws numbers by a modulo, because the distributions of C++ differ between libraries.
 class Dice
@@ -111,7 +106,7 @@ FaultPlan::FaultPlan(quint64 seed)
     const auto index = static_cast<std::size_t>(dice.between(0, places.size() - 1));
     const bool takesLonger = dice.oneIn(slowPlaceEvery);
     const Place place = takesLonger ? slowPlace : places.at(index);
-    imageName = QString::fromLatin1(place.image);
+    imageName = place.image;
     absent = index >= firstAbsent && !takesLonger;
     simulator = QByteArray("devices=") + place.devices;
     upgrading = simulator.endsWith("0065");
@@ -130,28 +125,16 @@ FaultPlan::FaultPlan(quint64 seed)
         const int some = dice.between(1, std::min(left, mostOfRecord));
         // Often the last packet is full or a byte short.
         const int lacking = dice.between(0, dice.oneIn(fullPacketEvery) ? 1 : payloadSize - 1);
-        recordSizes += std::max(some * payloadSize - lacking, recordHeadSize);
+        recordSizes += QString::number(std::max(some * payloadSize - lacking, recordHeadSize));
         left -= some;
     }
     for (int left = dice.between(0, mostIncidents); left > 0; --left) {
         const int writes = dice.between(1, latestIncident);
-        const int last = static_cast<int>(eventNames.size()) - 1;
+        const int last = static_cast<int>(Event::DiskFull);
         incidents += {writes, static_cast<Event>(dice.between(0, last))};
     }
     std::stable_sort(incidents.begin(), incidents.end(),
                      [](const Incident &a, const Incident &b) { return a.writes < b.writes; });
-}
-
-QString FaultPlan::describe() const
-{
-    QString text = imageName + QStringLiteral(" of %1 packets").arg(packets) +
-                   QLatin1String(byLauncher ? " by velmo-flash" : "") +
-                   QStringLiteral(", VELMO_SIM=\"%1\"").arg(QString::fromLatin1(simulator));
-    for (const Incident &each : incidents) {
-        const char *const name = eventNames.at(static_cast<std::size_t>(each.event));
-        text += QStringLiteral(", after %1 writes ").arg(each.writes) + QLatin1String(name);
-    }
-    return text;
 }
 
 QList<QByteArray> FaultPlan::packetsOf(const QByteArray &image) const
@@ -162,10 +145,11 @@ QList<QByteArray> FaultPlan::packetsOf(const QByteArray &image) const
     };
     add(image.left(entryRecordSize));
     int begin = entryRecordSize;
-    for (const int size : recordSizes) {
-        for (int i = 0; i < size; i += payloadSize)
-            add(image.mid(begin + i, std::min(payloadSize, size - i)));
-        begin += size;
+    for (const QString &size : recordSizes) {
+        const QByteArray record = image.mid(begin, size.toInt());
+        for (int i = 0; i < record.size(); i += payloadSize)
+            add(record.mid(i, payloadSize));
+        begin += record.size();
     }
     return list;
 }

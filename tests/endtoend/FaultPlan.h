@@ -2,12 +2,16 @@
 
 #include <QByteArray>
 #include <QList>
-#include <QString>
+#include <QObject>
+#include <QStringList>
 
 /// What one seed draws: an image, a microphone with its faults, and other events. It depends
 /// only on the seed, and so is the same on every machine.
 struct FaultPlan
 {
+    Q_GADGET
+
+public:
     enum class Event
     {
         SecondUpdater,
@@ -18,6 +22,7 @@ struct FaultPlan
         ResultUnwritable,
         DiskFull
     };
+    Q_ENUM(Event)
     /// The event happens when the updater has written this number of reports.
     struct Incident
     {
@@ -27,8 +32,6 @@ struct FaultPlan
 
     explicit FaultPlan(quint64 seed);
 
-    /// The plan as one line of text.
-    QString describe() const;
     /// The image's packets. The drawn sizes decide where they are cut, not those in the image.
     QList<QByteArray> packetsOf(const QByteArray &image) const;
 
@@ -43,7 +46,7 @@ struct FaultPlan
     /// Number of packets, including the entry packet.
     int packets;
     /// Sizes of the data records.
-    QList<int> recordSizes;
+    QStringList recordSizes;
     /// Events, in order.
     QList<Incident> incidents;
 };

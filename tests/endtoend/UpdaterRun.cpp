@@ -21,8 +21,8 @@ namespace {
 
 UpdaterRun::UpdaterRun()
 {
-    QDir(home.path()).mkdir(QStringLiteral("data"));
-    QDir(home.path()).mkdir(QStringLiteral("tmp"));
+    QDir(home.path()).mkdir("data");
+    QDir(home.path()).mkdir("tmp");
     process.setStandardOutputFile(path("stdout.txt"));
     process.setStandardErrorFile(path("stderr.txt"));
     // The result file may be outside the home, and an earlier run may have left a file or a
@@ -36,7 +36,7 @@ UpdaterRun::~UpdaterRun()
 {
     kill();
     // The shared memory of a killed updater would stay until the machine restarts.
-    for (const QString &file : QDir(path("tmp")).entryList({QStringLiteral("qipc_*")})) {
+    for (const QString &file : QDir(path("tmp")).entryList({"qipc_*"})) {
         // The toolkit makes the key in the same way.
         const key_t key = ftok(QFile::encodeName(path("tmp/") + file).constData(), 'Q');
         const int id = shmget(key, 0, 0);
@@ -49,34 +49,31 @@ UpdaterRun::~UpdaterRun()
 
 QString UpdaterRun::makeFirmware(const QString &name, const QStringList &options)
 {
-    QProcess::execute(QStringLiteral(VELMO_BINARY_DIR "/bin/velmo-mkfirmware"),
+    QProcess::execute(VELMO_BINARY_DIR "/bin/velmo-mkfirmware",
                       options + QStringList{home.filePath(name)});
     // The path decides which microphone is selected. The home's path has random letters, so it is
     // left out.
-    return QLatin1String("./") + name;
+    return "./" + name;
 }
 
 QString UpdaterRun::makePlainImage(const char *options)
 {
-    return makeFirmware(QStringLiteral("TB210.bin"), QString::fromLatin1(options).split(' '));
+    return makeFirmware("TB210.bin", QString::fromLatin1(options).split(' '));
 }
 
 void UpdaterRun::launch(QProcess *updater, const QStringList &command, const QByteArray &simulator,
                         const char *trace) const
 {
     QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    const auto set = [&environment](const char *name, const QString &value) {
-        environment.insert(QString::fromLatin1(name), value);
-    };
     for (const char *variable : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
-        environment.remove(QString::fromLatin1(variable));
-    set("LC_ALL", QStringLiteral("C.UTF-8"));
-    set("HOME", home.path());
-    set("XDG_DATA_HOME", path("data"));
-    set("TMPDIR", path("tmp"));
+        environment.remove(variable);
+    environment.insert("LC_ALL", "C.UTF-8");
+    environment.insert("HOME", home.path());
+    environment.insert("XDG_DATA_HOME", path("data"));
+    environment.insert("TMPDIR", path("tmp"));
     environment.insert(Transport::chosen().environment);
-    set("VELMO_SIM", QString::fromLatin1(simulator));
-    set("VELMO_SIM_TRACE", path(trace));
+    environment.insert("VELMO_SIM", simulator);
+    environment.insert("VELMO_SIM_TRACE", path(trace));
     updater->setProcessEnvironment(environment);
     updater->setWorkingDirectory(home.path());
     updater->start(command.first(), command.mid(1));
@@ -101,8 +98,8 @@ void UpdaterRun::startLauncher(const QStringList &arguments, const QByteArray &s
 {
     // velmo-flash is in the same folder as the updater.
     const QFileInfo updater(Transport::chosen().command.last());
-    otherProgram = updater.path() + QLatin1Char('/') +
-                   updater.fileName().replace(updater.baseName(), QLatin1String("velmo-flash"));
+    otherProgram =
+        updater.path() + '/' + updater.fileName().replace(updater.baseName(), "velmo-flash");
     start(arguments, simulator);
 }
 
@@ -190,29 +187,25 @@ QList<int> UpdaterRun::progressOf(int packets)
 
 QStringList UpdaterRun::traceLines(const QString &text) const
 {
-    return QString::fromUtf8(contentOf(path("trace.txt"))).split(QLatin1Char('\n')).filter(text);
+    return QString::fromUtf8(contentOf(path("trace.txt"))).split('\n').filter(text);
 }
 
 int UpdaterRun::packetsTaken() const
 {
-    return traceLines(QStringLiteral(" write packet="))
-        .filter(QStringLiteral(" result=65 "))
-        .size();
+    return traceLines(" write packet=").filter(" result=65 ").size();
 }
 
 QList<qint64> UpdaterRun::processes(const char *name) const
 {
     QList<qint64> found;
     const QByteArray mark = "HOME=" + QFile::encodeName(home.path());
-    for (const QString &id : QDir(QStringLiteral("/proc")).entryList({QStringLiteral("[0-9]*")})) {
+    for (const QString &id : QDir("/proc").entryList({"[0-9]*"})) {
         const auto words = [&id](const char *file) {
-            QFile list(QStringLiteral("/proc/%1/%2").arg(id, QLatin1String(file)));
-            return list.open(QIODevice::ReadOnly) ? list.readAll().split('\0')
-                                                  : QList<QByteArray>();
+            return contentOf("/proc/" + id + file).split('\0');
         };
         // On wine it has backslashes, and the package's folder has the updater's name in it, too.
-        const QByteArray program = words("cmdline").value(0).replace('\\', '/');
-        if (words("environ").contains(mark) && program.split('/').last().startsWith(name))
+        const QByteArray program = words("/cmdline").first().replace('\\', '/');
+        if (words("/environ").contains(mark) && program.split('/').last().startsWith(name))
             found += id.toLongLong();
     }
     return found;

@@ -46,7 +46,7 @@ public:
     bool waitForResultEnd(const QByteArray &text, int milliseconds = endTimeoutMs) const;
     void kill();
 
-    QString path(const char *name) const { return home.filePath(QString::fromLatin1(name)); }
+    QString path(const char *name) const { return home.filePath(name); }
     /// Empty if there is no such regular file.
     static QByteArray contentOf(const QString &path);
     QString resultFile() const;

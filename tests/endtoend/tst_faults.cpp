@@ -1,3 +1,4 @@
+#include "launcher/Outcome.h"
 #include "tests/endtoend/FaultPlan.h"
 #include "tests/endtoend/UpdaterRun.h"
 
@@ -23,7 +24,7 @@ constexpr int pollMs = 10;
 constexpr int settleMs = 2500;
 constexpr int openingPackets = 3;
 constexpr int wholePercent = 100;
-constexpr int traceLinesShown = 25;
+constexpr int traceBytesShown = 4000;
 
 } // namespace
 
@@ -45,12 +46,11 @@ class FaultsTest : public QObject
 private slots:
     void whatever_happens_data()
     {
-        const QList<QByteArray> shard = qgetenv("VELMO_SHARD").split('/');
-        const int of = shard.size() == 2 ? shard.at(1).toInt() : 1;
-        const quint64 first = qEnvironmentVariable("VELMO_SEED", QStringLiteral("1")).toULongLong();
-        const int runs = qEnvironmentVariable("VELMO_RUNS", QStringLiteral("24")).toInt();
+        const QStringList shard = qEnvironmentVariable("VELMO_SHARD", "0/1").split('/');
+        const quint64 first = qEnvironmentVariable("VELMO_SEED", "1").toULongLong();
+        const int runs = qEnvironmentVariable("VELMO_RUNS", "24").toInt();
         QTest::addColumn<quint64>("seed");
-        for (int i = shard.first().toInt(); i < runs; i += of) {
+        for (int i = shard.first().toInt(); i < runs; i += shard.last().toInt()) {
             const quint64 seed = first + static_cast<quint64>(i);
             QTest::newRow(QByteArray::number(seed).constData()) << seed;
         }
@@ -64,11 +64,7 @@ private slots:
         faults.clear();
         incidents = 0;
         disturbed = false;
-        QStringList sizes;
-        for (const int size : plan->recordSizes)
-            sizes += QString::number(size);
-        image = run->makeFirmware(plan->imageName,
-                                  {QStringLiteral("--sizes"), sizes.join(QLatin1Char(','))});
+        image = run->makeFirmware(plan->imageName, {"--sizes", plan->recordSizes.join(',')});
         packets = plan->packetsOf(UpdaterRun::contentOf(run->path(qPrintable(plan->imageName))));
         traceFile.close();
         traceFile.setFileName(run->path("trace.txt"));
@@ -79,14 +75,12 @@ private slots:
         } while (ending == Ending::Killed && faults.isEmpty());
         if (faults.isEmpty())
             return;
-        const QString transport =
-            qEnvironmentVariable("VELMO_TRANSPORT", QStringLiteral("drop-in"));
-        const QString preset = QFileInfo(QCoreApplication::applicationDirPath()).dir().dirName();
-        const QList<QByteArray> lines = trace.split('\n');
-        qWarning().noquote() << faults.join('\n') << "\ndrawn:" << plan->describe()
-                             << "\nagain: scripts/soak --seed" << seed << "--runs 1 --transport"
-                             << transport << preset << "\nthe microphone's trace:\n..."
-                             << lines.mid(std::max(0, lines.size() - traceLinesShown)).join('\n');
+        for (const FaultPlan::Incident &each : plan->incidents)
+            qWarning() << "drawn:" << each.event << "after" << each.writes << "writes";
+        qWarning().noquote() << "drawn:" << plan->imageName << plan->packets << plan->simulator
+                             << "\nagain: scripts/soak --runs 1 --seed" << seed << "--transport"
+                             << qgetenv("VELMO_TRANSPORT") << '\n' + faults.join('\n')
+                             << "\nthe microphone's trace:\n..." << trace.right(traceBytesShown);
         QFAIL("see above");
     }
 
@@ -100,11 +94,7 @@ private:
         Killed,
         Hung
     };
-    enum Verdict
-    {
-        Failure,
-        Success
-    };
+    using Verdict = UpdaterLog::Verdict;
 
     void startUpdater()
     {
@@ -112,9 +102,9 @@ private:
         trace.clear();
         killed = false;
         if (plan->byLauncher)
-            run->startLauncher(
-                QStringLiteral("--json --timeout 5 --log log.txt").split(QLatin1Char(' ')) << image,
-                plan->simulator);
+            run->startLauncher(QStringLiteral("--json --timeout 5 --log log.txt").split(' ')
+                                   << image,
+                               plan->simulator);
         else
             run->start({image}, plan->simulator);
     }
@@ -160,30 +150,22 @@ private:
 
     void happen(FaultPlan::Event event)
     {
-        const QString file = run->resultFile();
-        switch (event) {
-        case FaultPlan::Event::SecondUpdater:
-            startSecond();
-            break;
-        case FaultPlan::Event::UpdaterKilled:
+        if (event == FaultPlan::Event::SecondUpdater)
+            return startSecond();
+        if (event == FaultPlan::Event::UpdaterKilled) {
             killed = true;
             for (const qint64 process : run->processes("Velmo_KVX2_DFU"))
                 kill(static_cast<pid_t>(process), SIGKILL);
             if (!plan->byLauncher)
                 ending = Ending::Killed;
-            break;
-        case FaultPlan::Event::ResultRemoved:
-            disturbed = QFile::remove(file) || disturbed;
-            break;
-        case FaultPlan::Event::ResultUnwritable:
-            disturbed = QFile::remove(file) || disturbed;
-            QDir().mkdir(file);
-            break;
-        case FaultPlan::Event::DiskFull:
-            disturbed = QFile::remove(file) || disturbed;
-            QFile::link(QStringLiteral("/dev/full"), file);
-            break;
+            return;
         }
+        const QString file = run->resultFile();
+        disturbed = QFile::remove(file) || disturbed;
+        if (event == FaultPlan::Event::ResultUnwritable)
+            QDir().mkdir(file);
+        else if (event == FaultPlan::Event::DiskFull)
+            QFile::link("/dev/full", file);
     }
 
     void startSecond()
@@ -226,12 +208,12 @@ private:
     {
         const QByteArray result = run->result();
         const QList<int> percentages = run->percentages();
-        static const QRegularExpression grammar(QStringLiteral("\\A(\\d+%\n)*(success -?1)?\\z"));
-        require(grammar.match(QString::fromLatin1(result)).hasMatch() &&
+        static const QRegularExpression grammar("\\A(\\d+%\n)*(success -?1)?\\z");
+        require(grammar.match(result).hasMatch() &&
                     std::is_sorted(percentages.begin(), percentages.end()),
                 "c: " + result);
         const bool success =
-            run->outcome() == "success 1" || (plan->byLauncher && run->exitCode() == Done);
+            run->outcome() == "success 1" || (plan->byLauncher && run->exitCode() == Outcome::Done);
         if (!disturbed) {
             // The first steps may come before the window listens for them.
             const QList<int> steps = UpdaterRun::progressOf(plan->packets);
@@ -246,10 +228,10 @@ private:
                         (ending == Ending::Exited) == !run->outcome().isEmpty(),
                     "c: an outcome too many or too few: " + result);
             require(run->outcome() != "success -1" || plan->absent ||
-                        verdicts(false).contains(Failure),
+                        verdicts(false).contains(Verdict::Failed),
                     "d: a failure that nobody has reported");
         }
-        require(!success || verdicts(false).contains(Success),
+        require(!success || verdicts(false).contains(Verdict::Succeeded),
                 "d: a success that nobody has reported");
         // Without an entry packet the microphone has no seal, and cannot see a loss.
         bool sealed = false;
@@ -323,12 +305,12 @@ private:
         const QDir folder(run->path("tmp"));
         QStringList left = folder.entryList(QDir::NoDotAndDotDot | QDir::AllEntries);
         // The toolkit's folder, the devices of a killed host, the segment of a killed updater.
-        QStringList spared = {QStringLiteral("runtime-*"), QStringLiteral("*umockdev*")};
-        if (killed || (plan->byLauncher && run->exitCode() == NoVerdict))
-            spared += QStringLiteral("qipc_sharedmem*");
+        QStringList spared = {"runtime-*", "*umockdev*"};
+        if (killed || (plan->byLauncher && run->exitCode() == Outcome::NoVerdict))
+            spared += "qipc_sharedmem*";
         for (const QString &file : folder.entryList(spared))
             left.removeAll(file);
-        require(left.isEmpty(), "f: left behind: " + left.join(QLatin1Char(' ')).toLatin1());
+        require(left.isEmpty(), "f: left behind: " + left.join(' ').toLatin1());
         // On wine a process is gone some time after its end is known.
         require(QTest::qWaitFor([this] { return run->processes("Velmo_KVX2_DFU").isEmpty(); }),
                 "f: a process is left");
@@ -339,46 +321,36 @@ private:
         QJsonObject last;
         int percent = 0;
         for (const QByteArray &line : run->standardOutput().trimmed().split('\n')) {
-            require(!last.contains(QLatin1String("code")), "g: not the last line: " + line);
+            require(!last.contains("code"), "g: not the last line: " + line);
             last = QJsonDocument::fromJson(line).object();
-            const int next = last.value(QLatin1String("percent")).toInt(percent);
+            const int next = last.value("percent").toInt(percent);
             require(!last.isEmpty() && next >= percent && (next < wholePercent || isOver()),
                     "g: " + line);
             percent = next;
         }
-        const QString said = last.value(QLatin1String("message")).toString();
-        const auto means = [&](Code which, bool isSo, const char *name, const char *phrase) {
-            return run->exitCode() == which && isSo && last.value(QLatin1String("code")) == which &&
-                   last.value(QLatin1String("outcome")) == QLatin1String(name) &&
-                   said.contains(QLatin1String(phrase));
+        const QString said = last.value("message").toString();
+        const auto means = [&](int code, bool isSo, const char *name, const char *phrase) {
+            return run->exitCode() == code && isSo && last.value("code") == code &&
+                   last.value("outcome") == name && said.contains(phrase);
         };
-        require(means(Done, verdicts(false).contains(Success), "done", "was flashed") ||
-                    means(Failed, verdicts(false).contains(Failure), "failed", "reported that") ||
-                    means(NoMicrophone, plan->absent, "no-microphone", "Nothing was sent") ||
-                    means(NoVerdict, isOver() && verdicts(true).isEmpty(), "no-verdict",
-                          "did not report the result") ||
-                    // On wine a killed process may have exit code 0.
-                    means(UpdaterFailed, killed, "updater-failed", "The updater "),
-                "g: code " + QByteArray::number(run->exitCode()) + ", " +
-                    QJsonDocument(last).toJson());
-        const QByteArray inFile = run->exitCode() == Done     ? "success 1"
-                                  : run->exitCode() == Failed ? "success -1"
-                                                              : run->outcome();
+        require(
+            means(0, verdicts(false).contains(Verdict::Succeeded), "done", "was flashed") ||
+                means(1, verdicts(false).contains(Verdict::Failed), "failed", "reported that") ||
+                means(2, plan->absent, "no-microphone", "Nothing was sent") ||
+                means(5, isOver() && verdicts(true).isEmpty(), "no-verdict",
+                      "did not report the result") ||
+                // On wine a killed process may have exit code 0.
+                means(6, killed, "updater-failed", "The updater "),
+            "g: code " + QByteArray::number(run->exitCode()) + ", " + QJsonDocument(last).toJson());
+        const QByteArray inFile = run->exitCode() == Outcome::Done     ? "success 1"
+                                  : run->exitCode() == Outcome::Failed ? "success -1"
+                                                                       : run->outcome();
         // The event may come after velmo-flash has read the file.
-        const bool differs = said.contains(QLatin1String("result file says"));
+        const bool differs = said.contains("result file says");
         require(differs ? inFile != run->outcome() : disturbed || inFile == run->outcome(),
                 "g: about the result file: " + said.toUtf8());
     }
 
-    /// Exit codes of velmo-flash.
-    enum Code
-    {
-        Done = 0,
-        Failed = 1,
-        NoMicrophone = 2,
-        NoVerdict = 5,
-        UpdaterFailed = 6
-    };
     void require(bool holds, const QByteArray &fault)
     {
         if (!holds && !faults.contains(fault))
@@ -396,16 +368,16 @@ private:
     QList<Verdict> verdicts(bool reachable) const
     {
         static const QRegularExpression form(
-            QStringLiteral(" (send|dropped) .*data=.{8}0B.{4}(?:0([56])00|0[24]00|..01)"));
+            " (send|dropped) .*data=.{8}0B.{4}(?:0([56])00|0[24]00|..01)");
         QList<Verdict> list;
         for (const QByteArray &line : trace.split('\n')) {
-            const auto match = form.match(QString::fromLatin1(line));
+            const auto match = form.match(line);
             if (reachable && line.contains(" departure "))
                 list.clear();
-            else if (reachable && match.captured(1) == QLatin1String("dropped"))
+            else if (reachable && match.captured(1) == "dropped")
                 list.removeFirst();
             else if (match.hasMatch())
-                list += match.captured(2).isEmpty() ? Failure : Success;
+                list += match.captured(2).isEmpty() ? Verdict::Failed : Verdict::Succeeded;
         }
         return list;
     }
