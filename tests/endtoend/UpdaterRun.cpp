@@ -28,8 +28,7 @@ UpdaterRun::UpdaterRun()
     // The result file may be outside the home, and an earlier run may have left a file or a
     // folder there.
     QDir().rmdir(resultFile());
-    if (QFile::exists(resultFile()) && !QFile::remove(resultFile()))
-        qFatal("%s: cannot be removed", qPrintable(resultFile()));
+    QFile::remove(resultFile());
 }
 
 UpdaterRun::~UpdaterRun()
@@ -159,10 +158,8 @@ QByteArray UpdaterRun::result() const
 QList<int> UpdaterRun::percentages() const
 {
     QList<int> percentages;
-    for (const QByteArray &line : result().split('\n')) {
-        if (line.endsWith('%'))
-            percentages += line.chopped(1).toInt();
-    }
+    for (const QString &line : QString(result()).split('\n').filter("%"))
+        percentages += line.chopped(1).toInt();
     return percentages;
 }
 

