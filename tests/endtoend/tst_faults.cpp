@@ -80,8 +80,9 @@ private slots:
             qWarning() << "drawn:" << each.event << "after" << each.writes << "writes";
         qWarning().noquote() << "drawn:" << plan->imageName << plan->packets << plan->simulator
                              << "\nagain: scripts/soak --runs 1 --seed" << seed << "--transport"
-                             << qgetenv("VELMO_TRANSPORT") << '\n' + faults.join('\n')
-                             << "\nthe microphone's trace:\n..." << trace.right(traceBytesShown);
+                             << qEnvironmentVariable("VELMO_TRANSPORT", "drop-in")
+                             << '\n' + faults.join('\n') << "\nthe microphone's trace:\n..."
+                             << trace.right(traceBytesShown);
         QFAIL("see above");
     }
 
