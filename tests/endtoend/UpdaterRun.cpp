@@ -163,25 +163,6 @@ QList<int> UpdaterRun::percentages() const
     return percentages;
 }
 
-QList<int> UpdaterRun::progressOf(int packets)
-{
-    constexpr int opening = 3;
-    constexpr int batch = 5;
-    QList<int> steps;
-    int sent = 0;
-    // 58 of 200 packets are 28 % in floating point.
-    const auto add = [&] {
-        steps += static_cast<int>(static_cast<double>(sent) / packets * 100.0);
-    };
-    for (int i = 0; i < packets; ++i) {
-        sent = i < opening ? 0 : i - (i - opening) % batch;
-        add();
-    }
-    for (++sent; sent <= packets; ++sent)
-        add();
-    return steps;
-}
-
 QStringList UpdaterRun::traceLines(const QString &text) const
 {
     return QString::fromUtf8(contentOf(path("trace.txt"))).split('\n').filter(text);

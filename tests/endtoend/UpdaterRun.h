@@ -55,8 +55,6 @@ public:
     QByteArray outcome() const { return result().split('\n').last(); }
     /// The percentages of the result file, in order.
     QList<int> percentages() const;
-    /// The percentages of a whole upgrade, one for each step that docs/protocol.md counts.
-    static QList<int> progressOf(int packets);
     /// Lines of the microphone's trace that contain this text.
     QStringList traceLines(const QString &text) const;
     /// Number of reports that the microphone took.
