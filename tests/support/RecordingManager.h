@@ -38,11 +38,10 @@ public:
         return exchangeResult;
     }
 
-    int sendAndWait(const std::uint8_t *packet, std::uint8_t * /*reply*/, int newRetries,
+    int sendAndWait(const std::uint8_t *packet, std::uint8_t * /*reply*/, int /*retries*/,
                     std::size_t length) override
     {
         commands.append(copyOf(packet, length));
-        retries = newRetries;
         if (onCommand)
             onCommand();
         return commandResult;
@@ -74,8 +73,6 @@ public:
     QByteArray exchangeReply;
     std::deque<QByteArray> reports;
     QList<QByteArray> commands;
-    /// Argument of the last sendAndWait().
-    int retries = 0;
     std::function<void()> onCommand;
     std::function<void(const QByteArray &, int)> onPacket;
 

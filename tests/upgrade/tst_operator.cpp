@@ -67,11 +67,14 @@ private:
         });
     }
 
-    /// Handles a report with the given bytes from byte 4 on.
+    /// Has the worker handle a report with the given bytes from byte 4 on, or no report.
     void give(const QByteArray &hexFromByte4)
     {
-        manager->reports = {QByteArray(4, '\0') + QByteArray::fromHex(hexFromByte4)};
-        devOperator->readDeviceReport();
+        if (!hexFromByte4.isEmpty())
+            manager->reports = {QByteArray(4, '\0') + QByteArray::fromHex(hexFromByte4)};
+        DFU_thread worker(nullptr);
+        worker.devOperator = devOperator.get();
+        worker.onePass();
     }
 
 private slots:
@@ -123,15 +126,6 @@ private slots:
                  // The count is not reset, so it exceeds the list's size.
                  "9,answering,counted before: 0/0 7000 1/0! 2/1! 3/0 4/1 5/2 6/3 7/4 8/0!: "
                  "10 10 10 13 13 13 13 13 18 19 left",
-                 // After a verdict no packet is sent, and the current step is the last one.
-                 "23,verdict after,7/4!,awaited: 0/0 w 1/0! 2/1! w 3/0! 4/1! 5/2! 6/3! 7/4!: "
-                 "0 0 0 3 3 3 3 3 8 timer 3000",
-                 "23,verdict after,0/0: 0/0: 0",
-                 "23,verdict after,1/0!: 0/0 w 1/0!: 0 0 0 3",
-                 "23,verdict after,5/2!: 0/0 w 1/0! 2/1! w 3/0! 4/1! 5/2!: "
-                 "0 0 0 3 3 3 3 3 8 timer 3000",
-                 "10,verdict after,8/0!: 0/0 w 1/0! 2/1! w 3/0! 4/1! 5/2! 6/3! 7/4! w 8/0!: "
-                 "0 0 0 3 3 3 3 3 8 8 9 timer 3000",
                  "4,answering,otg: 0/0 10000 7000 1/0! 2/1! 3/0!: 0 0 0 3 4",
                  "4,otg,alternate id: w 1/0! 2/1! w 3/0!: 0 0 3 4",
                  // Packet 0 is part of the tail.
@@ -144,20 +138,8 @@ private slots:
             selectMicrophoneFor(words.contains("otg") ? "R5_otg.bin" : "plain.bin");
             g_otgAltPid = words.contains("alternate id");
             devOperator->sentCount = words.contains("counted before") ? 10 : 0;
-            const auto giveVerdict = [this, packet = words.value(2)] {
-                if (sent.last() == packet && !devOperator->pendingPackets.isEmpty())
-                    give("0b000005");
-            };
             if (words.contains("answering"))
                 onTick = [this] { devOperator->awaitingConfirmation = false; };
-            else if (words.contains("awaited"))
-                onTick = giveVerdict;
-            else if (words.contains("verdict after"))
-                manager->onPacket = [record = manager->onPacket,
-                                     giveVerdict](const QByteArray &packet, int index) {
-                    record(packet, index);
-                    giveVerdict();
-                };
             devOperator->pendingPackets = numberedPackets(words.first().toInt());
             devOperator->reportBuffer.append(InputReport());
             devOperator->transferPass();
@@ -179,15 +161,21 @@ private slots:
                  "0: slept 5 5 5 30, sent 4, left 0 1 1, ",
                  "-201: slept 5 5 30, sent 3, left 0 0 0, verdict -201 verdict -201",
                  // The microphone is unplugged during the first command. Its queue is emptied,
-                 // and the next passes are those without a microphone.
+                 // and the next passes are those without a microphone: they serve the settings.
                  "1 unplugged: slept 5 5 5, sent 3, left 0 0 0, verdict 1",
+                 "-201 absent: slept 5 5, sent 2, left 2 0 0, ", // any result but 0 counts
+                 "0 absent: slept 5, sent 1, left 2 0 0, ",
+                 "1 absent, not ready: slept 5, sent 1, left 2 0 0, ",
              }) {
             init();
             const QByteArray situation = row.left(row.indexOf(':'));
             manager->commandResult = situation.split(' ').first().toInt();
-            manager->onCommand = [&] { connectedFlag = !situation.endsWith("unplugged"); };
+            connectedFlag = !situation.contains("absent");
+            linkReadyFlag = !situation.contains("not ready");
+            if (situation.contains("unplugged"))
+                manager->onCommand = [] { connectedFlag = false; };
             controlCommandQueue = {ControlCommand{1}, ControlCommand{2}};
-            settingQueue = {ReportCommand{3, 9, 9, 9, 9, 9, 9, 9, 9, 9}, ReportCommand{4}};
+            settingQueue = {ReportCommand{3}, ReportCommand{4}};
             reportCommandQueue = {ReportCommand{5}, ReportCommand{6}};
             for (int pass = 0; pass < 3; ++pass)
                 devOperator->transferPass();
@@ -197,28 +185,9 @@ private slots:
                                        settingQueue.size(), reportCommandQueue.size(),
                                        raised.join(' ').constData()),
                      QString(row));
-            QCOMPARE(manager->retries, 3);
-            for (const QByteArray &command : manager->commands) {
-                QCOMPARE(command.size(), 12);
-                if (command.at(0) == 3)
-                    QCOMPARE(command.right(3), QByteArray("\x09\0\0", 3));
-            }
+            for (const QByteArray &command : manager->commands)
+                QCOMPARE(command.mid(1), QByteArray(11, '\0'));
         }
-    }
-
-    void a_pass_without_a_microphone_sends_settings_only()
-    {
-        connectedFlag = false;
-        for (const bool ready : {true, false}) {
-            linkReadyFlag = ready;
-            devOperator->pendingPackets = numberedPackets(8);
-            settingQueue = {ReportCommand{1}, ReportCommand{2}};
-            reportCommandQueue = {ReportCommand{3}};
-            devOperator->transferPass();
-            QCOMPARE(settingQueue.size(), ready ? 1 : 0); // any result but 0 counts
-            QVERIFY(reportCommandQueue.isEmpty());
-        }
-        QCOMPARE(sent.join(' '), QByteArray("5 5"));
     }
 
     void the_short_command_loop_serves_one_queue_and_looks_at_another()
@@ -278,11 +247,8 @@ private slots:
         // Bytes from byte 4 on; while packets are left, any report confirms.
         for (const QByteArray row : {
                  "no report: : left waiting",
-                 "failed, code 2: 0b000002: verdict 1 waiting",
-                 "failed, code 4: 0b000004: verdict 1 waiting",
+                 "not read, the link is not ready: 0b000005: left waiting",
                  "failed, flag beats success: 0b00000501: verdict 1 waiting",
-                 "succeeded, code 6: 0b000006: verdict 2 waiting",
-                 "status 3 goes on: 0b000003: left",
                  "status that is also dfu state: 0b00081007: dfu 7 left",
                  "status that is also parameter: 0b040705: verdict 2 stored waiting",
                  "code 5 outside a status report: 0a000005: left",
@@ -300,12 +266,10 @@ private slots:
             devOperator->pendingPackets = numberedPackets(1);
             devOperator->inFlightBatch = numberedPackets(1);
             devOperator->awaitingConfirmation = true;
+            linkReadyFlag = !row.startsWith("not read");
             const int before = statusReportCount;
             const QByteArray bytes = row.split(':').at(1).trimmed();
-            if (bytes.isEmpty())
-                devOperator->readDeviceReport();
-            else
-                give(bytes);
+            give(bytes);
             if (devOperator->reportBuffer.size() == 1)
                 raised += "stored";
             if (!devOperator->pendingPackets.isEmpty())
@@ -314,7 +278,7 @@ private slots:
                 raised += "waiting";
             QCOMPARE(row.left(row.lastIndexOf(':')) + ": " + raised.join(' '), row);
             QCOMPARE(devOperator->inFlightBatch.isEmpty(), devOperator->pendingPackets.isEmpty());
-            QCOMPARE(statusReportCount - before, bytes.startsWith("0b") ? 1 : 0);
+            QCOMPARE(statusReportCount - before, bytes.startsWith("0b") && linkReadyFlag ? 1 : 0);
         }
     }
 
@@ -346,18 +310,6 @@ private slots:
         QCOMPARE(buffer.size(), 1);
         QCOMPARE(buffer.at(0).subKind(), std::uint8_t{0x20});
         QCOMPARE(devOperator->lastReport.subKind(), std::uint8_t{7});
-    }
-
-    void the_worker_reads_only_when_the_link_is_ready()
-    {
-        DFU_thread worker(nullptr);
-        worker.devOperator = devOperator.get();
-        for (const bool ready : {false, true}) {
-            manager->reports = {QByteArray::fromHex("000000000b000005")};
-            linkReadyFlag = ready;
-            worker.onePass();
-            QCOMPARE(raised.join(), QByteArray(ready ? "verdict 2" : ""));
-        }
     }
 };
 
