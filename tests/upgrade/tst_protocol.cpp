@@ -5,9 +5,9 @@
 
 namespace {
 
-QByteArray record(int length, char fill = 'x')
+QByteArray record(int length)
 {
-    QByteArray bytes(length, fill);
+    QByteArray bytes(length, '\0');
     bytes[1] = static_cast<char>(length & 0xFF);
     bytes[2] = static_cast<char>(length >> 8);
     return bytes;
@@ -15,7 +15,7 @@ QByteArray record(int length, char fill = 'x')
 
 } // namespace
 
-/// Control frames, firmware images and packets.
+/// Control frames and firmware images.
 class ProtocolTest : public QObject
 {
     Q_OBJECT
@@ -37,17 +37,13 @@ private slots:
             QCOMPARE(bytes.toHex(), cells.at(2));
             QCOMPARE(int{protocol.makeChecksum(nullptr)}, 0);
         }
-        // The table is linear, so the entries of the eight bits determine all of it.
-        const std::array<int, 8> entries = {0x31, 0x62, 0xC4, 0x88, 0x21, 0x73, 0xE6, 0xCC};
-        for (int index = 0; index < 256; ++index) {
-            std::array<std::uint8_t, 3> frame{static_cast<std::uint8_t>(index)};
-            PlainProtocol protocol;
-            protocol.setFrameLength(frame.size());
-            int difference = ~protocol.makeChecksum(frame.data()) & 0xFF;
-            for (std::size_t bit = 0; bit < entries.size(); ++bit)
-                difference ^= (index >> bit & 1) * entries.at(bit);
-            QVERIFY2(difference == 0, qPrintable(QString::number(index)));
-        }
+        // This frame's sum depends on every entry of the table.
+        QByteArray frame;
+        for (int i = 0; i < 8 * 256 + 2; ++i)
+            frame += static_cast<char>(i);
+        PlainProtocol protocol;
+        protocol.setFrameLength(frame.size());
+        QCOMPARE(int{protocol.makeChecksum(reinterpret_cast<std::uint8_t *>(frame.data()))}, 0x46);
     }
 
     void a_reply_is_checked()
@@ -71,27 +67,10 @@ private slots:
         QVERIFY(!protocol.isSupported(nullptr, 0x31B2, 0x0100)); // ids of different entries
     }
 
-    void an_image_is_cut_into_packets()
-    {
-        const QByteArray entry = record(11, 'e');
-        const FirmwareFile file = FirmwareFile::parse(entry + record(400, 'a') + record(64, 'b'));
-        QVERIFY2(file.isValid(), qPrintable(file.fault().text()));
-        QList<QByteArray> packets = FirmwareFile::cut(file.records());
-        QCOMPARE(packets.size(), 1 + 7 + 1);
-        QCOMPARE(packets.at(0), 'K' + entry + QByteArray(53, '\0'));
-        QCOMPARE(packets.at(1), 'K' + record(400, 'a').left(64));
-        QCOMPARE(packets.at(7), 'K' + QByteArray(16, 'a') + QByteArray(48, '\0'));
-        QCOMPARE(packets.at(8), 'K' + record(64, 'b'));
-        // The smallest image: three packets, with records that are only a head.
-        QVERIFY(FirmwareFile::parse(entry + record(3) + record(3)).isValid());
-    }
-
     void a_malformed_image_is_refused_whole()
     {
         const QByteArray good = record(11) + record(100) + record(64);
         for (const auto &[image, fault] : std::initializer_list<QPair<QByteArray, QString>>{
-                 {{}, "record 0 at offset 0: "},
-                 {record(10) + record(100), "record 0 at offset 0: "},
                  {record(12) + record(100), "record 0 at offset 0: "},
                  {QByteArray(good).replace(112, 2, "\2\0", 2), "record 2 at offset 111: "},
                  {good.chopped(1), "record 2 at offset 111: "},
@@ -107,7 +86,7 @@ private slots:
 
     void the_version_is_read_from_signed_bytes()
     {
-        const QByteArray first = record(77, '\0') + "\x01\x80\xFF";
+        const QByteArray first = record(77) + "\x01\x80\xFF";
         QCOMPARE(FirmwareFile::versionText({record(11), first}), QStringLiteral("V1.-128.-1"));
         QCOMPARE(FirmwareFile::versionText({{}, first.chopped(1)}), QStringLiteral("V0.0.0"));
         QCOMPARE(FirmwareFile::versionText({record(11)}), QStringLiteral("V0.0.0"));
