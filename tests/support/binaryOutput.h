@@ -1,4 +1,0 @@
-#pragma once
-
-/// Makes standard output binary: line ends are not converted.
-void binaryOutput();

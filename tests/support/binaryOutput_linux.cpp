@@ -1,3 +1,0 @@
-#include "tests/support/binaryOutput.h"
-
-void binaryOutput() {}
