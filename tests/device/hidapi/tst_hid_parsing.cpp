@@ -37,34 +37,31 @@ private slots:
 
     void ids()
     {
-        struct Row
-        {
-            int (*parse)(const char *, hid_device_ids *);
-            const char *found;
-            QByteArrayList missed;
-        };
-        for (const Row &row : std::initializer_list<Row>{
-                 {hid_ids_from_interface_name,
-                  "\\\\?\\hid#vId_3c9E&PID_000b#7&1&0&0000#{4d1e55b2}",
-                  {"#VID_3C9E-------000B", "#VID_3C9E", "\\\\?\\HID#3C9E&PID_000B",
-                   "#VID_3C9E&PID_+00B", "#VID_zzzz#VID_3C9E&PID_000B"}},
-                 {hid_ids_from_hid_id,
-                  "0003:00003C9E:0000000B",
-                  {"0003:00013C9E:0000000B", "0003:00003C9E:0000000", "0003:00003C9E:0000000B0"}},
-                 {hid_ids_from_device_path,
-                  "/devices/0003:046D:C52B.0003/0003:3C9E:000B.0004/hidraw/hidraw1",
-                  {"/devices/0003:3C9E:000B/ab", "/devices/0003:3C9E:000B.x",
-                   "/devices/x0003:3C9E:000B.0004",
-                   "/devices/pci0000:00/0000:00:14.0/hidraw/hidraw0"}},
+        // Parser, text, whether it has the ids.
+        using Parser = int(const char *, hid_device_ids *);
+        for (const auto &[parse, text, hasIds] :
+             std::initializer_list<std::tuple<Parser *, QByteArray, bool>>{
+                 {hid_ids_from_interface_name, "\\\\?\\hid#vId_3c9E&PID_000b#7&1&0&0000#{4d}",
+                  true},
+                 {hid_ids_from_interface_name, "#VID_3C9E-------000B", false},
+                 {hid_ids_from_interface_name, "#VID_3C9E", false},
+                 {hid_ids_from_interface_name, "\\\\?\\HID#3C9E&PID_000B", false},
+                 {hid_ids_from_interface_name, "#VID_3C9E&PID_+00B", false},
+                 {hid_ids_from_interface_name, "#VID_zzzz#VID_3C9E&PID_000B", false},
+                 {hid_ids_from_hid_id, "0003:00003C9E:0000000B", true},
+                 {hid_ids_from_hid_id, "0003:00013C9E:0000000B", false},
+                 {hid_ids_from_hid_id, "0003:00003C9E:0000000", false},
+                 {hid_ids_from_hid_id, "0003:00003C9E:0000000B0", false},
+                 {hid_ids_from_device_path, "/0003:046D:C52B.0003/0003:3C9E:000B.0004/x", true},
+                 {hid_ids_from_device_path, "/devices/0003:3C9E:000B/ab", false},
+                 {hid_ids_from_device_path, "/devices/0003:3C9E:000B.x", false},
+                 {hid_ids_from_device_path, "/devices/x0003:3C9E:000B.0004", false},
              }) {
-            for (const QByteArray &text : row.missed + QByteArrayList{row.found}) {
-                const std::vector<char> exact(text.constData(), text.constData() + text.size() + 1);
-                hid_device_ids ids{1, 2};
-                const bool found = row.parse(exact.data(), &ids) != 0;
-                QVERIFY2(found == (text == row.found), text.constData());
-                QCOMPARE(int{ids.vendor}, found ? 0x3C9E : 1);
-                QCOMPARE(int{ids.product}, found ? 0x000B : 2);
-            }
+            const std::vector<char> exact(text.constData(), text.constData() + text.size() + 1);
+            hid_device_ids ids{1, 2};
+            QVERIFY2((parse(exact.data(), &ids) != 0) == hasIds, text.constData());
+            QCOMPARE(int{ids.vendor}, hasIds ? 0x3C9E : 1);
+            QCOMPARE(int{ids.product}, hasIds ? 0x000B : 2);
         }
     }
 };
