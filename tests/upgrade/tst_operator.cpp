@@ -126,6 +126,8 @@ private slots:
                  // The count is not reset, so it exceeds the list's size.
                  "9,answering,counted before: 0/0 7000 1/0! 2/1! 3/0 4/1 5/2 6/3 7/4 8/0!: "
                  "10 10 10 13 13 13 13 13 18 19 left",
+                 "23,verdict: 0/0 w 1/0! 2/1! w 3/0! 4/1! 5/2! 6/3! 7/4!: "
+                 "0 0 0 3 3 3 3 3 8 timer 3000",
                  "4,answering,otg: 0/0 10000 7000 1/0! 2/1! 3/0!: 0 0 0 3 4",
                  "4,otg,alternate id: w 1/0! 2/1! w 3/0!: 0 0 3 4",
                  // Packet 0 is part of the tail.
@@ -140,6 +142,11 @@ private slots:
             devOperator->sentCount = words.contains("counted before") ? 10 : 0;
             if (words.contains("answering"))
                 onTick = [this] { devOperator->awaitingConfirmation = false; };
+            else if (words.contains("verdict"))
+                onTick = [this] {
+                    if (sent.last() == "7/4!" && !devOperator->pendingPackets.isEmpty())
+                        give("0b000005");
+                };
             devOperator->pendingPackets = numberedPackets(words.first().toInt());
             devOperator->reportBuffer.append(InputReport());
             devOperator->transferPass();

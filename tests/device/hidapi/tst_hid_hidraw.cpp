@@ -4,6 +4,19 @@
 #include <QTest>
 
 #include <array>
+#include <linux/input.h>
+
+namespace {
+
+/// Fills the unused stack, so that uninitialised variables of later calls have this value.
+[[gnu::noinline]] void leaveOnStack(unsigned value)
+{
+    std::array<volatile unsigned, 4096> left{};
+    for (auto &one : left)
+        one = value;
+}
+
+} // namespace
 
 /// The real HID library on a simulated hidraw node, where the scenarios do not go.
 class tst_hid_hidraw : public QObject
@@ -17,7 +30,8 @@ private slots:
         QVERIFY(device != nullptr);
         QCOMPARE(hid_max_input_report_len(device), 64);
         const auto productName = [device] {
-            std::array<wchar_t, 64> text{};
+            std::array<wchar_t, 64> text = {L'x'};
+            leaveOnStack(BUS_USB);
             hid_get_product_string(device, text.data(), text.size());
             return QString::fromWCharArray(text.data());
         };
