@@ -8,6 +8,9 @@
 
 namespace {
 
+// Far more than it needs, for machines under load.
+constexpr int endTimeoutMs = 60000;
+
 /// Fills the unused stack, so that uninitialised variables of later calls have this value.
 [[gnu::noinline]] void leaveOnStack(unsigned value)
 {
@@ -24,7 +27,7 @@ class tst_hid_hidraw : public QObject
     Q_OBJECT
 
 private slots:
-    void aDeviceThatVanishesHasNoName()
+    void aDeviceThatVanishesHasIdsButNoName()
     {
         hid_device *const device = hid_open(0x3C9E, 0x000B, nullptr);
         QVERIFY(device != nullptr);
@@ -43,9 +46,20 @@ private slots:
         QCOMPARE(productName(), "Velmo microphone (simulated)");
         QVERIFY(uevent.resize(0)); // it vanishes between two look-ups
         QCOMPARE(productName(), "");
+        // A notice of its removal has the ids nevertheless, from its path.
+        QString notice;
+        hid_register_device_notification(
+            [](unsigned short vendor, unsigned short product, const char *path, int, void *text) {
+                *static_cast<QString *>(text) =
+                    QString::asprintf("%04X:%04X %s", vendor, product, path);
+            },
+            &notice);
+        const std::array<unsigned char, 65> entry = {0x4B, 0, 11};
+        QCOMPARE(hid_write(device, entry.data(), entry.size()), 65); // now it is unplugged
+        QTRY_COMPARE_WITH_TIMEOUT(notice, "3C9E:000B /dev/hidraw0", endTimeoutMs);
         hid_close(device);
     }
 };
 
-QTEST_APPLESS_MAIN(tst_hid_hidraw)
+QTEST_GUILESS_MAIN(tst_hid_hidraw)
 #include "tst_hid_hidraw.moc"
