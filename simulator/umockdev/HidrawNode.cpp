@@ -50,6 +50,20 @@ guint8 *argument(UMockdevIoctlClient *client, std::size_t size)
     return data != nullptr ? data->data : nullptr;
 }
 
+/// Whether the program has ended while it was handing over a report. umockdev then gives zeros
+/// for it, but asking for the report again fails.
+bool hasLostData(UMockdevIoctlClient *client)
+{
+    UMockdevIoctlData *const report = umockdev_ioctl_client_get_arg(client);
+    if (std::count(report->data, report->data + report->data_len, 0) != report->data_len)
+        return false;
+    GError *error = nullptr;
+    umockdev_ioctl_data_reload(report, &error);
+    const bool isLost = error != nullptr;
+    g_clear_error(&error);
+    return isLost;
+}
+
 void complete(UMockdevIoctlClient *client, long result, int error)
 {
     umockdev_ioctl_client_complete(client, result, error);
@@ -280,6 +294,10 @@ gboolean HidrawNode::onRead(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient *c
 gboolean HidrawNode::onWrite(UMockdevIoctlBase * /*base*/, UMockdevIoctlClient *client,
                              gpointer node)
 {
+    if (hasLostData(client)) {
+        complete(client, -1, EIO);
+        return TRUE;
+    }
     auto *const self = static_cast<HidrawNode *>(node);
     self->inbox({self, owned(UMOCKDEV_IOCTL_CLIENT(g_object_ref(client)))});
     return TRUE;
