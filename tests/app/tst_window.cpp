@@ -4,9 +4,7 @@
 #include "app/process.h"
 #include "app/tb210_progress_view.h"
 #include "device/resultFilePath.h"
-#include "dsp/dfu_0206_view.h"
 #include "simulator/dropin/Simulator.h"
-#include "tests/support/FakeTool.h"
 #include "upgrade/DevOperator.h"
 #include "upgrade/linkFlags.h"
 
@@ -285,9 +283,31 @@ private slots:
 
     void a_dsp_run_is_followed()
     {
-        const auto check = [this](const QByteArray &printed, const QString &expected) {
-            QVERIFY(FakeTool::install("arguments arguments.txt\nprint " + printed + printed +
-                                      "\\r\\n\n"));
+        const QString folder = QCoreApplication::applicationDirPath();
+        QFile::remove(folder + "/ktTool.exe"); // of a run that has failed
+        QVERIFY(QFile::copy(folder + "/fakeTool.exe", folder + "/ktTool.exe"));
+        writeFile("dsp_V1.0.bin", "firmware");
+        dspEdit->setPlainText("file:///dsp_V1.0.bin");
+        // What the tool prints, and what is shown. A run without a total has that of an earlier
+        // one.
+        for (const QString row : {
+                 ": 失败|Yes 0/2 0%",
+                 "x5/200%\rx6/200%\r: 失败|Yes 0/2 0%", // too few records
+                 "a\rb\rc\rd\r: 失败|Yes 0/2 0%",
+                 "a/b\rc/d\re/f\rg/h\r: 失败|Yes 0/0 0%",
+                 // The total loses two characters: 100% becomes 10.
+                 "\rx6/100%\r\r: 失败|Yes 6/10 60%",
+                 "\rx6/11xx\r\r: 成功,请重新连接设备|Yes 6/11 54%",
+                 "x\ry\rz: 成功,请重新连接设备|Yes 0/2 0%",
+                 "\rx2000000000/1xx\r\r: 失败|Yes 0/1 2147483647%",
+                 // A total that does not fit into an int.
+                 "\rx1/4294967295xx\r\r: 失败|Yes 1/0 -100%",
+                 "\rx7/200%\r\rcrash: 成功,请重新连接设备|Yes 7/20 35%",
+                 // The third record from the end counts.
+                 "x5/200%\rx6/200%\rx7/200%\rx8/2: 成功,请重新连接设备|Yes 6/20 30%",
+             }) {
+            const QString printed = row.section(": ", 0, 0);
+            writeFile("printed", printed.toLatin1());
             bar->setMaximum(2);
             bar->setValue(1);
             progressView->setPercent(1);
@@ -296,16 +316,17 @@ private slots:
                 QCOMPARE(progress(), QString("0/2 0%"));
                 QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
             });
-            QCOMPARE(effect, "Tips|DSP 升级" + expected + " hidden ");
-            QCOMPARE(contentOf(FakeTool::beside("arguments.txt")),
-                     QByteArray("0x3C9E\nb\n-s\n-b\ndsp_V1.0.bin\n"));
-        };
-        writeFile("dsp_V1.0.bin", "firmware");
-        dspEdit->setPlainText("file:///dsp_V1.0.bin");
-        check("x7/20xx\\r", "成功,请重新连接设备|Yes 7/20 35%");
-        check("x2000000000/1xx\\r", "失败|Yes 0/1 2147483647%");
-        check("x1/3000000000xx\\r", "失败|Yes 1/0 0%"); // a total that does not fit into an int
-        FakeTool::remove();
+            QCOMPARE(printed + effect,
+                     printed + "Tips|DSP 升级" + row.section(": ", 1) + " hidden ");
+        }
+        QCOMPARE(contentOf("arguments"), QByteArray("0x3C9E\nb\n-s\n-b\ndsp_V1.0.bin\n"));
+        // Without the tool nothing more happens.
+        QVERIFY(QFile::remove(folder + "/ktTool.exe"));
+        QCOMPARE(effectOf([this] {
+                     buttons[dspConfirmButton]->click();
+                     QApplication::processEvents();
+                 }),
+                 QString("0/20 0% "));
     }
 
     void the_dsp_file_is_chosen_in_a_dialog()
