@@ -29,7 +29,6 @@ constexpr int languageLabel = 1;
 constexpr int mcuVersion = 2;
 constexpr int dspVersion = 3;
 constexpr int mcuButton = 0;
-constexpr int dspButton = 2;
 constexpr int dspConfirmButton = 3;
 
 /// The overlay before a test's action.
@@ -109,35 +108,27 @@ private:
     }
 
     /// Answers a box, and describes it: "title|text|buttons", the default one with a star.
-    /// Chooses `file` in a file dialog, or cancels it without one: "title|filter|folder".
-    static QString answer(QWidget *open, const QString &file)
+    static QString answer(QWidget *open)
     {
         auto *const box = qobject_cast<QMessageBox *>(open);
-        if (box != nullptr && box->icon() == QMessageBox::Information) {
-            QString seen = box->windowTitle() + '|' + box->text() + '|';
-            for (const QAbstractButton *const button : box->buttons())
-                seen += button->text().remove('&') + (button == box->defaultButton() ? "* " : " ");
-            box->button(QMessageBox::Yes)->click();
-            return seen;
-        }
-        auto *const dialog = qobject_cast<QFileDialog *>(open);
-        if (dialog == nullptr)
+        if (box == nullptr || box->icon() != QMessageBox::Information)
             return {};
-        dialog->findChild<QLineEdit *>()->setText(file);
-        QMetaObject::invokeMethod(dialog, file.isEmpty() ? "reject" : "accept");
-        return dialog->windowTitle() + '|' + dialog->nameFilters().join(' ') + '|' +
-               dialog->directory().path() + ' ';
+        QString seen = box->windowTitle() + '|' + box->text() + '|';
+        for (const QAbstractButton *const button : box->buttons())
+            seen += button->text().remove('&') + (button == box->defaultButton() ? "* " : " ");
+        box->button(QMessageBox::Yes)->click();
+        return seen;
     }
 
     /// What the action does: boxes, "exit CODE" if it ends the process, the overlay, and what it
     /// appends to the result file.
-    QString effectOf(const std::function<void()> &action, const QString &file = QString()) const
+    QString effectOf(const std::function<void()> &action) const
     {
         const int before = result().size();
         QString effect;
         QTimer timer;
         connect(&timer, &QTimer::timeout, &timer,
-                [&] { effect += answer(QApplication::activeModalWidget(), file); });
+                [&] { effect += answer(QApplication::activeModalWidget()); });
         timer.start(pollMs);
         try {
             action();
@@ -153,7 +144,6 @@ private:
 private slots:
     void initTestCase()
     {
-        QApplication::setAttribute(Qt::AA_DontUseNativeDialogs);
         // It answers the transfer and never gives a verdict.
         sim::Simulator::instance().configure("silent=entry;verdict=none;enter-time=20");
         writeFile("TB210.bin", imageOfVersion(1, 2, 3));
@@ -327,21 +317,6 @@ private slots:
                      QApplication::processEvents();
                  }),
                  QString("0/20 0% "));
-    }
-
-    void the_dsp_file_is_chosen_in_a_dialog()
-    {
-        const QByteArray settings = "[General]\nLastFilePath=sub\n";
-        writeFile("Setting.ini", settings);
-        QVERIFY(QDir().mkpath("sub"));
-        writeFile("sub/chosen.bin", "firmware");
-        const QString chosen = QDir::current().filePath("sub/chosen.bin");
-        for (const QString &file : {chosen, QString()}) { // without one it is cancelled
-            QCOMPARE(effectOf([this] { buttons[dspButton]->click(); }, file),
-                     "选择升级文件|Document files (*.bin)|" + QDir::currentPath() + "/sub " + idle);
-            QCOMPARE(dspEdit->toPlainText(), chosen);
-        }
-        QCOMPARE(contentOf("Setting.ini"), settings); // only read
     }
 
     void unplugging_is_shown()
