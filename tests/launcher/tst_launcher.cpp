@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <unistd.h>
 
 namespace {
@@ -74,12 +75,7 @@ private slots:
             return QByteArray("qqqq  4b 0 0 0 b 0 0 ") + code + ' ' + flag +
                    QByteArray(" 0").repeated(55) + " 1 2\n";
         };
-        struct Row
-        {
-            QByteArray text;
-            const char *expected;
-        };
-        const std::array<Row, 8> rows = {{
+        const QList<QPair<QByteArray, QString>> rows = {
             {ready, "entering, 0 sent, 0%"},
             {half.chopped(1), "entering, 1 sent, 25%"},
             {half + status("5", "0").chopped(1), "sending, 2 sent, 50%"},
@@ -91,17 +87,17 @@ private slots:
             {half + "0 ggg 4\n", "verdict, 2 sent, 100%"},
             {"createUI----\n\n0 ggg 0\nqqqq\nxdfuxxx------\n", "starting, 0 sent, 0%"},
             {"createUI----\nTitle: opening+no such file\n", "starting, 0 sent, 0%, no such file"},
-        }};
+        };
         constexpr std::array verdicts = {"", ", failed", ", succeeded"};
-        for (const Row &row : rows) {
+        for (const auto &[text, expected] : rows) {
             UpdaterLog log;
-            log.append(row.text);
+            log.append(text);
             QString found = QString::asprintf(
                 "%s, %d sent, %d%%%s", Progress{log.phase()}.phaseName(), log.sent, log.percent(),
                 verdicts.at(static_cast<std::size_t>(log.verdict)));
             if (!log.refusal.isEmpty())
                 found += ", " + log.refusal;
-            QCOMPARE(found, row.expected);
+            QCOMPARE(found, expected);
         }
     }
 
@@ -122,41 +118,34 @@ private slots:
 
     void what_does_not_open_comes_with_a_remedy()
     {
-        struct Row
-        {
-            int denial;
-            int refusal;
-            QString expected;
-        };
-        const std::array<Row, 5> rows = {{
+        const QList<std::tuple<int, int, QString>> rows = {
             {0, 0, "opens"},
             {EACCES, EACCES,
              "does not open: no permission. The udev rule 70-velmo-microphones.rules"},
             {ENOENT, ENOENT, "does not open: it is gone. Plug the microphone back in."},
             {0, EBUSY, "does not open: another program is using it."},
             {0, EPERM, "does not open: Operation not permitted. Let this container"},
-        }};
+        };
         listed.path = node.data();
         listed.product_id = 0x000B;
         listed.product_string = product.data();
         listedAgain = listed;
         listed.next = &listedAgain;
-        for (const auto &row : rows) {
-            denial = row.denial;
-            refusal = row.refusal;
+        for (const auto &[mayNotWrite, doesNotOpen, expected] : rows) {
+            denial = mayNotWrite;
+            refusal = doesNotOpen;
             const QList<PluggedIn> found = PluggedIn::all();
             QCOMPARE(found.size(), 1);
             const QString text = found.first().text();
             const QString start =
-                "3C9E:000B  A?[31mB  /dev/hidraw7  selected by a path without \"R5\"  " +
-                row.expected;
+                "3C9E:000B  A?[31mB  /dev/hidraw7  selected by a path without \"R5\"  " + expected;
             QCOMPARE(text.left(start.size()), start);
 
             Outcome::RunResult run;
             run.imagePath = "TB210.bin";
             run.log.append("createUI----\n");
             const QString message = Outcome::of(run).message;
-            QCOMPARE(message.contains("plugged in now ("), row.refusal == 0);
+            QCOMPARE(message.contains("plugged in now ("), refusal == 0);
             QVERIFY2(message.contains(found.first().openError), qPrintable(message));
         }
     }
