@@ -233,6 +233,9 @@ private slots:
                  "{'length':64,'offset':111,'packets':1},{'length':65,'offset':175,'packets':2}],"
                  "'seconds_least':7,'seconds_most':7.4,'sha256':'" +
                      sum + "','version':'V1.2.3'}");
+        flash(&run, {"--inspect", image}, {});
+        QCOMPARE(run.exitCode(), 0);
+        QVERIFY(run.standardOutput().simplified().contains(" 2 111 64 1 3 175 65 2 "));
         QVERIFY(!QFile::exists(run.path("trace.txt")));
     }
 

@@ -1,4 +1,5 @@
 #include "device/hidapi/hidapi_additions.h"
+#include "launcher/Display.h"
 #include "launcher/ImageReport.h"
 #include "launcher/Outcome.h"
 #include "launcher/PluggedIn.h"
@@ -98,6 +99,19 @@ private slots:
             if (!log.refusal.isEmpty())
                 found += ", " + log.refusal;
             QCOMPARE(found, expected);
+        }
+    }
+
+    void the_bar_fits_every_terminal()
+    {
+        for (const int columns : {0, 1, 20, 40, 51, 80, 200}) {
+            const QString line =
+                Display::barLine({Progress::Phase::Sending, 50, 9999000, 998001}, columns);
+            QVERIFY(line.size() < std::max(1, columns));
+            QCOMPARE(line.contains('#'), columns > 51);
+            QCOMPARE(line.contains(", 999 s left"), columns >= 40);
+            // The word is there as a whole or not at all.
+            QCOMPARE(line.contains('s'), line.contains("sending"));
         }
     }
 
