@@ -5,8 +5,9 @@
 #include <QObject>
 #include <QStringList>
 
-/// What one seed draws: an image, a microphone with its faults, and other events. It depends
-/// only on the seed, and so is the same on every machine.
+/// What one seed draws: an image, a microphone with its faults, and up to two other events. The
+/// microphone's settings may unplug it, plug it back in and add a foreign device. All depends only
+/// on the seed, and so is the same on every machine.
 struct FaultPlan
 {
     Q_GADGET

@@ -22,5 +22,5 @@ inline void require(bool holds, const char *what)
         qFatal("Wrong: %s", what);
 }
 
-/// The parsers' debug output would hide that.
+/// The parsers' debug output would bury the message.
 inline const bool isQuiet = (QLoggingCategory::setFilterRules(QStringLiteral("*=false")), true);

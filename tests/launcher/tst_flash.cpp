@@ -72,6 +72,9 @@ const std::vector<Ending> endings = {
     {"log over image", 64, "--log", "--log TB210.bin"},
     {"log over result", 64, "--log", "--log data/CorvoUpgrade/Firmware_bin.txt"},
     {"log over updater", 64, "--log", "--log updater.sh", "", "exit 1"},
+    {"a huge image", 3, "67108865 bytes are more than", "", "", "", "huge"},
+    {"another one wrote the result", 6, "says something else", "", "",
+     "opened; printf '60%%\nsuccess 1' >$R"},
     {"log into a device", 6, "/dev/null: it is not a file", "--log /dev/null"},
 };
 
@@ -135,6 +138,10 @@ private slots:
             options += {"--broken", "record-past-end"};
         if (image.contains('.') || image.startsWith('-') || image == "broken")
             run.makeFirmware(image, options);
+        if (image == "huge") {
+            write(run.path("huge"), {});
+            QVERIFY(QFile::resize(run.path("huge"), 64 * 1024 * 1024 + 1));
+        }
         // The result of an earlier run must not count.
         QVERIFY(QDir().mkpath(run.path("data/CorvoUpgrade")));
         write(run.path("data/CorvoUpgrade/Firmware_bin.txt"), "100%\nsuccess 1");
