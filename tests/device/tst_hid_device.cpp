@@ -192,11 +192,6 @@ private slots:
         QVERIFY(!manager->isConnected()); // because the device says so
         QCOMPARE(manager->listDevicePids(),
                  (QList<int>{0x006A, 0x0101, 0x0011, 0x0100, 0x0102, 0x0103}));
-        // It is closed at the end if it says that it is open.
-        g_activeModelCode = 0x3C9E;
-        manager.reset();
-        g_activeModelCode = 0;
-        QCOMPARE(protocol->disconnects, 1);
     }
 
     void a_command_without_answer_is_written_three_times()
@@ -227,9 +222,13 @@ private slots:
             init();
             QVERIFY(openFor("a.bin"));
             sim::InputReport reply{};
+            reply[0] = reply[9] = reply[1] = 1;
+            reply[5] = 4; // in other groups the sum must be 0
             reply[6] = static_cast<std::uint8_t>(key1);
             reply[7] = static_cast<std::uint8_t>(key2);
-            reply[10] = static_cast<std::uint8_t>(fault); // checksum
+            // With bytes 10 and 11, bytes 1 to 9 add up to 0.
+            reply[10] = static_cast<std::uint8_t>(fault - 6 - key1 - key2);
+            reply[11] = 0xFF;
             bus.inject(reply);
             int received = 0;
             device->onWrite = [&] { received += manager->receive(report.data(), 3, 64) ? 1 : 0; };
@@ -301,10 +300,6 @@ private slots:
                                        protocol->disconnects),
                      QString(row));
         }
-        device->registerNotify(nullptr, manager.get());
-        bus.unplug();
-        QCoreApplication::processEvents();
-        QCOMPARE(protocol->disconnects, 0);
     }
 };
 
