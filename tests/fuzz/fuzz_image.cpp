@@ -6,7 +6,11 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
     const QByteArray image = bytesOf(data, size);
     const FirmwareFile file = FirmwareFile::parse(image);
-    require(FirmwareFile::versionText(file.records()).startsWith(QLatin1Char('V')), "a version");
+    QByteArray version = file.records().value(1).mid(77, 3);
+    version = version.size() < 3 ? QByteArray(3, '\0') : version;
+    require(FirmwareFile::versionText(file.records()) ==
+                QString::asprintf("V%hhd.%hhd.%hhd", version.at(0), version.at(1), version.at(2)),
+            "the version, in signed bytes");
     if (!file.isValid()) {
         const int offset = file.fault().offset;
         require(offset <= image.size() && !file.fault().reason.isEmpty(), "a fault in the image");
