@@ -28,18 +28,12 @@ public:
             onWrite();
         return written;
     }
-    void registerNotify(NotifyCallback callback, void *context) override
-    {
-        notify = callback;
-        notifyContext = context;
-        CHidBase::registerNotify(callback, context);
-    }
+    void registerNotify(NotifyCallback callback, void * /*context*/) override { notify = callback; }
 
     QByteArrayList writes;
     /// Does what other threads do while the sender waits for a reply.
     std::function<void()> onWrite;
     NotifyCallback notify = nullptr;
-    void *notifyContext = nullptr;
 };
 
 } // namespace
@@ -298,10 +292,9 @@ private slots:
             init();
             QVERIFY(openFor("a.bin"));
             const QByteArrayList cells = row.left(row.indexOf(':')).split(' ');
-            void *const self = device->notifyContext;
-            for (void *const context : {self, self, static_cast<void *>(nullptr)})
+            for (const bool hasContext : {true, true, false})
                 device->notify(cells.at(0), cells.at(1).toInt(), cells.at(2).toUShort(nullptr, 16),
-                               1, context);
+                               1, hasContext ? manager.get() : nullptr);
             QCOMPARE(QString::asprintf("%s: %d %d", cells.join(' ').constData(), protocol->connects,
                                        protocol->disconnects),
                      QString(row));
