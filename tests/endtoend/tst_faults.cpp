@@ -171,8 +171,23 @@ private:
             else if (sinceStart.elapsed() > endTimeoutMs)
                 ending = Ending::Hung;
         }
+        if (ending == Ending::Stayed && qgetenv("VELMO_TRANSPORT") != "wine")
+            checkDescriptors();
         run->kill();
         readFiles();
+    }
+
+    void checkDescriptors()
+    {
+        for (const qint64 process : run->processes("Velmo_KVX2_DFU")) {
+            QStringList files;
+            const QDir folder(QStringLiteral("/proc/%1/fd").arg(process));
+            for (const QFileInfo &each :
+                 folder.entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System))
+                files += each.symLinkTarget();
+            files = files.filter(QRegularExpression("^(?!/dev/null|.*:)"));
+            require(files.removeDuplicates() == 0, "f: open twice: " + files.join(' ').toUtf8());
+        }
     }
 
     void happen(FaultPlan::Event event)

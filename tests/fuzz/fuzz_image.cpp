@@ -21,7 +21,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     }
     QList<QByteArray> packets = FirmwareFile::cut(file.records());
     require(packets.size() >= 3, "enough packets");
+    require(file.records().first().size() == 11, "an upgrade-mode command first");
     for (const QByteArray &record : file.records()) {
+        require(record.size() >= 3, "a record with its head");
         QByteArray payload;
         for (; payload.size() < record.size(); packets.removeFirst()) {
             require(packets.value(0).size() == 65 && packets.first().at(0) == 'K', "a packet");
