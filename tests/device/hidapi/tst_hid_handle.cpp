@@ -177,7 +177,9 @@ private slots:
         // In a thread without an event loop they do not even start.
         std::thread([receiver] { hid_register_device_notification(receiver, nullptr); }).join();
         QCOMPARE(openCount("socket:"), before);
-        for (const auto each : {receiver, hid_device_notification_callback{nullptr}, receiver})
+        hid_register_device_notification(receiver, nullptr);
+        QCOMPARE(openCount("socket:"), before + 1);
+        for (const auto each : {hid_device_notification_callback{nullptr}, receiver})
             hid_register_device_notification(each, nullptr);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QCOMPARE(openCount("socket:"), before);

@@ -21,7 +21,7 @@ constexpr int endTimeoutMs = 60000;
 
 } // namespace
 
-/// The real HID library on a simulated hidraw node, where the scenarios do not go.
+/// The real HID library on a simulated hidraw node that vanishes. The scenarios test the rest.
 class tst_hid_hidraw : public QObject
 {
     Q_OBJECT
@@ -49,14 +49,15 @@ private slots:
         // A notice of its removal has the ids nevertheless, from its path.
         QString notice;
         hid_register_device_notification(
-            [](unsigned short vendor, unsigned short product, const char *path, int, void *text) {
+            [](unsigned short vendor, unsigned short product, const char *path, int removal,
+               void *text) {
                 *static_cast<QString *>(text) =
-                    QString::asprintf("%04X:%04X %s", vendor, product, path);
+                    QString::asprintf("%d %04X:%04X %s", removal, vendor, product, path);
             },
             &notice);
         const std::array<unsigned char, 65> entry = {0x4B, 0, 11};
         QCOMPARE(hid_write(device, entry.data(), entry.size()), 65); // now it is unplugged
-        QTRY_COMPARE_WITH_TIMEOUT(notice, "3C9E:000B /dev/hidraw0", endTimeoutMs);
+        QTRY_COMPARE_WITH_TIMEOUT(notice, "1 3C9E:000B /dev/hidraw0", endTimeoutMs);
         hid_close(device);
     }
 };

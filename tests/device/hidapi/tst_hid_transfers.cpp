@@ -19,7 +19,7 @@ constexpr int refusals = 100;
 } // namespace
 
 /// Writes that take longer than the library waits for them, on Windows. The second test function
-/// needs the first one's packet. scripts/test-windows has the simulator's settings.
+/// waits behind the first one's packet. scripts/test-windows has the simulator's settings.
 class HidTransfersTest : public QObject
 {
     Q_OBJECT
