@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QTest>
 
@@ -257,6 +258,22 @@ private slots:
                                      "/dev/velmo-sim3 with \"R5\" but not \"otg\"",
                                      "/dev/velmo-sim4 with \"R5\" and \"otg\"",
                                      "/dev/velmo-sim5 with \"R5\" and \"otg\"", " "}));
+    }
+
+    void the_manual_has_what_the_help_has()
+    {
+        UpdaterRun run;
+        flash(&run, {"--help"}, {});
+        QCOMPARE(run.exitCode(), 0);
+        const QString manual = UpdaterRun::contentOf(VELMO_FLASH_MANUAL);
+        const QRegularExpression entry("\n  (?:-h, )?-*([a-z0-9-]+)");
+        auto entries = entry.globalMatch(run.standardOutput());
+        QVERIFY(entries.hasNext());
+        while (entries.hasNext()) {
+            const QString name = entries.next().captured(1);
+            const QRegularExpression item("\n\\.It (Fl -|Fl h , Fl -|)" + name + "\\b");
+            QVERIFY2(manual.contains(item), qPrintable(name));
+        }
     }
 };
 
