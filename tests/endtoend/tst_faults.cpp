@@ -340,6 +340,10 @@ private:
                 handles = 0;
             require(handles <= 1, "f: two handles at a time");
         }
+        // On wine a process is gone some time after its end is known.
+        require(QTest::qWaitFor([this] { return run->processes("Velmo_KVX2_DFU").isEmpty(); },
+                                UpdaterRun::endTimeoutMs),
+                "f: a process is left");
         if (ending != Ending::Exited)
             return;
         const QDir folder(run->path("tmp"));
@@ -351,9 +355,6 @@ private:
         for (const QString &file : folder.entryList(spared))
             left.removeAll(file);
         require(left.isEmpty(), "f: left behind: " + left.join(' ').toLatin1());
-        // On wine a process is gone some time after its end is known.
-        require(QTest::qWaitFor([this] { return run->processes("Velmo_KVX2_DFU").isEmpty(); }),
-                "f: a process is left");
     }
 
     void checkLauncher()
