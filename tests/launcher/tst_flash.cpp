@@ -66,6 +66,8 @@ const std::vector<Ending> endings = {
      "incomplete",
      "", "", "opened; echo dfuxxx------ 0; echo dfuxxx------ 1; kill -9 $$"},
     {"unknown option", 64, "fast", "--fast"},
+    {"list and look", 64, "Use only one of", "--list --dry-run", "", "", ""},
+    {"log nowhere", 6, "No such file", "--log nowhere/log"},
     {"nothing to list", 2, "No microphone is plugged in", "--list", "devices=046D:000B", "", ""},
     {"two images", 64, "one image, not 2", "a"},
     {"no time", 64, "1 to 86400", "--timeout 0"},
