@@ -32,9 +32,13 @@ start_wine() {
     wineserver -k 2>/dev/null || true
     rm -rf "$WINEPREFIX"
     mkdir -p "$WINEPREFIX"
+    cc -Wall -Wextra -Werror -shared -fPIC -o "$WINEPREFIX/late_kill.so" \
+        "$root/simulator/windows/late_kill.c"
     # The server keeps the prefix running between programs.  It must not inherit a pipe of
-    # ours, because the pipe's reader would wait for it to end.
-    wineserver -p </dev/null >/dev/null 2>&1 8>&-
+    # ours, because the pipe's reader would wait for it to end.  The preloaded path is relative,
+    # because a blank would end it.
+    (cd "$WINEPREFIX" && LD_PRELOAD=./late_kill.so exec wineserver -p </dev/null >server.log 2>&1 8>&-)
+    [[ ! -s $WINEPREFIX/server.log ]] || die "wine's server did not start: $(<"$WINEPREFIX/server.log")"
     # The first run also starts the processes that stay, like the driver's.
     timeout -k 5 120 "${simulator[@]}" 'C:\windows\system32\cmd.exe' /c rem </dev/null >"$WINEPREFIX/start.log" 2>&1 8>&- ||
         die "wine could not make a prefix with a simulated bus in build/: $(<"$WINEPREFIX/start.log")"
