@@ -1,7 +1,5 @@
 #include "tests/endtoend/UpdaterRun.h"
 
-#include "tests/endtoend/Transport.h"
-
 #include <QDir>
 #include <QFile>
 #include <QTest>
@@ -11,11 +9,28 @@
 
 namespace {
 
+const QByteArray transport = qEnvironmentVariable("VELMO_TRANSPORT", "drop-in").toLatin1();
+const bool onWine = transport == "wine";
+
+/// The updater, or a host program that connects the microphone, starts the updater, ends with its
+/// exit code, and ends it when it is killed.
+QStringList updaterCommand()
+{
+    const QString updater = VELMO_BINARY_DIR "/bin/Velmo_KVX2_DFU";
+    if (onWine)
+        return {"wine", VELMO_BINARY_DIR "/../windows/simulator/windows/velmo-sim-wine.exe",
+                qEnvironmentVariable("VELMO_WINDOWS_PROGRAM")};
+    if (transport == "umockdev")
+        return {VELMO_BINARY_DIR "/bin/velmo-sim-umockdev", updater};
+    if (transport != "drop-in")
+        qFatal("VELMO_TRANSPORT: there is no transport '%s'", transport.constData());
+    return {updater};
+}
+
 /// Gives this test's updaters a namespace of their own for shared memory. The key of a segment has
 /// only 16 bits of its key file's inode, so updaters of tests that run side by side would meet now
 /// and then. Only root can do that.
-[[maybe_unused]] const int ownSharedMemory =
-    qgetenv("VELMO_TRANSPORT") != "wine" ? unshare(CLONE_NEWIPC) : 0;
+[[maybe_unused]] const int ownSharedMemory = onWine ? 0 : unshare(CLONE_NEWIPC);
 
 } // namespace
 
@@ -70,7 +85,14 @@ void UpdaterRun::launch(QProcess *updater, const QStringList &command, const QBy
     environment.insert("HOME", home.path());
     environment.insert("XDG_DATA_HOME", path("data"));
     environment.insert("TMPDIR", path("tmp"));
-    environment.insert(Transport::chosen().environment);
+    if (onWine) {
+        // Programs find wine's server through TMPDIR. Windows programs have no offscreen platform
+        // to fall back on.
+        environment.insert("TMPDIR", QDir::tempPath());
+        environment.insert("DISPLAY", qEnvironmentVariable("DISPLAY"));
+    } else if (transport == "drop-in") {
+        environment.insert("LD_LIBRARY_PATH", VELMO_BINARY_DIR "/simulator");
+    }
     environment.insert("VELMO_SIM", simulator);
     environment.insert("VELMO_SIM_TRACE", path(trace));
     updater->setProcessEnvironment(environment);
@@ -86,7 +108,7 @@ void UpdaterRun::start(const QStringList &arguments, const QByteArray &simulator
 void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arguments,
                               const QByteArray &simulator)
 {
-    QStringList command = Transport::chosen().command;
+    QStringList command = updaterCommand();
     if (!otherProgram.isEmpty())
         command.last() = otherProgram;
     launch(&process, QStringList{"sh", "-c", commands} + command + arguments, simulator,
@@ -95,17 +117,20 @@ void UpdaterRun::startInShell(const QByteArray &commands, const QStringList &arg
 
 void UpdaterRun::startLauncher(const QStringList &arguments, const QByteArray &simulator)
 {
-    // velmo-flash is in the same folder as the updater.
-    const QFileInfo updater(Transport::chosen().command.last());
-    otherProgram =
-        updater.path() + '/' + updater.fileName().replace(updater.baseName(), "velmo-flash");
+    // It is in the same folder as the updater.
+    otherProgram = QFileInfo(updaterCommand().last()).path() + "/velmo-flash";
+    if (onWine)
+        otherProgram += ".exe";
     start(arguments, simulator);
 }
 
 void UpdaterRun::startSecond(QProcess *second, const QStringList &arguments,
                              const QByteArray &simulator) const
 {
-    launch(second, Transport::chosen().secondCommand + arguments, simulator, "second-trace.txt");
+    QStringList command = updaterCommand();
+    if (onWine)
+        command.removeAt(1); // the second updater uses the bus of the current run
+    launch(second, command + arguments, simulator, "second-trace.txt");
 }
 
 bool UpdaterRun::waitForExit(int milliseconds)
@@ -134,7 +159,15 @@ void UpdaterRun::kill()
 
 QString UpdaterRun::resultFile() const
 {
-    return QDir(home.path()).filePath(Transport::chosen().resultFile);
+    if (!onWine)
+        return path("data/CorvoUpgrade/Firmware_bin.txt");
+    const QDir users(qEnvironmentVariable("WINEPREFIX") + "/drive_c/users");
+    // Wine names one folder after the user. The other folder is common to all users.
+    QStringList user = users.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
+    user.removeAll("Public");
+    if (user.isEmpty())
+        qFatal("scripts/test-windows runs the tests over wine");
+    return users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt");
 }
 
 QByteArray UpdaterRun::contentOf(const QString &path)
@@ -148,7 +181,7 @@ QByteArray UpdaterRun::result() const
 {
     constexpr char lineEnd = '\0'; // no result contains it
     return contentOf(resultFile())
-        .replace(Transport::chosen().lineEnd, QByteArray(1, lineEnd))
+        .replace(onWine ? "\r\n" : "\n", QByteArray(1, lineEnd))
         // Wrong line ends become visible text, so comparisons fail.
         .replace('\n', "<LF>")
         .replace('\r', "<CR>")
