@@ -29,6 +29,7 @@ constexpr int languageLabel = 1;
 constexpr int mcuVersion = 2;
 constexpr int dspVersion = 3;
 constexpr int mcuButton = 0;
+constexpr int dspButton = 2;
 constexpr int dspConfirmButton = 3;
 
 /// The overlay before a test's action.
@@ -67,6 +68,19 @@ QByteArray imageOfVersion(char major, char minor, char patch)
 {
     const QByteArray record = recordOf(100).replace(77, 3, QByteArray{} + major + minor + patch);
     return recordOf(11) + record + record + record;
+}
+
+/// What a copy of this program does as the DSP vendor's tool: it writes its arguments to a file,
+/// one a line, prints another file, and crashes if "crash" is part of that.
+int actAsTool(const QByteArrayList &arguments)
+{
+    writeFile("arguments", arguments.join('\n'));
+    const QByteArray text = contentOf("printed");
+    std::fputs(text.constData(), stdout);
+    std::fflush(stdout);
+    if (text.contains("crash"))
+        std::abort();
+    return 0;
 }
 
 /// Instead of the end of the process.
@@ -161,6 +175,9 @@ private slots:
         QCOMPARE(state(), QString("Connected device|color:black"));
         QTRY_VERIFY_WITH_TIMEOUT(!progressView->isVisible(), endTimeoutMs);
         QVERIFY(!result().contains("success"));
+        QCOMPARE(window->minimumSize(), window->maximumSize());
+        QVERIFY(buttons[dspButton]->isHidden() && buttons[dspConfirmButton]->isHidden() &&
+                dspEdit->isHidden() && labels[dspVersion]->isHidden());
     }
 
     void init()
@@ -173,21 +190,6 @@ private slots:
         languageBox->setCurrentIndex(english);
         window->OnConnectDevice();
         buttons[mcuButton]->click();
-    }
-
-    void every_widget_has_its_place()
-    {
-        QString seen;
-        QDebug places(&seen);
-        for (const auto *const widget :
-             window->findChildren<QWidget *>(QString(), Qt::FindDirectChildrenOnly))
-            places.nospace() << widget->geometry() << (widget->isHidden() ? "hidden " : " ");
-        places << bar->geometry() << window->maximumSize();
-        QCOMPARE(seen.remove("QRect").remove('"'),
-                 QString("(20,170 200x30) (300,0 80x20) (380,0 100x20) (10,60 60x25) "
-                         "(80,60 340x25) (430,60 50x30) (195,120 110x40) (10,70 60x25)hidden "
-                         "(80,70 340x25)hidden (430,70 50x30)hidden (195,120 110x40)hidden "
-                         "(0,0 500x200)hidden (12,42 266x16)QSize(500, 200)"));
     }
 
     void the_language_box_switches_the_texts()
@@ -275,15 +277,13 @@ private slots:
     {
         const QString folder = QCoreApplication::applicationDirPath();
         QFile::remove(folder + "/ktTool.exe"); // of a run that has failed
-        QVERIFY(QFile::copy(folder + "/fakeTool.exe", folder + "/ktTool.exe"));
+        QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), folder + "/ktTool.exe"));
         writeFile("dsp_V1.0.bin", "firmware");
         dspEdit->setPlainText("file:///dsp_V1.0.bin");
         // What the tool prints, and what is shown. A run without a total has that of an earlier
         // one.
         for (const QString row : {
                  ": 失败|Yes 0/2 0%",
-                 "x5/200%\rx6/200%\r: 失败|Yes 0/2 0%", // too few records
-                 "a\rb\rc\rd\r: 失败|Yes 0/2 0%",
                  "a/b\rc/d\re/f\rg/h\r: 失败|Yes 0/0 0%",
                  // The total loses two characters: 100% becomes 10.
                  "\rx6/100%\r\r: 失败|Yes 6/10 60%",
@@ -309,7 +309,7 @@ private slots:
             QCOMPARE(printed + effect,
                      printed + "Tips|DSP 升级" + row.section(": ", 1) + " hidden ");
         }
-        QCOMPARE(contentOf("arguments"), QByteArray("0x3C9E\nb\n-s\n-b\ndsp_V1.0.bin\n"));
+        QCOMPARE(contentOf("arguments"), QByteArray("0x3C9E\nb\n-s\n-b\ndsp_V1.0.bin"));
         // Without the tool nothing more happens.
         QVERIFY(QFile::remove(folder + "/ktTool.exe"));
         QCOMPARE(effectOf([this] {
@@ -331,6 +331,8 @@ private slots:
 
 int main(int argc, char *argv[])
 {
+    if (argc > 1 && qstrcmp(argv[1], "0x3C9E") == 0)
+        return actAsTool(QByteArrayList(argv + 1, argv + argc));
     QTemporaryDir home;
     QDir::setCurrent(home.path());
     qputenv("XDG_DATA_HOME", home.path().toLocal8Bit());
