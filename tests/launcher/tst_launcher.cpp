@@ -1,14 +1,11 @@
 #include "device/hidapi/hidapi_additions.h"
 #include "launcher/Display.h"
-#include "launcher/ImageReport.h"
 #include "launcher/Outcome.h"
 #include "launcher/PluggedIn.h"
 #include "launcher/Terminal.h"
-#include "launcher/UpdaterLog.h"
 
 #include <QTest>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <string>
@@ -66,42 +63,6 @@ class LauncherTest : public QObject
     Q_OBJECT
 
 private slots:
-    void the_output_is_understood()
-    {
-        const QByteArray ready =
-            "createUI----\nxxxxx 11 64\n" + QByteArray("jjjjjjjsend_message  4b 1\n").repeated(3);
-        const QByteArray half = ready + QByteArray("dfuxxx------  4b 1\n").repeated(2);
-        const QByteArray all = ready + QByteArray("dfuxxx------  4b 1\n").repeated(4);
-        const auto status = [](const char *code, const char *flag) {
-            return QByteArray("qqqq  4b 0 0 0 b 0 0 ") + code + ' ' + flag +
-                   QByteArray(" 0").repeated(55) + " 1 2\n";
-        };
-        const QList<QPair<QByteArray, QString>> rows = {
-            {ready, "entering, 0 sent, 0%"},
-            {half.chopped(1), "entering, 1 sent, 25%"},
-            {half + status("5", "0").chopped(1), "sending, 2 sent, 50%"},
-            {all + "0 ggg 4\n" + status("3", "0") + status("5", "0"),
-             "verdict, 4 sent, 100%, succeeded"},
-            {QByteArray(half + status("6", "1") + "0 ggg 2\n").replace("\n", "\r\n"),
-             "sending, 2 sent, 50%, failed"},
-            // To a microphone that is in upgrade mode already, packet 0 is not sent.
-            {half + "0 ggg 4\n", "verdict, 2 sent, 100%"},
-            {"createUI----\n\n0 ggg 0\nqqqq\nxdfuxxx------\n", "starting, 0 sent, 0%"},
-            {"createUI----\nTitle: opening+no such file\n", "starting, 0 sent, 0%, no such file"},
-        };
-        constexpr std::array verdicts = {"", ", failed", ", succeeded"};
-        for (const auto &[text, expected] : rows) {
-            UpdaterLog log;
-            log.append(text);
-            QString found = QString::asprintf(
-                "%s, %d sent, %d%%%s", Progress{log.phase()}.phaseName(), log.sent, log.percent(),
-                verdicts.at(static_cast<std::size_t>(log.verdict)));
-            if (!log.refusal.isEmpty())
-                found += ", " + log.refusal;
-            QCOMPARE(found, expected);
-        }
-    }
-
     void the_bar_fits_every_terminal()
     {
         for (const int columns : {0, 1, 20, 40, 51, 80, 200}) {
@@ -119,15 +80,6 @@ private slots:
     {
         const QString text = "one two\nthree  averylongword  four\n";
         QCOMPARE(Terminal::wrapped(text, 8, 2), "one two\nthree \n  averylongword\n  four\n");
-    }
-
-    void the_schedule_and_the_pace_give_the_time()
-    {
-        // 14 packets: waits after packets 0, 2, 7 and 12.
-        QCOMPARE(ImageReport::waitsFor(14, true).least, 10.0);
-        QCOMPARE(ImageReport::waitsFor(14, true).most, 17.8);
-        QCOMPARE(Progress::timeLeft(10, 30, 5000), 15000);
-        QCOMPARE(Progress::timeLeft(10, 30, 1000), Progress::unknown); // too early
     }
 
     void what_does_not_open_comes_with_a_remedy()
