@@ -251,6 +251,25 @@ private slots:
         QVERIFY(!QFile::exists(run.path("trace.txt")));
     }
 
+    void a_terminal_gets_a_bar_and_lines_that_fit()
+    {
+        UpdaterRun run;
+        run.makePlainImage();
+        // A terminal of 0 columns does not know its width, which is taken for 80.
+        for (const int columns : {0, 2, 18, 40, 51, 80, 200}) {
+            run.startInShell("exec script -qec 'stty cols " + QByteArray::number(columns) +
+                                 "; " VELMO_FLASH " " + plain + "' /dev/null",
+                             {}, quick);
+            QCOMPARE(run.exitCode(), 0);
+            const QString shown = run.standardOutput();
+            QVERIFY(shown.simplified().endsWith("The microphone was flashed. It can be used now."));
+            QCOMPARE(shown.contains("\r[#"), columns == 0 || columns > 51);
+            for (const QString &line : shown.split(QRegularExpression("[\r\n]")))
+                QVERIFY2(line.size() < (columns > 0 ? columns : 80) || !line.contains(' '),
+                         qPrintable(line));
+        }
+    }
+
     void what_is_plugged_in_is_listed()
     {
         UpdaterRun run;
