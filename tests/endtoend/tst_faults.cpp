@@ -17,8 +17,7 @@
 
 namespace {
 
-// Far above what a run takes, for machines under load.
-constexpr int endTimeoutMs = 120000;
+constexpr int endTimeoutMs = UpdaterRun::endTimeoutMs;
 constexpr int pollMs = 10;
 /// So long after its last packet, a microphone sends no more verdict: above four times the
 /// longest `quiet` and the longest delays.
@@ -342,7 +341,7 @@ private:
         }
         // On wine a process is gone some time after its end is known.
         require(QTest::qWaitFor([this] { return run->processes("Velmo_KVX2_DFU").isEmpty(); },
-                                UpdaterRun::endTimeoutMs),
+                                endTimeoutMs),
                 "f: a process is left");
         if (ending != Ending::Exited)
             return;
