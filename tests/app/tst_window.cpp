@@ -5,7 +5,6 @@
 #include "app/tb210_progress_view.h"
 #include "device/resultFilePath.h"
 #include "simulator/dropin/Simulator.h"
-#include "upgrade/DevOperator.h"
 #include "upgrade/linkFlags.h"
 
 #include <QtTest>
