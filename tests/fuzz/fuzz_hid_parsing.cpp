@@ -2,25 +2,49 @@
 #include "device/hidapi/hid_report_descriptor.h"
 #include "tests/fuzz/fuzzTarget.h"
 
+#include <QRegularExpression>
+
 #include <vector>
+
+namespace {
+
+using Parser = int(const char *, hid_device_ids *);
+
+/// The last match has the ids. "x" is a digit.
+QRegularExpression form(const QString &expression)
+{
+    return QRegularExpression(QString(expression).replace('x', "[[:xdigit:]]"),
+                              QRegularExpression::CaseInsensitiveOption |
+                                  QRegularExpression::DotMatchesEverythingOption);
+}
+
+} // namespace
 
 /// The input is a report descriptor, and a name that may hold ids.
 int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
 {
-    const QByteArray input = bytesOf(data, size);
     const int length = hid_report_descriptor_max_input_length(data, size);
     require(length >= -1 && length != 1 && length <= 65535, "a length");
 
-    const std::vector<char> name(input.constData(), input.constData() + input.size() + 1);
-    for (auto *const parser :
-         {hid_ids_from_interface_name, hid_ids_from_hid_id, hid_ids_from_device_path}) {
-        hid_device_ids ids{1, 2};
-        const bool found = parser(name.data(), &ids) != 0;
-        require(found || (ids.vendor == 1 && ids.product == 2), "left alone");
-        for (const unsigned id : {ids.vendor, ids.product}) {
-            const QByteArray digits = QByteArray::number(id, 16).rightJustified(4, '0');
-            require(!found || input.toLower().contains(digits), "the name has the ids");
+    static const std::initializer_list<std::pair<Parser *, QRegularExpression>> parsers = {
+        // Only the first marker counts.
+        {hid_ids_from_interface_name, form("\\A(?>.*?#VID_)(xxxx).{5}(xxxx)")},
+        {hid_ids_from_hid_id, form("\\Axxxx:0000(xxxx):0000(xxxx)\\z")},
+        {hid_ids_from_device_path, form("(?:\\A|/)xxxx:(xxxx):(xxxx)\\.x")},
+    };
+    std::vector<char> name(data, data + size);
+    name.push_back('\0');
+    for (const auto &[parse, rule] : parsers) {
+        QString expected = "0 0001:0002"; // left alone
+        for (auto match = rule.globalMatch(QString::fromLatin1(name.data())); match.hasNext();) {
+            const QStringList captured = match.next().capturedTexts();
+            expected = "1 " + captured.at(1) + ':' + captured.at(2);
         }
+        hid_device_ids ids{1, 2};
+        const int found = parse(name.data(), &ids);
+        require(QString::asprintf("%d %04x:%04x", found, ids.vendor, ids.product) ==
+                    expected.toLower(),
+                "the ids");
     }
     return 0;
 }

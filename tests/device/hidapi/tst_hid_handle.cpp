@@ -1,4 +1,5 @@
 #include "device/CHidBase.h"
+#include "device/hidapi/hid_report_descriptor.h"
 #include "device/hidapi/hidapi_additions.h"
 
 #include <QDir>
@@ -66,8 +67,8 @@ std::future<int> startReading(hid_device *device)
 
 } // namespace
 
-/// The library's thread safety. The backend opens any path, so /dev/full, whose writes fail,
-/// and a named pipe, whose reads block, stand in for a device.
+/// The library's thread safety and its parser for report descriptors. The backend opens any path,
+/// so /dev/full, whose writes fail, and a named pipe, whose reads block, stand in for a device.
 class tst_hid_handle : public QObject
 {
     Q_OBJECT
@@ -168,6 +169,29 @@ private slots:
         }
         device.close();
         QCOMPARE(openCount("/dev/full"), 0);
+    }
+
+    void maxInputLength()
+    {
+        for (const QByteArray row : {
+                 "not numbered: 7508 9540 8102: 65",
+                 "output and feature only: 7508 9540 9102 b102: 0",
+                 "longest of two ids: 7508 8501 950a 8102 8502 9504 8102: 11",
+                 "padding counts, bits are rounded up: 7501 9503 8102 9506 8101: 3",
+                 "long item skipped: fe0300 8102ff 7508 9501 8102: 2",
+                 "longest that fits: 7508 97feff0000 8102: 65535",
+                 "too long by a bit: 7508 96feff 8102 7501 9501 8102: -1",
+                 "count beyond 24 bits: 7508 9701000004 8102: -1",
+                 "product beyond 32 bits: 7700000100 9700000100 8102: -1",
+                 "data cut off: 7508 9540 8102 96ff: -1",
+             }) {
+            const QByteArray name = row.left(row.lastIndexOf(':'));
+            const QByteArray bytes = QByteArray::fromHex(name.mid(name.indexOf(':')));
+            const int length = hid_report_descriptor_max_input_length(
+                reinterpret_cast<const std::uint8_t *>(bytes.constData()),
+                static_cast<std::size_t>(bytes.size()));
+            QCOMPARE(name + ": " + QByteArray::number(length), row);
+        }
     }
 
     void noticesStopForGood()
