@@ -5,6 +5,7 @@
 #include "tests/support/PlainProtocol.h"
 
 #include <QElapsedTimer>
+#include <QProcess>
 #include <QTest>
 
 #include <functional>
@@ -142,6 +143,12 @@ private slots:
         QCOMPARE(device->getPath(), "/dev/velmo-sim1");
     }
 
+    void a_bad_setting_ends_the_simulator()
+    {
+        qputenv("VELMO_SIM", "vanish");
+        QCOMPARE(QProcess::execute(QCoreApplication::applicationFilePath(), {"-functions"}), 78);
+    }
+
     void reports_are_read_whole()
     {
         QVERIFY(openFor("a.bin"));
@@ -170,7 +177,12 @@ private slots:
 
         bus.unplug();
         QVERIFY(!read() && !device->waitRead(false, 0));
+        QVERIFY(hid_open_path("/dev/velmo-sim0") == nullptr);
+        bus.plug(); // for an open device this changes nothing
+        bus.inject({});
+        QVERIFY(!read());
         QVERIFY(device->write(report.data(), report.size())); // nevertheless
+        QCOMPARE(bus.violations(), {sim::Microphone::Refusal::Absent});
     }
 
     void the_microphone_is_connected_whatever_model_is_listed()

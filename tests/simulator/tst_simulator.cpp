@@ -1,39 +1,29 @@
-#include "device/hidapi/hidapi_additions.h"
-#include "simulator/dropin/Simulator.h"
 #include "simulator/model/ImagePlan.h"
 #include "simulator/model/Microphone.h"
 #include "simulator/model/Settings.h"
 #include "simulator/model/Trace.h"
 
-#include <QCoreApplication>
-#include <QProcess>
 #include <QTest>
 
-#include <algorithm>
-#include <array>
-#include <future>
-
 using namespace sim;
-using namespace std::chrono_literals;
 using Packet = std::vector<std::uint8_t>;
 using Packets = std::vector<Packet>;
 
 namespace {
 
-/// An image of records with these sizes, cut into output reports: 0x4B, then 64 bytes of one
-/// record, filled with zeros.
-Packets packetsOf(const std::vector<std::size_t> &recordSizes)
+/// An image's packets: 0x4B, then 64 bytes of one record, filled with zeros. 0 is the entry packet.
+/// 1-4, 5-6 and 7 are the records of 200, 65 and 64 bytes, 8 is another record of 64 bytes, and 9 a
+/// record of 11 bytes.
+Packets makePackets()
 {
-    const std::vector<std::uint8_t> image = sim::ImagePlan{{}, recordSizes, {}}.makeImage();
+    const std::vector<std::uint8_t> image = ImagePlan{{}, {200, 65, 64, 64, 11}, {}}.makeImage();
     Packets packets;
-    for (std::size_t record = 0; record < image.size();) {
-        const std::size_t size = image[record + 1] | std::size_t{image[record + 2]} << 8U;
-        for (std::size_t done = 0; done < size; done += 64) {
-            Packet &packet = packets.emplace_back(65);
-            packet[0] = 0x4B;
-            std::copy_n(&image[record + done], std::min<std::size_t>(64, size - done), &packet[1]);
-        }
-        record += size;
+    auto next = image.begin();
+    for (const int size : {11, 64, 64, 64, 8, 64, 1, 64, 64, 11}) {
+        Packet &packet = packets.emplace_back(Packet{0x4B});
+        packet.insert(packet.end(), next, next + size);
+        packet.resize(65);
+        next += size;
     }
     return packets;
 }
@@ -46,8 +36,7 @@ struct Flash
     /// with the product id, answers (a) and verdicts (v) with code and flag, and refused packets
     /// (!) with the last word of the reason.
     const char *events = nullptr;
-    /// Changes the packets. 0 is the entry packet. 1-4, 5-6 and 7 are the records of 200, 65 and
-    /// 64 bytes, 8 is another record of 64 bytes, and 9 a record of 11 bytes.
+    /// Changes the packets.
     void (*change)(Packets &packets) = [](Packets & /*packets*/) {};
 };
 
@@ -55,7 +44,7 @@ struct Flash
 QString eventsOf(const Flash &flash)
 {
     using Kind = Microphone::Event::Kind;
-    Packets packets = packetsOf({200, 65, 64, 64, 11});
+    Packets packets = makePackets();
     flash.change(packets);
     const auto settings = std::get<Settings>(Settings::parse(flash.settings));
     const DeviceId &id = settings.devices.front();
@@ -140,32 +129,10 @@ const std::initializer_list<Flash> flashes = {
     {"", " a3.0@611 verdict-given@1114 v5.0@1114", [](Packets &all) { all[0][4] = 0; }},
 };
 
-Simulator &simulator()
-{
-    return Simulator::instance();
-}
-
-/// Null when something is wrong with the settings.
-hid_device *openFirst(const char *settings)
-{
-    return simulator().configure(settings).empty() ? hid_open_path("/dev/velmo-sim0") : nullptr;
-}
-
-int send(hid_device *device, const Packet &packet)
-{
-    return hid_write(device, packet.data(), packet.size());
-}
-
-int read(hid_device *device, int timeoutMs)
-{
-    std::array<unsigned char, 64> report{};
-    return hid_read_timeout(device, report.data(), report.size(), timeoutMs);
-}
-
 } // namespace
 
-/// The simulated microphone as a state machine on a test clock, its settings, and the HID
-/// library's functions over the simulated bus, on the real clock.
+/// The simulated microphone as a state machine on a test clock, and its settings. The tests of the
+/// device and of the updater use the simulated bus.
 class SimulatorTest : public QObject
 {
     Q_OBJECT
@@ -188,59 +155,6 @@ private slots:
             const std::string name = text.split('=').first().toStdString();
             QVERIFY2(fault != nullptr && fault->find(name + ": ") == 0, text);
         }
-    }
-
-    void aBadEnvironmentEndsTheProcess()
-    {
-        for (const char *variable : {"VELMO_SIM", "VELMO_SIM_TRACE"}) {
-            qputenv(variable, "/nowhere/trace");
-            QCOMPARE(
-                QProcess::execute(QCoreApplication::applicationFilePath(), {"aLossWakesTheReader"}),
-                78);
-            qunsetenv(variable);
-        }
-    }
-
-    void aLossWakesTheReader()
-    {
-        hid_device *device = openFirst("unplug-after=100");
-        QCOMPARE(read(device, 3600000), -1); // or the test's time is over
-        QVERIFY(hid_open_path("/dev/velmo-sim0") == nullptr);
-
-        device = openFirst("");
-        auto reading = std::async(std::launch::async, read, device, -1);
-        QVERIFY(reading.wait_for(50ms) == std::future_status::timeout);
-        hid_close(device);
-        QCOMPARE(reading.get(), -1);
-    }
-
-    void failsTheCallsThatAreAsked()
-    {
-        hid_device *const device = openFirst("devices=0065,046D:c31c;packet-time=20;fail-writes=2;"
-                                             "slow-writes=3,4;slow-time=200;short-reads=2;"
-                                             "answer-delay=0");
-        Packet packet(65); // a record of 64 bytes
-        packet[0] = 0x4B;
-        packet[2] = 64;
-        const auto start = std::chrono::steady_clock::now();
-        QCOMPARE(send(device, packet), 65);
-        QVERIFY(std::chrono::steady_clock::now() - start >= 20ms);
-        QCOMPARE(read(device, 5000), 64);
-        QCOMPARE(send(device, packet), -1);
-        QCOMPARE(send(device, packet), 65);
-        QVERIFY(std::chrono::steady_clock::now() - start >= 220ms);
-        QCOMPARE(read(device, 5000), 32);
-        QVERIFY(simulator().violations().empty());
-
-        // What is on its way does not arrive at a device that comes back meanwhile.
-        auto writing = std::async(std::launch::async, send, device, packet);
-        QVERIFY(writing.wait_for(50ms) == std::future_status::timeout);
-        simulator().unplug();
-        simulator().plug();
-        QCOMPARE(writing.get(), -1);
-        QCOMPARE(send(device, packet), -1);
-        QCOMPARE(simulator().packets().size(), std::size_t{2});
-        QCOMPARE(simulator().violations().size(), std::size_t{2});
     }
 };
 
