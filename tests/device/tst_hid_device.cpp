@@ -2,7 +2,7 @@
 #include "device/CHidBase.h"
 #include "device/deviceSelection.h"
 #include "simulator/dropin/Simulator.h"
-#include "tests/support/PlainProtocol.h"
+#include "upgrade/CFirmwareUpgradeProtocol.h"
 
 #include <QElapsedTimer>
 #include <QProcess>
@@ -13,14 +13,21 @@
 
 namespace {
 
+/// Implements the protocol's notifications by counting them.
+class PlainProtocol : public CFirmwareUpgradeProtocol
+{
+public:
+    void onDeviceEvent(std::uint32_t /*word*/) override {}
+    void onDeviceConnected(ICommDeviceMgmt * /*manager*/) override { ++connects; }
+    void onDeviceDisconnected() override { ++disconnects; }
+    int connects = 0;
+    int disconnects = 0;
+};
+
 /// Records what the manager does with it.
 class RecordingDevice : public CHidBase
 {
 public:
-    /// The latest one that a manager has created.
-    static inline RecordingDevice *last = nullptr;
-
-    RecordingDevice() { last = this; }
     bool write(const std::uint8_t *data, std::size_t length) override
     {
         writes.append(QByteArray(reinterpret_cast<const char *>(data), static_cast<int>(length)));
@@ -82,7 +89,7 @@ private slots:
         manager = std::make_unique<CDeviceManager<RecordingDevice>>();
         QVERIFY(manager->init());
         manager->setProtocol(protocol.get());
-        device = RecordingDevice::last;
+        device = static_cast<RecordingDevice *>(manager->getDevice());
         timer.start();
     }
 
@@ -124,6 +131,13 @@ private slots:
         hid_device_info record{};
         record.path = longPath.data();
         QVERIFY(!device->getDeviceInfo(&record, path.data(), &id, &id));
+        CDeviceManager<RecordingDevice> bare; // without device and protocol
+        bare.disconnect();
+        QVERIFY(!bare.connect("/dev/velmo-sim0", 1, 1) && !bare.connectFirst());
+        QVERIFY(!bare.connectByPid(0x000B) && bare.listDevicePids().isEmpty());
+        QCOMPARE(bare.sendAndWait(report.data(), report.data(), 3, report.size()), -1);
+        QVERIFY(!bare.sendNoWait(report.data(), report.data(), 0));
+        QVERIFY(!bare.sendWithRetries(report.data()) && !bare.receive(report.data(), 3, 64));
     }
 
     void an_open_device_stays_the_one_it_is()

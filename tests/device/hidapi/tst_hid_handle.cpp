@@ -82,9 +82,16 @@ private slots:
         hid_close(nullptr);
         for (hid_device *const handle : {closed, static_cast<hid_device *>(nullptr)}) {
             Report report{};
-            QCOMPARE(write(handle), -1);
-            QCOMPARE(hid_read(handle, report.data(), report.size()), -1);
-            QCOMPARE(hid_set_nonblocking(handle, 1), -1);
+            unsigned char *const data = report.data();
+            std::array<wchar_t, 8> text{};
+            for (const int result :
+                 {write(handle), hid_read(handle, data, 1), hid_set_nonblocking(handle, 1),
+                  hid_send_feature_report(handle, data, 1), hid_get_feature_report(handle, data, 1),
+                  hid_get_input_report(handle, data, 1),
+                  hid_get_manufacturer_string(handle, text.data(), 1),
+                  hid_get_serial_number_string(handle, text.data(), 1),
+                  hid_get_indexed_string(handle, 1, text.data(), 1)})
+                QCOMPARE(result, -1);
             QCOMPARE(hid_max_input_report_len(handle), handle == nullptr ? 0 : -1);
         }
         QVERIFY(hid_open_path("/nonexistent") == nullptr);
