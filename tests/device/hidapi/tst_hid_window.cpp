@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstring>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -22,35 +21,25 @@ void note(unsigned short vendor, unsigned short product, const char *path, int r
         "%04X:%04X %s %s", vendor, product, removal != 0 ? "removed" : "arrived", path);
 }
 
-/// This process's windows of the library's class. The class name is 8-bit text read as wide
-/// characters.
-std::vector<HWND> libraryWindows()
+/// The library's window, or null. The class name is 8-bit text read as wide characters.
+HWND libraryWindow()
 {
     std::array<wchar_t, 20> name{};
     const QByteArray text = "{2FCD1C73-42E0-4EF3-8A0C-96FE38475572}";
     std::memcpy(name.data(), text.constData(), static_cast<std::size_t>(text.size()));
-    std::vector<HWND> windows;
-    HWND window = nullptr;
-    while ((window = FindWindowExW(nullptr, window, name.data(), nullptr)) != nullptr) {
-        DWORD process = 0;
-        GetWindowThreadProcessId(window, &process);
-        if (process == GetCurrentProcessId())
-            windows.push_back(window);
-    }
-    return windows;
+    return FindWindowW(name.data(), nullptr);
 }
 
 /// Sends the window the message that the system would send.
 void announce(WPARAM event, DWORD type, const QString &path)
 {
-    const std::wstring name = path.toStdWString();
-    std::vector<unsigned char> room(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) + 2 * name.size());
+    const auto nameSize = 2 * static_cast<std::size_t>(path.size() + 1);
+    std::vector<unsigned char> room(sizeof(DEV_BROADCAST_DEVICEINTERFACE_W) + nameSize);
     auto *const record = reinterpret_cast<DEV_BROADCAST_DEVICEINTERFACE_W *>(room.data());
     record->dbcc_size = static_cast<DWORD>(room.size());
     record->dbcc_devicetype = type;
-    std::memcpy(record->dbcc_name, name.c_str(), 2 * (name.size() + 1));
-    SendMessageW(libraryWindows().front(), WM_DEVICECHANGE, event,
-                 reinterpret_cast<LPARAM>(record));
+    std::memcpy(record->dbcc_name, path.utf16(), nameSize);
+    SendMessageW(libraryWindow(), WM_DEVICECHANGE, event, reinterpret_cast<LPARAM>(record));
 }
 
 } // namespace
@@ -68,12 +57,10 @@ private:
 private slots:
     void registering_makes_one_hidden_window()
     {
-        QVERIFY(libraryWindows().empty());
-        for (QStringList *list : {&replaced, &notices}) {
+        QVERIFY(libraryWindow() == nullptr);
+        for (QStringList *list : {&replaced, &notices})
             hid_register_device_notification(note, list);
-            QCOMPARE(libraryWindows().size(), std::size_t{1});
-            QVERIFY(!IsWindowVisible(libraryWindows().front()));
-        }
+        QVERIFY(libraryWindow() != nullptr && !IsWindowVisible(libraryWindow()));
     }
 
     void only_interfaces_with_ids_are_announced()
@@ -95,15 +82,15 @@ private slots:
             QCOMPARE(notices, told != nullptr ? QStringList{told + name} : QStringList());
         }
         QVERIFY(replaced.isEmpty());
-        QCOMPARE(SendMessageW(libraryWindows().front(), WM_DEVICECHANGE, DBT_DEVICEARRIVAL, 0),
-                 LRESULT{0});
+        QCOMPARE(SendMessageW(libraryWindow(), WM_DEVICECHANGE, DBT_DEVICEARRIVAL, 0), LRESULT{0});
     }
 
     void after_unregistering_it_stays_off()
     {
+        // A second window would still be there.
         for (const auto callback : {hid_device_notification_callback{nullptr}, &note}) {
             hid_register_device_notification(callback, &notices);
-            QVERIFY(libraryWindows().empty());
+            QVERIFY(libraryWindow() == nullptr);
         }
     }
 };
