@@ -8,14 +8,10 @@
 
 namespace {
 
-/// A tool that has printed this.
+/// A tool that has no process.
 struct Tool : public QProcess
 {
-    explicit Tool(const QByteArray &printed)
-    {
-        setOpenMode(ReadOnly);
-        std::for_each(printed.rbegin(), printed.rend(), [this](char c) { ungetChar(c); });
-    }
+    using QProcess::setOpenMode;
 };
 
 } // namespace
@@ -27,7 +23,9 @@ int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size)
     static const QApplication application(argc, nullptr);
     for (const QByteArray &chunk : bytesOf(data, size).split('\0')) {
         dfu_0206_view runner(nullptr);
-        Tool tool(chunk);
+        Tool tool;
+        tool.setOpenMode(QIODevice::ReadOnly);
+        std::for_each(chunk.rbegin(), chunk.rend(), [&tool](char c) { tool.ungetChar(c); });
         runner.dspProcess = &tool;
         QByteArrayList values;
         QObject::connect(&runner, &dfu_0206_view::dsp_progress_value,

@@ -10,12 +10,10 @@ namespace {
 
 using Parser = int(const char *, hid_device_ids *);
 
-/// The last match has the ids. "x" is a digit.
-QRegularExpression form(const QString &expression)
+/// The last match has the ids. "x" is a digit. Letter case does not matter, and "." is any byte.
+QRegularExpression form(const char *expression)
 {
-    return QRegularExpression(QString(expression).replace('x', "[[:xdigit:]]"),
-                              QRegularExpression::CaseInsensitiveOption |
-                                  QRegularExpression::DotMatchesEverythingOption);
+    return QRegularExpression(QString(expression).replace('x', "[[:xdigit:]]").prepend("(?si)"));
 }
 
 } // namespace
