@@ -6,7 +6,6 @@
 #include <QList>
 
 #include <algorithm>
-#include <cstring>
 #include <deque>
 #include <functional>
 
@@ -31,11 +30,10 @@ public:
     bool sendAndReadOnce(const std::uint8_t *packet, int *result, int /*retries*/,
                          std::size_t length) override
     {
-        *result = 0;
-        std::memcpy(result, exchangeReply.constData(),
-                    static_cast<std::size_t>(std::min(exchangeReply.size(), 64)));
+        std::copy_n(exchangeReply.constData(), exchangeReply.size(),
+                    reinterpret_cast<char *>(result));
         commands.append(copyOf(packet, length));
-        return exchangeResult;
+        return false;
     }
 
     int sendAndWait(const std::uint8_t *packet, std::uint8_t * /*reply*/, int /*retries*/,
@@ -69,7 +67,6 @@ public:
     ICommunicateDevice *getDevice() override { return nullptr; }
 
     int commandResult = statusNoReply;
-    bool exchangeResult = true;
     QByteArray exchangeReply;
     std::deque<QByteArray> reports;
     QList<QByteArray> commands;
