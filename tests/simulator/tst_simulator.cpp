@@ -96,16 +96,12 @@ const std::initializer_list<Flash> flashes = {
      " restarting@401 -000B@401 upgrading@501 +0065@501 a3.0@611 verdict-given@614 v5.0@614"},
     {"verdict=success6", " v6.0@614"},
     {"verdict=failure-flag;verdict-delay=50", " verdict-given@659 v3.1@659"},
-    {"verdict=failure2;verdict-at=4", " upgrading@501 verdict-given@609 v2.0@609 !verdict@609"},
     // advance() runs every 3 s; missed repeats are not sent later.
     {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},
     // Unplugging forgets the current upgrade and its seal.
-    {"unplug-at=5", " !absent@608 !absent@609"},
     {"unplug-at=5;replug-after=2;replug-as=10",
      " upgrading@501 -000B@605 unplugged@605 !absent@606 idle@607 +0010@607 !packet@607 "
      "!packet@608 entry-accepted@609 a1.0@611 restarting@1009 upgrading@1109"},
-    {"unplug-at=5;replug-after=2;replug-state=upgrading",
-     " upgrading@607 +000B@607 a3.0@611 verdict-given@1114 v5.0@1114"},
     {"devices=0065", " a1.0@3 a3.0@611 verdict-given@614 v5.0@614"},
     {"devices=046D:C31C", " !device@609"},
     {"", " upgrading@501 !65@601 a3.0@611 verdict-given@2614 v2.0@2614",
