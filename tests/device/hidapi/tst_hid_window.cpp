@@ -87,7 +87,6 @@ private slots:
 
     void after_unregistering_it_stays_off()
     {
-        // A second window would still be there.
         for (const auto callback : {hid_device_notification_callback{nullptr}, &note}) {
             hid_register_device_notification(callback, &notices);
             QVERIFY(libraryWindow() == nullptr);
