@@ -75,12 +75,6 @@ std::vector<Microphone::Refusal> Simulator::violations() const
     return bus.violations();
 }
 
-std::vector<Bus::Report> Simulator::packets() const
-{
-    const std::lock_guard<std::mutex> lock(mutex);
-    return bus.packets();
-}
-
 void Simulator::departed(std::size_t index)
 {
     for (const auto &handle : handles)

@@ -39,7 +39,6 @@ public:
     void plug(std::optional<std::uint16_t> productId = std::nullopt, bool upgrading = false);
     void inject(const InputReport &report);
     std::vector<Microphone::Refusal> violations() const;
-    std::vector<Bus::Report> packets() const;
     /// @}
 
     /// @name For the HID library's functions

@@ -46,7 +46,6 @@ std::string Bus::configure(const std::string &settingsText)
     pathsGiven = 0;
     writes = reportsSent = 0;
     refusals.clear();
-    taken.clear();
     deviceList.clear();
     for (const DeviceId &id : settings.devices)
         deviceList.push_back({nextPath(), Microphone(id.vendor, id.product, MicrophoneSettings())});
@@ -110,7 +109,6 @@ void Bus::arrive(const Transfer &transfer)
     trace.line("write", "packet=" + std::to_string(microphone.lastPacket().value_or(0)) +
                             " length=" + size + " result=" + size +
                             " data=" + Trace::hex(report.data(), report.size()));
-    taken.push_back(report);
     if (settings.extra && index == configuredIndex && microphone.lastPacket() == settings.extraAt)
         extraDue = now();
     // Called before the consequences, because the device may leave the bus at once.

@@ -67,8 +67,6 @@ public:
     std::optional<Clock::time_point> runDue();
 
     const std::vector<Microphone::Refusal> &violations() const { return refusals; }
-    /// The output reports that were taken, in order.
-    const std::vector<Report> &packets() const { return taken; }
 
 private:
     /// A report on its way.
@@ -112,7 +110,6 @@ private:
     std::uint32_t writes = 0;
     std::uint32_t reportsSent = 0;
     std::vector<Microphone::Refusal> refusals;
-    std::vector<Report> taken;
 };
 
 } // namespace sim

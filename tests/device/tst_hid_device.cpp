@@ -132,13 +132,6 @@ private slots:
         QVERIFY(!device->getDeviceInfo(&record, path.data(), &id, &id));
         QVERIFY(protocol->isSupported(nullptr, 0x31B2, 0x0011));
         QVERIFY(!protocol->isSupported(nullptr, 0x31B2, 0x0100));
-        CDeviceManager<RecordingDevice> bare; // without device and protocol
-        bare.disconnect();
-        QVERIFY(!bare.connect("/dev/velmo-sim0", 1, 1) && !bare.connectFirst());
-        QVERIFY(!bare.connectByPid(0x000B) && bare.listDevicePids().isEmpty());
-        QCOMPARE(bare.sendAndWait(report.data(), report.data(), 3, report.size()), -1);
-        QVERIFY(!bare.sendNoWait(report.data(), report.data(), 0));
-        QVERIFY(!bare.sendWithRetries(report.data()) && !bare.receive(report.data(), 3, 64));
     }
 
     void an_open_device_stays_the_one_it_is()
@@ -288,6 +281,20 @@ private slots:
         timer.start();
         QVERIFY(!manager->sendNoWait(packet.data(), report.data(), 0));
         QVERIFY(timer.elapsed() >= 200);
+    }
+
+    void a_frame_is_completed_before_it_is_written()
+    {
+        QByteArray frame;
+        for (int i = 0; i < 8 * 256 + 2; ++i) // the sum depends on every entry of its table
+            frame += static_cast<char>(i);
+        const QByteArray completed = QByteArray(frame).replace(8 * 256, 1, "\x46");
+        protocol->setFrameLength(frame.size());
+        auto *const bytes = reinterpret_cast<std::uint8_t *>(frame.data());
+        QVERIFY(!manager->sendWithRetries(bytes));
+        QVERIFY(openFor("a.bin"));
+        QVERIFY(manager->sendWithRetries(bytes));
+        QCOMPARE(device->writes, QVector<QByteArray>(6, completed).toList());
     }
 
     void arrivals_and_removals()

@@ -94,7 +94,6 @@ const std::initializer_list<Flash> flashes = {
     {"enter-time=1000", " !restarting@609 restarting@801 upgrading@1001"},
     {"return-as=0065",
      " restarting@401 -000B@401 upgrading@501 +0065@501 a3.0@611 verdict-given@614 v5.0@614"},
-    {"verdict=success6", " v6.0@614"},
     {"verdict=failure-flag;verdict-delay=50", " verdict-given@659 v3.1@659"},
     // advance() runs every 3 s; missed repeats are not sent later.
     {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},
@@ -102,7 +101,6 @@ const std::initializer_list<Flash> flashes = {
     {"unplug-at=5;replug-after=2;replug-as=10",
      " upgrading@501 -000B@605 unplugged@605 !absent@606 idle@607 +0010@607 !packet@607 "
      "!packet@608 entry-accepted@609 a1.0@611 restarting@1009 upgrading@1109"},
-    {"devices=0065", " a1.0@3 a3.0@611 verdict-given@614 v5.0@614"},
     {"devices=046D:C31C", " !device@609"},
     {"", " upgrading@501 !65@601 a3.0@611 verdict-given@2614 v2.0@2614",
      [](Packets &all) { all[1].pop_back(); }},

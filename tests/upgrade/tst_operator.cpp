@@ -240,7 +240,6 @@ private slots:
                  "status that is also parameter: 0b040705: verdict 2 stored waiting",
                  "code 5 outside a status report: 0a000005: left",
                  "model code: 00040100: left",
-                 "kind 1, other sub-kind: 00040101: stored left",
                  "last model code: 00040200: model left",
                  "end of the main values: 00041200: refresh stored left",
                  "not stored: 00043400: left",
