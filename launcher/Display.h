@@ -30,11 +30,10 @@ public:
     /// The last event. The text goes to standard error unless the run succeeded.
     void end(const Outcome &outcome);
 
+private:
     /// The bar for a terminal with this many columns. It is always shorter, and its length does
     /// not depend on the progress.
     static QString barLine(const Progress &progress, int columns);
-
-private:
     /// Ends the bar's line.
     void leaveBar();
 

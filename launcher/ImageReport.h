@@ -18,6 +18,11 @@ struct ImageReport
     /// Everything, for programs.
     QJsonObject json() const;
 
+    /// Why the image is refused, a phrase for the user; empty if it is good.
+    QString refusal;
+    int packets = 0;
+
+private:
     /// How many seconds the transfer schedule waits. The time that the packets need on the bus and
     /// the microphone's verdict come on top.
     struct Waits
@@ -33,11 +38,6 @@ struct ImageReport
     /// longer to restart.
     static Waits waitsFor(int packets, bool otg);
 
-    /// Why the image is refused, a phrase for the user; empty if it is good.
-    QString refusal;
-    int packets = 0;
-
-private:
     struct Record
     {
         int offset;

@@ -14,8 +14,6 @@ public:
     /// Prints lines. On a terminal long lines are wrapped between words, and continuation lines
     /// start with `indent` blanks.
     static void print(std::FILE *stream, const QString &text, int indent = 0);
-    /// Wraps `text` to lines shorter than `columns`. Longer words are not broken.
-    static QString wrapped(const QString &text, int columns, int indent);
 
     /// Replaces each control character by "?".
     static QString printable(QString text);
@@ -33,4 +31,7 @@ public:
 private:
     /// For a terminal that does not report its width.
     static constexpr int defaultColumns = 80;
+
+    /// Wraps `text` to lines shorter than `columns`. Longer words are not broken.
+    static QString wrapped(const QString &text, int columns, int indent);
 };

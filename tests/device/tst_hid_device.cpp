@@ -5,7 +5,6 @@
 #include "upgrade/CFirmwareUpgradeProtocol.h"
 
 #include <QElapsedTimer>
-#include <QProcess>
 #include <QTest>
 
 #include <functional>
@@ -149,12 +148,6 @@ private slots:
         }
         QVERIFY(openFor("R5.bin"));
         QCOMPARE(device->getPath(), "/dev/velmo-sim1");
-    }
-
-    void a_bad_setting_ends_the_simulator()
-    {
-        qputenv("VELMO_SIM", "vanish");
-        QCOMPARE(QProcess::execute(QCoreApplication::applicationFilePath(), {"-functions"}), 78);
     }
 
     void reports_are_read_whole()

@@ -104,9 +104,8 @@ private slots:
                 return starter.state() != QProcess::NotRunning;
             });
         };
-        QTRY_VERIFY_WITH_TIMEOUT(running() <= 1 && run.result().endsWith("100%\n"),
+        QTRY_VERIFY_WITH_TIMEOUT(running() == 1 && run.result().endsWith("100%\n"),
                                  UpdaterRun::endTimeoutMs);
-        QCOMPARE(static_cast<int>(running()), 1);
         for (QProcess &starter : starters) {
             starter.kill();
             starter.waitForFinished();

@@ -94,6 +94,7 @@ const std::initializer_list<Flash> flashes = {
     {"enter-time=1000", " !restarting@609 restarting@801 upgrading@1001"},
     {"return-as=0065",
      " restarting@401 -000B@401 upgrading@501 +0065@501 a3.0@611 verdict-given@614 v5.0@614"},
+    {"verdict=success6", " v6.0@614"},
     {"verdict=failure-flag;verdict-delay=50", " verdict-given@659 v3.1@659"},
     // advance() runs every 3 s; missed repeats are not sent later.
     {"verdict-repeat=1000", " v5.0@614 v5.0@4609 v5.0@7609 v5.0@10609"},

@@ -186,6 +186,7 @@ private slots:
                  "longest of two ids: 7508 8501 950a 8102 8502 9504 8102: 11",
                  "padding counts, bits are rounded up: 7501 9503 8102 9506 8101: 3",
                  "long item skipped: fe0300 8102ff 7508 9501 8102: 2",
+                 "longest that fits: 7508 97feff0000 8102: 65535",
                  "too long by a bit: 7508 96feff 8102 7501 9501 8102: -1",
                  "count beyond 24 bits: 7508 9701000004 8102: -1",
                  "product beyond 32 bits: 7700000100 9700000100 8102: -1",

@@ -30,7 +30,6 @@ private slots:
     void aDeviceThatVanishesHasIdsButNoName()
     {
         hid_device *const device = hid_open(0x3C9E, 0x000B, nullptr);
-        QVERIFY(device != nullptr);
         QCOMPARE(hid_max_input_report_len(device), 64);
         const auto productName = [device] {
             std::array<wchar_t, 64> text = {L'x'};

@@ -55,7 +55,7 @@ private:
     QStringList notices;
 
 private slots:
-    void registering_makes_one_hidden_window()
+    void registering_makes_a_hidden_window()
     {
         QVERIFY(libraryWindow() == nullptr);
         for (QStringList *list : {&replaced, &notices})
