@@ -17,6 +17,7 @@
 
 static const int patience_ms = 10000;
 
+/* A main thread that has ended while others run is a zombie. */
 static int has_main_thread(pid_t process)
 {
     char path[32];
@@ -30,15 +31,21 @@ static int has_main_thread(pid_t process)
     return state != 'Z';
 }
 
-/* In a process of its own, which also does it when the server has ended. It keeps nothing of the
-   server open, and the descriptor cannot mean another process with the same number. */
+/* A process of its own waits, so that the kill comes even if the server has ended. The descriptor
+   cannot mean a later process with the same number. */
 static int kill_later(pid_t process)
 {
-    struct pollfd end = {.fd = pidfd_open(process, 0), .events = POLLIN};
-    if (end.fd < 0 || fork() != 0)
-        return end.fd < 0 ? -1 : close(end.fd);
-    close_range(0, (unsigned)end.fd - 1, 0);
-    close_range((unsigned)end.fd + 1, ~0U, 0);
+    const int descriptor = pidfd_open(process, 0);
+    if (descriptor < 0)
+        return -1;
+    const pid_t killer = fork();
+    if (killer != 0) {
+        close(descriptor);
+        return killer < 0 ? -1 : 0;
+    }
+    /* Keep nothing of the server open. */
+    struct pollfd end = {.fd = dup2(descriptor, STDIN_FILENO), .events = POLLIN};
+    close_range(STDIN_FILENO + 1, ~0U, 0);
     if (poll(&end, 1, patience_ms) == 0)
         pidfd_send_signal(end.fd, SIGKILL, NULL, 0);
     _exit(0);

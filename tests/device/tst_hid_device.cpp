@@ -278,10 +278,12 @@ private slots:
 
     void a_frame_is_completed_before_it_is_written()
     {
+        // The sum of so many bytes depends on every entry of its table.
+        constexpr int summedUp = 8 * 256;
         QByteArray frame;
-        for (int i = 0; i < 8 * 256 + 2; ++i) // the sum depends on every entry of its table
+        for (int i = 0; i < summedUp + 2; ++i)
             frame += static_cast<char>(i);
-        const QByteArray completed = QByteArray(frame).replace(8 * 256, 1, "\x46");
+        const QByteArray completed = QByteArray(frame).replace(summedUp, 1, "\x46");
         protocol->setFrameLength(frame.size());
         auto *const bytes = reinterpret_cast<std::uint8_t *>(frame.data());
         QVERIFY(!manager->sendWithRetries(bytes));

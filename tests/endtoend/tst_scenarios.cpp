@@ -130,7 +130,8 @@ private slots:
                 [&] { return (writes = runner->traceLines(" write ")).size() > 1; },
                 UpdaterRun::endTimeoutMs);
             const auto time = [&](int i) { return writes.value(i).section(' ', 0, 0).toDouble(); };
-            return time(1) - time(0) < 7000; // its pause after the answer
+            constexpr double restartPauseMs = 7000; // after the answer
+            return time(1) - time(0) < restartPauseMs;
         };
         constexpr int attempts = 3; // it is very unlikely that load disturbs all of them
         bool missed = true;

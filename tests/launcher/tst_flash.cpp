@@ -254,7 +254,7 @@ private slots:
     {
         UpdaterRun run;
         run.makePlainImage();
-        // A terminal of 0 columns does not know its width, which is taken for 80.
+        // 0: the terminal does not know its width, which is taken for 80. The bar needs over 51.
         for (const int columns : {0, 2, 18, 40, 51, 80, 200}) {
             run.startInShell("exec script -qec 'stty cols " + QByteArray::number(columns) +
                                  "; " VELMO_FLASH " " + plain + "' /dev/null",
