@@ -27,11 +27,21 @@ simulator=(wine "$windows_build/simulator/windows/velmo-sim-wine.exe")
 # start_wine FOLDER: makes a new prefix there.  DISPLAY must be set.  Sets wine_result to the
 # path of the updater's result file.
 start_wine() {
-    export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all} WINEDLLOVERRIDES="mscoree,mshtml="
+    export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all,err+all} WINEDLLOVERRIDES="mscoree,mshtml="
     # A run that was killed has left its server running.
     wineserver -k 2>/dev/null || true
     rm -rf "$WINEPREFIX"
-    mkdir -p "$WINEPREFIX"
+    mkdir -p "$WINEPREFIX/bin"
+    # Linux puts the heap of wine's loader at a random address. Now and then that is where wine
+    # must map a page (0x7ffe0000), and then the program ends at once with code 1. A container
+    # may not allow a fixed address.
+    if setarch --addr-no-randomize true 2>/dev/null; then
+        printf '#!/bin/sh\nexec setarch --addr-no-randomize %s "$@"\n' "$(command -v wine)" >"$WINEPREFIX/bin/wine"
+        chmod +x "$WINEPREFIX/bin/wine"
+        # winepath starts this one.
+        ln -s wine "$WINEPREFIX/bin/wine-stable"
+        PATH=$WINEPREFIX/bin:$PATH
+    fi
     cc -Wall -Wextra -Werror -shared -fPIC -o "$WINEPREFIX/late_kill.so" \
         "$root/simulator/windows/late_kill.c"
     # The server keeps the prefix running between programs.  It must not inherit a pipe of
