@@ -75,27 +75,32 @@ private slots:
         windowManager.waitForFinished(); // it ends with the server
     }
 
+    void a_key_closes_the_outcome_and_ends_the_program_data()
+    {
+        QTest::addColumn<QStringList>("row");
+        for (const char *row : {"by-image, key Escape, success 1",
+                                "by-image;verdict-repeat=10, key Return, success 1",
+                                "failure2, key alt+n, success -1",
+                                "failure2;verdict-repeat=10, key Return, success -1"})
+            QTest::newRow(row) << QString(row).split(", ");
+    }
+
     void a_key_closes_the_outcome_and_ends_the_program()
     {
         constexpr int repeats = 50;
-        for (const QByteArray row : {"by-image, key Escape, success 1",
-                                     "by-image;verdict-repeat=10, key Return, success 1",
-                                     "failure2, key alt+n, success -1",
-                                     "failure2;verdict-repeat=10, key Return, success -1"}) {
-            const QStringList words = QString(row).split(", ");
-            UpdaterRun run;
-            startVisible(&run, "verdict=" + words.first().toLatin1());
-            QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString("Tips"), endTimeoutMs);
-            // The outcome is written when the box is closed.
-            QVERIFY(!run.result().contains("success"));
-            const auto heard = [&run] { return run.debugOutput().count("qqqq"); };
-            const int before = row.contains("repeat") ? heard() : -repeats;
-            QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeats, endTimeoutMs);
-            QCOMPARE(xdotool("search --onlyvisible --name ^Tips$").count('\n'), 0);
-            xdotool(words.at(1));
-            QCOMPARE(run.exitCode(), 0);
-            QCOMPARE(run.outcome(), words.at(2));
-        }
+        QFETCH(QStringList, row);
+        UpdaterRun run;
+        startVisible(&run, "verdict=" + row.first().toLatin1());
+        QTRY_COMPARE_WITH_TIMEOUT(activeWindow(), QString("Tips"), endTimeoutMs);
+        // The outcome is written when the box is closed.
+        QVERIFY(!run.result().contains("success"));
+        const auto heard = [&run] { return run.debugOutput().count("qqqq"); };
+        const int before = row.first().contains("repeat") ? heard() : -repeats;
+        QTRY_VERIFY_WITH_TIMEOUT(heard() >= before + repeats, endTimeoutMs);
+        QCOMPARE(xdotool("search --onlyvisible --name ^Tips$").count('\n'), 0);
+        xdotool(row.at(1));
+        QCOMPARE(run.exitCode(), 0);
+        QCOMPARE(run.outcome(), row.at(2).toLatin1());
     }
 
     void a_window_closed_during_the_transfer_ends_the_program()
