@@ -20,7 +20,7 @@ static const int patience_ms = 10000;
 /* A main thread that has ended while others run is a zombie. */
 static int has_main_thread(pid_t process)
 {
-    char path[32];
+    char path[sizeof "/proc/-2147483648/stat"];
     char state = 'Z';
     snprintf(path, sizeof path, "/proc/%d/stat", process);
     FILE *const file = fopen(path, "r");
