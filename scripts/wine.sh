@@ -21,12 +21,14 @@ setup=${zip[0]%.zip}-setup.exe
 rm -rf "$root/build/windows-package"
 unzip -q "${zip[0]}" -d "$root/build/windows-package"
 readonly windows_program=$root/build/windows-package/$(basename "${zip[0]}" .zip)
+export VELMO_WINDOWS_PROGRAM=$windows_program/Velmo_KVX2_DFU.exe
 # "${simulator[@]}" PROGRAM ARGUMENT...: runs it with microphones as VELMO_SIM says.
 simulator=(wine "$windows_build/simulator/windows/velmo-sim-wine.exe")
 
-# start_wine FOLDER: makes a new prefix there.  DISPLAY must be set.  Sets wine_result to the
-# path of the updater's result file.
+# start_wine FOLDER: makes a new prefix there. DISPLAY must be set. Sets VELMO_WINDOWS_RESULT to
+# the path of the updater's result file.
 start_wine() {
+    # Without "-all", Debian's wine prints a hint about 32 bits.
     export WINEPREFIX=$1 WINEDEBUG=${WINEDEBUG:--all,err+all} WINEDLLOVERRIDES="mscoree,mshtml="
     # A run that was killed has left its server running.
     wineserver -k 2>/dev/null || true
@@ -44,8 +46,8 @@ start_wine() {
     fi
     cc -Wall -Wextra -Werror -shared -fPIC -o "$WINEPREFIX/late_kill.so" \
         "$root/simulator/windows/late_kill.c"
-    # The server keeps the prefix running between programs.  It must not inherit a pipe of
-    # ours, because the pipe's reader would wait for it to end.  The preloaded path is relative,
+    # The server keeps the prefix running between programs. It must not inherit a pipe of
+    # ours, because the pipe's reader would wait for it to end. The preloaded path is relative,
     # because a blank would end it.
     (cd "$WINEPREFIX" && LD_PRELOAD=./late_kill.so exec wineserver -p </dev/null >server.log 2>&1 8>&-)
     [[ ! -s $WINEPREFIX/server.log ]] || die "wine's server did not start: $(<"$WINEPREFIX/server.log")"
@@ -54,7 +56,7 @@ start_wine() {
         die "wine could not make a prefix with a simulated bus in build/: $(<"$WINEPREFIX/start.log")"
     # Tahoma is the font of windows and boxes.
     cp /usr/share/wine/fonts/*.ttf "$WINEPREFIX/drive_c/windows/Fonts/"
-    wine_result=$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt
+    export VELMO_WINDOWS_RESULT=$WINEPREFIX/drive_c/users/${USER:-$(id -un)}/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt
 }
 
 end_wine() {

@@ -159,15 +159,8 @@ void UpdaterRun::kill()
 
 QString UpdaterRun::resultFile() const
 {
-    if (!onWine)
-        return path("data/CorvoUpgrade/Firmware_bin.txt");
-    const QDir users(qEnvironmentVariable("WINEPREFIX") + "/drive_c/users");
-    // Wine names one folder after the user. The other folder is common to all users.
-    QStringList user = users.entryList(QDir::Dirs | QDir::NoDotAndDotDot);
-    user.removeAll("Public");
-    if (user.isEmpty())
-        qFatal("scripts/test-windows runs the tests over wine");
-    return users.filePath(user.first() + "/AppData/Roaming/CorvoUpgrade/Firmware_bin.txt");
+    return onWine ? qEnvironmentVariable("VELMO_WINDOWS_RESULT")
+                  : path("data/CorvoUpgrade/Firmware_bin.txt");
 }
 
 QByteArray UpdaterRun::contentOf(const QString &path)

@@ -9,7 +9,7 @@
 /// The real program in its own home, with its own data and temporary folders. The temporary
 /// folder decides which updaters exclude each other. The destructor kills the program.
 /// VELMO_TRANSPORT connects the simulated microphone: "drop-in" (the default), "umockdev", or
-/// "wine", with VELMO_WINDOWS_PROGRAM, WINEPREFIX and one run at a time.
+/// "wine", which needs what scripts/wine.sh sets and allows one run at a time.
 class UpdaterRun
 {
 public:
